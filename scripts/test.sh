@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# Sets up a fresh Debian 12 machine, builds Tonvale and runs every test: the normal build,
+# the AddressSanitizer/UndefinedBehaviorSanitizer build, and short bounded fuzzer runs.
+set -euo pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+root=$(dirname "$here")
+jobs=$(nproc)
+fuzz_seconds=${TV_FUZZ_SECONDS:-30}
+logs=$(mktemp -d)
+trap 'rm -rf "$logs"' EXIT
+
+"$here/deps.sh"
+
+run_ctest() {  # run_ctest BUILD_DIR LABEL
+  local out="$logs/$2.log" rc=0
+  ctest --test-dir "$1" --output-on-failure -j"$jobs" --timeout 600 2>&1 | tee "$out" || rc=$?
+  return $rc
+}
+
+status=0
+"$here/configure.sh" "$root/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+cmake --build "$root/build"
+run_ctest "$root/build" normal || status=1
+
+"$here/configure.sh" "$root/build-asan" -DCMAKE_BUILD_TYPE=Debug -DTV_SANITIZE=ON -DTV_BENCH=OFF
+cmake --build "$root/build-asan"
+run_ctest "$root/build-asan" sanitized || status=1
+
+# Fuzz targets: clang with libFuzzer, each run for a bounded time.
+CC=clang CXX=clang++ "$here/configure.sh" "$root/build-fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTV_FUZZ=ON -DTV_BENCH=OFF -DTV_TESTS=OFF
+cmake --build "$root/build-fuzz" --target tv_fuzz_all
+fuzz_pass=0 fuzz_fail=0
+for target in "$root"/build-fuzz/fuzz/*; do
+  [ -x "$target" ] || continue
+  name=$(basename "$target")
+  corpus="$logs/corpus-$name"; mkdir -p "$corpus"
+  seeds="$root/tests/fuzz/seeds/$name"
+  [ -d "$seeds" ] || seeds=
+  if "$target" -max_total_time="$fuzz_seconds" -print_final_stats=1 "$corpus" $seeds >"$logs/$name.log" 2>&1; then
+    fuzz_pass=$((fuzz_pass + 1))
+    echo "fuzz $name: $(grep -E 'stat::number_of_executed_units' "$logs/$name.log" | awk '{print $2}') runs, no finding"
+  else
+    fuzz_fail=$((fuzz_fail + 1)); status=1
+    echo "fuzz $name: FINDING"; tail -n 60 "$logs/$name.log"
+  fi
+done
+
+passed=0 failed=0
+for log in "$logs"/normal.log "$logs"/sanitized.log; do
+  line=$(grep -E 'tests passed, [0-9]+ tests failed out of [0-9]+' "$log" | tail -n 1 || true)
+  total=$(sed -E 's/.* out of ([0-9]+).*/\1/' <<<"$line")
+  bad=$(sed -E 's/.*tests passed, ([0-9]+) tests failed.*/\1/' <<<"$line")
+  [ -n "$line" ] || { status=1; continue; }
+  passed=$((passed + total - bad)); failed=$((failed + bad))
+done
+passed=$((passed + fuzz_pass)); failed=$((failed + fuzz_fail))
+echo "tests: $passed passed, $failed failed"
+exit $status
