@@ -1,0 +1,40 @@
+#pragma once
+// Streams over memory that the caller owns and keeps alive for the stream's life.
+#include <cstddef>
+#include <cstdint>
+
+#include "pp/stream.h"
+
+namespace PP {
+
+// Forward-only reader of a memory block.
+class streamInMemRef : public streamIn {
+ public:
+  streamInMemRef(const void* data, size_t size);
+  size_t read(void* buffer, size_t length) override;
+  uint64_t skip(uint64_t length) override;
+
+ private:
+  const uint8_t* base_;
+  size_t size_;
+  size_t position_ = 0;
+};
+
+// Seekable reader of a memory block: a position equal to the size is allowed, beyond throws.
+class fileInMemRef : public fileIn {
+ public:
+  fileInMemRef(const void* data, size_t size);
+  size_t read(void* buffer, size_t length) override;
+  uint64_t skip(uint64_t length) override;
+  bool isSeekable() override { return true; }
+  void seek(uint64_t position) override;
+  uint64_t tell() override { return position_; }
+  uint64_t size() override { return size_; }
+
+ private:
+  const uint8_t* base_;
+  size_t size_;
+  size_t position_ = 0;
+};
+
+}  // namespace PP
