@@ -1,0 +1,81 @@
+// The tag writer runs right after the encoder closed the output, when another process (a
+// player, a virus scanner, the file indexer) may still hold the file: it waits a little for
+// the file to open, then gives the plug-in several tries.
+#include "tags/tag_writer.h"
+
+#include "foundation/platform/clock.h"
+#include "foundation/platform/file_io.h"
+#include "foundation/platform/file_system.h"
+#include "foundation/platform/path_rules.h"
+
+namespace {
+
+constexpr char kFunction[] = "TvTravex::IDTagWriter";
+constexpr int kOpenTries = 30;
+constexpr uint32_t kOpenPauseMs = 100;
+constexpr int kWriteTries = 10;
+constexpr uint32_t kWritePauseMs = 750;
+
+bool DefaultCanOpen(const XString& path) {
+    XFileHandle file = XSysOpenFile(path, XAccess::Read, XShare::Read | XShare::Write,
+                                    XDisposition::OpenExisting, XAttributeNormal);
+    if (file == XInvalidHandle) return false;
+    XSysCloseHandle(file);
+    return true;
+}
+
+bool HasIgnoreExtension(const XString& name) {
+    constexpr char16_t ignore[] = u".iGnore";
+    if (!name.EndsWith(ignore, true)) return false;
+    // The extension is the whole ".iGnore": nothing but the separator may stand before it.
+    int dot = name.Length() - 6;
+    return dot >= 1 && name.FindLastChar(u'.') == dot;
+}
+
+}  // namespace
+
+bool XWriteIDTags(XTagWriterDecoder& decoder, const XTagWriterContext& context,
+                  const XString& path, const XString& tagFileName, const void* block,
+                  uint32_t size) {
+    if (block == nullptr || size == 0) return true;
+    const XString& name = tagFileName.IsEmpty() ? path : tagFileName;
+    if (HasIgnoreExtension(name)) return true;
+
+    auto sleep = [&](uint32_t ms) { context.sleep ? context.sleep(ms) : XSleep(ms); };
+    auto debug = [&](const char16_t* mark) {
+        if (context.debugWrite) context.debugWrite(mark, context.logs, kFunction);
+    };
+    auto print = [&](const char16_t* text, bool endLine) {
+        if (!context.silent && context.print) context.print(text, endLine);
+    };
+
+    debug(u"->->");
+    print(u"Writing ID Tags: ", false);
+
+    // A failing attempt is expected now and then; its messages stay out of the error pipe.
+    PluginLogHandles logs = context.logs;
+    logs.ErrorLog = 0;
+    if (decoder.Load(name, logs)) {
+        if (XSysGetFileAttributes(path) != XAttr::Invalid) {
+            for (int tries = 1;; ++tries) {
+                bool opened = context.canOpen ? context.canOpen(path) : DefaultCanOpen(path);
+                // After the last try the writer goes on: the plug-in may still manage.
+                if (opened || tries >= kOpenTries) break;
+                sleep(kOpenPauseMs);
+            }
+        }
+        for (int tries = 1;; ++tries) {
+            if (decoder.SetIDTags(path, block, size) != 0) break;
+            if (tries >= kWriteTries) {
+                decoder.Unload();
+                return false;
+            }
+            sleep(kWritePauseMs);
+        }
+    }
+
+    print(u"Done", true);
+    debug(u"<-<-");
+    decoder.Unload();
+    return true;
+}
