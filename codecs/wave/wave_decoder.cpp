@@ -1,0 +1,194 @@
+// decoder/wave.so: RIFF WAVE and RF64/BW64, PCM and IEEE float, plain or extensible. The file
+// is mapped privately, and blocks point straight into the mapping: no sample is copied, and a
+// DSP that writes into a block only touches its own copy-on-write pages.
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "tvkit/plugin_base.h"
+#include "tvkit/tag_block.h"
+#include "tvkit/text.h"
+#include "wave_header.h"
+
+namespace {
+
+constexpr uint32_t kBlockBytes = 1u << 20;  // upper bound of one block, floored to frames
+
+const tvkit::DecodesEntry kDecodes[] = {
+    {u".wav", u"Wave"},
+    {u".wave", u"Wave"},
+    {u".rf64", u"Wave"},
+    {u".bw64", u"Wave"},
+};
+
+// LIST INFO ids and the tag names the host knows them by.
+struct InfoName {
+    const char* id;
+    const char16_t* tag;
+};
+const InfoName kInfoNames[] = {
+    {"INAM", u"Title"},   {"IART", u"Artist"}, {"IPRD", u"Album"},     {"ICMT", u"Comment"},
+    {"ICRD", u"Year"},    {"IGNR", u"Genre"},  {"ITRK", u"Track"},     {"IPRT", u"Track"},
+    {"ICOP", u"Copyright"}, {"ISFT", u"Encoded By"}, {"IENG", u"Engineer"},
+};
+
+std::u16string ChannelsText(uint16_t channels) {
+    if (channels == 1) return u"Mono";
+    if (channels == 2) return u"Stereo";
+    return tvkit::Number16(static_cast<unsigned long long>(channels)) + u" Channels";
+}
+
+class WaveDecoder final : public tvkit::DecoderBase {
+public:
+    using DecoderBase::DecoderBase;
+    ~WaveDecoder() override { Unmap(); }
+
+    int32_t GetProperty(std::u16string_view name, PluginArgs& args) override {
+        if (name == u"Decodes") return tvkit::AnswerListing(kDecodes, std::size(kDecodes), args);
+        return DecoderBase::GetProperty(name, args);
+    }
+
+    int32_t Open(OpenFileRecord& rec) override {
+        static const char* const kFunction = "Wave::Open";
+        if (map) {
+            Log().Error(u"Error: The decoder is already open.", kFunction);
+            return 0;
+        }
+        const std::u16string path(tvkit::View16(rec.Path));
+        if (!MapFile(path)) {
+            Log().Error(u"Error: Unable to open file '" + path + u"': " + tvkit::Utf8ToUtf16(std::strerror(lastErrno)),
+                        kFunction);
+            return 0;
+        }
+        if (!wavefile::ParseWaveHeader(map, mapSize, header)) {
+            Log().Error(u"Error: Unable to read WAV file '" + path + u"': " + tvkit::Utf8ToUtf16(header.error) + u".",
+                        kFunction);
+            Unmap();
+            return 0;
+        }
+        if (header.sizeClamped)
+            Log().Info(u"WAV header of '" + path + u"' claims more audio than the file holds; reading what is there.",
+                       kFunction);
+        if (header.partialFrame)
+            Log().Info(u"WAV data of '" + path + u"' ends inside a sample; the incomplete sample was dropped.", kFunction);
+
+        const TvWaveFormatEx& f = header.format.Format;
+        rec.Format = header.format;
+        rec.BitsPerSecond = f.nSamplesPerSec * f.nChannels * f.wBitsPerSample;
+        rec.LengthBytes = static_cast<int64_t>(header.dataSize);
+        rec.LengthMs = static_cast<int64_t>(header.dataSize / f.nBlockAlign * 1000 / f.nSamplesPerSec);
+        BuildTags(path);
+        rec.IDTags = idTags.Data();
+        rec.IDTagsSize = idTags.Size();
+        rec.InfoTags = infoTags.Data();
+        rec.InfoTagsSize = infoTags.Size();
+        block = kBlockBytes - kBlockBytes % f.nBlockAlign;
+        if (block == 0) block = f.nBlockAlign;
+        done = 0;
+        finished = false;
+        return 1;
+    }
+
+    int32_t DecodeBlock(AudioBlockRecord& out) override {
+        if (!map) return 0;
+        const TvWaveFormatEx& f = header.format.Format;
+        out.Format = header.format;
+        out.BitsPerSecond = f.nAvgBytesPerSec * 8;
+        out.PositionMs = static_cast<int64_t>(done * 1000 / f.nAvgBytesPerSec);
+        if (finished) {  // asked again after the end: an empty last block
+            out.EndOfStream = 1;
+            return 1;
+        }
+        const uint64_t left = header.dataSize - done;
+        const uint32_t n = left < block ? static_cast<uint32_t>(left) : block;
+        out.Data = n ? map + header.dataOffset + done : nullptr;
+        out.Size = n;
+        out.BlockLengthMs = static_cast<int64_t>(static_cast<uint64_t>(n) * 1000 / f.nAvgBytesPerSec);
+        done += n;
+        if (done >= header.dataSize) {
+            out.EndOfStream = 1;
+            finished = true;
+        }
+        return 1;
+    }
+
+    int32_t Close(ConversionRecord*) override {
+        Unmap();
+        return 1;
+    }
+
+private:
+    bool MapFile(const std::u16string& path) {
+        const std::string narrow = tvkit::Utf16ToUtf8(path);
+        const int fd = ::open(narrow.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0) {
+            lastErrno = errno;
+            return false;
+        }
+        struct stat st {};
+        if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+            lastErrno = S_ISDIR(st.st_mode) ? EISDIR : errno;
+            ::close(fd);
+            return false;
+        }
+        mapSize = static_cast<uint64_t>(st.st_size);
+        if (mapSize == 0) {
+            // Nothing to map; the parser refuses an empty file with its own words.
+            map = empty;
+            ::close(fd);
+            return true;
+        }
+        void* p = ::mmap(nullptr, mapSize, PROT_READ | PROT_WRITE, MAP_PRIVATE, fd, 0);
+        lastErrno = errno;
+        ::close(fd);
+        if (p == MAP_FAILED) return false;
+        ::madvise(p, mapSize, MADV_SEQUENTIAL);
+        map = static_cast<uint8_t*>(p);
+        return true;
+    }
+
+    void Unmap() {
+        if (map && map != empty) ::munmap(map, mapSize);
+        map = nullptr;
+        mapSize = 0;
+    }
+
+    void BuildTags(const std::u16string& path) {
+        idTags.Clear();
+        for (const wavefile::InfoText& t : header.info)
+            for (const InfoName& n : kInfoNames)
+                if (std::memcmp(t.id, n.id, 4) == 0) idTags.AddUtf8(n.tag, t.value);
+        const TvWaveFormatEx& f = header.format.Format;
+        const uint16_t tag = f.wFormatTag == TV_WAVE_FORMAT_EXTENSIBLE ? static_cast<uint16_t>(header.format.SubFormat.Data1)
+                                                                        : f.wFormatTag;
+        infoTags.Clear();
+        infoTags.Add(u"Audio Quality", u"Lossless");
+        infoTags.Add(u"Format", tag == TV_WAVE_FORMAT_IEEE_FLOAT ? u"IEEE Float" : u"PCM");
+        infoTags.Add(u"Container", header.rf64 ? u"RF64" : u"RIFF");
+        infoTags.Add(u"Sample Rate", tvkit::Number16(static_cast<unsigned long long>(f.nSamplesPerSec)));
+        infoTags.Add(u"Channels", ChannelsText(f.nChannels));
+        infoTags.Add(u"Bits Per Sample", tvkit::Number16(static_cast<unsigned long long>(f.wBitsPerSample)));
+        infoTags.Add(u"Length", tvkit::Number16(static_cast<unsigned long long>(header.dataSize / f.nBlockAlign * 1000 /
+                                                                                f.nSamplesPerSec)) + u" ms");
+        infoTags.Add(u"File Name", path);
+    }
+
+    uint8_t empty[1] = {0};
+    uint8_t* map = nullptr;
+    uint64_t mapSize = 0;
+    int lastErrno = 0;
+    wavefile::WaveHeader header;
+    tvkit::TagBlockWriter idTags, infoTags;
+    uint32_t block = 0;
+    uint64_t done = 0;
+    bool finished = false;
+};
+
+}  // namespace
+
+TV_KIT_DECODER_EXPORTS(WaveDecoder)

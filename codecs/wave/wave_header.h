@@ -1,0 +1,54 @@
+#pragma once
+// Reading and writing the header of RIFF WAVE and RF64/BW64 files. The reader works on the
+// bytes of a whole file in memory (the decoder maps the file) and never looks beyond `size`.
+// It depends on nothing but the public plug-in header, so the fuzz target can build it alone.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tonvale/plugin.h"
+
+namespace wavefile {
+
+// Limits of the header walk: a file that needs more than this is refused, not trusted.
+constexpr uint32_t kMaxChunks = 4096;              // chunks looked at before giving up
+constexpr uint32_t kMinFmtBytes = 14;              // the oldest format record
+constexpr uint64_t kMaxFmtBytes = 64 * 1024;       // a larger "fmt " chunk is malformed
+constexpr uint64_t kMaxInfoBytes = 256 * 1024;     // LIST INFO read for tags
+constexpr uint32_t kMaxInfoValueBytes = 16 * 1024; // one tag value
+constexpr uint64_t kDs64MinBytes = 24;             // riff size, data size, sample count
+constexpr uint32_t kUnknownSize32 = 0xFFFFFFFFu;   // "see ds64" or "until the end"
+
+struct InfoText {
+    char id[5];         // the LIST INFO chunk id, e.g. "INAM"
+    std::string value;  // as stored, bytes up to the first NUL
+};
+
+struct WaveHeader {
+    TvWaveFormatExtensible format{};  // plain formats use the first 18 bytes, cbSize 0
+    bool rf64 = false;                // "RF64" or "BW64" container
+    uint64_t dataOffset = 0;          // first sample byte
+    uint64_t dataSize = 0;            // whole frames that really are in the file
+    uint64_t declaredDataSize = 0;    // what the header said
+    bool sizeClamped = false;         // the header claimed more than the file holds
+    bool partialFrame = false;        // the data ended inside a frame; the rest was dropped
+    std::vector<InfoText> info;
+    std::string error;                // why the header was refused; empty on success
+};
+
+// Parses the header; false with `error` filled when the bytes are not a WAV file that can be
+// decoded (PCM 8/16/24/32 bits, IEEE float 32/64, plain or extensible).
+bool ParseWaveHeader(const uint8_t* data, uint64_t size, WaveHeader& out);
+
+// Size of the fmt chunk the writer uses for a format: 40 extensible, 16 PCM, 18 otherwise.
+uint32_t FmtChunkBytes(const TvWaveFormatExtensible& format);
+
+// Bytes of the header the writer puts before the data: RIFF, a JUNK chunk that can become
+// "ds64", fmt, and the data chunk header.
+std::vector<uint8_t> BuildWaveHeader(const TvWaveFormatExtensible& format, uint64_t dataSize);
+
+// Whether a file with this much data must be written as RF64.
+bool NeedsRf64(const TvWaveFormatExtensible& format, uint64_t dataSize);
+
+}  // namespace wavefile
