@@ -34,7 +34,11 @@ uint32_t XErrnoToWin32(int e) {
     case ETIMEDOUT: return XErr::Timeout;
     case ECANCELED: return XErr::Cancelled;
     case ENOTSUP: return XErr::NotSupported;
-    default: return 1627;  // ERROR_FUNCTION_FAILED: no closer Windows number
+    case EXDEV: return XErr::NotSameDevice;
+    case ELOOP: return XErr::InvalidName;
+    case EMFILE:
+    case ENFILE: return 4;  // ERROR_TOO_MANY_OPEN_FILES
+    default: return XErr::FunctionFailed;  // no closer Windows number
   }
 }
 

@@ -1,0 +1,12 @@
+#pragma once
+// Operating-system handles as the code above the platform layer sees them: one integer type,
+// -1 for "none". On POSIX a handle is a file descriptor.
+#include <cstdint>
+
+using XFileHandle = intptr_t;
+constexpr XFileHandle XInvalidHandle = -1;
+
+// The standard handles, as the console and the driver attach them to XFile.
+constexpr XFileHandle XStdInputHandle = 0;
+constexpr XFileHandle XStdOutputHandle = 1;
+constexpr XFileHandle XStdErrorHandle = 2;
