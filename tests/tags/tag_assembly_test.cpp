@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
+#include "foundation/settings/xregistry.h"
 #include "tags/id_tags.h"
 #include "tags/tag_assembly.h"
 
@@ -215,4 +217,21 @@ TEST(TagAssemblyCopies, PictureBytesAreCopiedOnlyByParseAndSerialise) {
     AssembleOutputTags(input, XTagAssemblyFlags(), out, outBlock);
     EXPECT_EQ(XTagData::CopyCount() - before, 1u);  // the parse; Serialise writes in place
     EXPECT_EQ(outBlock, block);
+}
+
+TEST(TagAssemblyFlags, ReadFromTheProductKey) {
+    fs::path home = fs::temp_directory_path() / "tv-tags-registry";
+    fs::remove_all(home);
+    fs::create_directories(home);
+    setenv("TONVALE_CONFIG_HOME", home.c_str(), 1);
+    XTagAssemblyFlags flags = ReadTagAssemblyFlags();
+    EXPECT_FALSE(flags.noUpdateEncoderTags || flags.noTagDropSpaces || flags.noDropRPGainTags);
+    RegSetInt(1, u"vMXNoTagDropSpaces", HKEY_CURRENT_USER, XProductRegistryKey);
+    RegSetInt(0, u"vMXNoDropRPGainTags", HKEY_CURRENT_USER, XProductRegistryKey);
+    flags = ReadTagAssemblyFlags();
+    EXPECT_TRUE(flags.noTagDropSpaces);
+    EXPECT_FALSE(flags.noDropRPGainTags);
+    EXPECT_FALSE(flags.noUpdateEncoderTags);
+    unsetenv("TONVALE_CONFIG_HOME");
+    fs::remove_all(home);
 }
