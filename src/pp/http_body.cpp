@@ -75,7 +75,11 @@ void readChunkedBody(streamIn& s, std::vector<uint8_t>& body, uint64_t limit) {
         size_t step = static_cast<size_t>(std::min<uint64_t>(chunkLeft, chunkReadStep));
         size_t old = body.size();
         body.resize(old + step);
-        s.readExact(body.data() + old, step);
+        size_t got = s.read(body.data() + old, step);
+        if (got < step) {
+          body.resize(old + got);  // what arrived stays; nothing made up
+          throwFixed<invalid_input>();
+        }
         chunkLeft -= step;
         break;
       }
