@@ -1,0 +1,78 @@
+#pragma once
+// Helpers of the picture tests: the committed sample pictures and builders of hand-made bytes.
+#include <cstdint>
+#include <fstream>
+#include <initializer_list>
+#include <iterator>
+#include <string>
+#include <vector>
+
+using bytes = std::vector<uint8_t>;
+
+inline std::string samplePath(const std::string& name) {
+    return std::string(TV_SOURCE_DIR) + "/tests/data/images/" + name;
+}
+
+inline bytes readSample(const std::string& name) {
+    std::ifstream in(samplePath(name), std::ios::binary);
+    return bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+inline void append(bytes& out, const bytes& more) { out.insert(out.end(), more.begin(), more.end()); }
+inline void appendText(bytes& out, const char* text) {
+    for (; *text != 0; ++text) out.push_back(uint8_t(*text));
+}
+inline void appendBE32(bytes& out, uint32_t v) {
+    for (int shift = 24; shift >= 0; shift -= 8) out.push_back(uint8_t(v >> shift));
+}
+inline void appendLE16(bytes& out, uint32_t v) {
+    out.push_back(uint8_t(v));
+    out.push_back(uint8_t(v >> 8));
+}
+inline void appendBE16(bytes& out, uint32_t v) {
+    out.push_back(uint8_t(v >> 8));
+    out.push_back(uint8_t(v));
+}
+inline void appendLE32(bytes& out, uint32_t v) {
+    appendLE16(out, v);
+    appendLE16(out, v >> 16);
+}
+
+// An ISO box with a 32-bit size; sizeOverride replaces the computed size when set.
+inline bytes isoBox(const char* type, const bytes& payload, int64_t sizeOverride = -1) {
+    bytes out;
+    appendBE32(out, sizeOverride >= 0 ? uint32_t(sizeOverride) : uint32_t(payload.size() + 8));
+    appendText(out, type);
+    append(out, payload);
+    return out;
+}
+
+inline bytes concat(std::initializer_list<bytes> parts) {
+    bytes out;
+    for (const bytes& part : parts) append(out, part);
+    return out;
+}
+
+// Bits from the least significant end of each byte, as the JPEG XL headers are laid out.
+class bitWriter {
+public:
+    bitWriter& put(uint32_t value, uint32_t count) {
+        for (uint32_t i = 0; i < count; ++i) {
+            if (used % 8 == 0) data.push_back(0);
+            if ((value >> i) & 1) data.back() |= uint8_t(1u << (used % 8));
+            ++used;
+        }
+        return *this;
+    }
+    bitWriter& flag(bool value) { return put(value ? 1 : 0, 1); }
+    // Enough trailing zero bytes that a reader never runs out early.
+    bytes finish() const {
+        bytes out = data;
+        out.insert(out.end(), 8, 0);
+        return out;
+    }
+
+private:
+    bytes data;
+    uint32_t used = 0;
+};
