@@ -1,2 +1,19 @@
-// Placeholder entry until the driver lands.
-int main() { return 1; }
+// travex: one conversion per process. The driver's constructor is the run; the exit code is
+// read before its destructor, so whatever the stopping output thread reports can't change it.
+#include <optional>
+
+#include "driver/travex.h"
+#include "foundation/platform/console.h"
+
+int main(int argc, char** argv) {
+    XEnsureStandardHandles();
+    XSetProcessArguments(argc, argv);
+    // The crash handler ("Tonvale Travex Core", dumps below application data + "vMX") is
+    // installed here, before the run.
+
+    std::optional<TvTravex> run;
+    run.emplace();
+    int code = g_exitStatus != 0 ? 1 : 0;
+    run.reset();
+    return code;
+}

@@ -1,0 +1,166 @@
+// The run's options: splitting the command line, command files, parsing into the driver's
+// members, and the encoder's share of them.
+#include <utility>
+
+#include "driver/travex.h"
+#include "foundation/platform/console.h"
+#include "foundation/platform/path_rules.h"
+
+namespace {
+
+// Options the core consumes; dspeffect1 to dspeffect<count of the chain> join them.
+constexpr const char16_t* CoreOptions[] = {
+    u"infile",       u"outfile",         u"convert_to",
+    u"tvcmd",        u"tvcmd8",          u"evtquit",
+    u"evtafterconvseterror",             u"evtwatchdog",
+    u"priority",     u"silent",          u"errorfile",
+    u"processor",    u"sourcefreq",      u"sourcebits",
+    u"sourcechannels",                   u"sourcelength",
+    u"idtags",       u"noidtag",         u"tag",
+    u"shrbytesencoded",                  u"batchid",
+    u"tmpfolder",    u"fntousefortagloaddec",
+    u"DecoderSet",   u"dsppreset",
+};
+
+bool IsCoreOption(const XString& name, int64_t dspCount) {
+    for (const char16_t* core : CoreOptions) {
+        if (XString::Equal(name.Text(), core, 0, true)) return true;
+    }
+    for (int64_t i = 1; i <= dspCount; ++i) {
+        XString effect = XString::Formatted(u"dspeffect%i", static_cast<int>(i));
+        if (XString::Equal(name.Text(), effect.Text(), 0, true)) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+XString TvEncoderOptions(const XOptionList& options, int64_t dspCount) {
+    XString out;
+    const XStringList& names = options.Names();
+    const XStringList& values = options.Values();
+    for (int64_t i = 0; i < names.Count(); ++i) {
+        if (IsCoreOption(names[i], dspCount)) continue;
+        out.AppendFast(u" -");
+        out.AppendFast(names[i]);
+        if (!values[i].IsEmpty()) {
+            out.AppendFast(u"=\"");
+            out.AppendFast(values[i]);
+            out.AppendChar(u'"');
+        }
+    }
+    return out;
+}
+
+void TvTravex::StripTravexCmds(XString& outOptions) const {
+    outOptions = TvEncoderOptions(*this, static_cast<int64_t>(dsps.size()));
+}
+
+void TvTravex::SplitCommandLine() {
+    XString line = XGetCommandLine();
+    console.Debug(XString(u"Splitting Command Line:"));
+    console.Debug(line);
+    // Skip the program's name: quoted up to its closing quote, otherwise up to a blank.
+    int skip = line.GetAt(1) == u'"' ? line.FindChar(u'"', 2) : line.FindChar(u' ', 1);
+    Parse(line, skip > 0 ? skip + 1 : 1);
+}
+
+bool TvTravex::ReadCommandFiles() {
+    XString path;
+    if (Get(u"tvcmd", path) && !path.IsEmpty()) return ReadTvCommandFile(path, false);
+    if (Get(u"tvcmd8", path) && !path.IsEmpty()) return ReadTvCommandFile(path, true);
+    return true;
+}
+
+bool TvTravex::ParseCommandLine() {
+    XString value;
+
+    // From here on errors land in the errorfile, when one is named.
+    if (Get(u"errorfile", value) && !value.IsEmpty()) {
+        errorFileGiven = console.OpenErrorFile(value) ? 1 : 0;
+    }
+
+    Get(u"convert_to", encoderName);
+    Get(u"infile", inFile);
+    stdinIsSource = inFile == u"-" ? 1 : 0;
+    Get(u"outfile", outFile);
+    tagLoadFile = outFile;
+    if (Get(u"fntousefortagloaddec", value) && !value.IsEmpty()) tagLoadFile = value;
+
+    if ((encoderName.IsEmpty() && inFile.IsEmpty() && outFile.IsEmpty()) || Has(u"help")) {
+        if (commandFileMode) {
+            console.ReportError(u"Error missing infile & outfile & convert_to.", ParseFunction);
+        } else {
+            ShowUsage();
+        }
+        return false;
+    }
+    if (encoderName.IsEmpty()) {
+        console.ReportError(u"Error no encoder specified.", ParseFunction);
+        return false;
+    }
+    if (inFile.IsEmpty()) {
+        console.ReportError(u"Error no input file specified", ParseFunction);
+        return false;
+    }
+    if (outFile.IsEmpty()) {
+        console.ReportError(u"Error no ouput file specified", ParseFunction);
+        return false;
+    }
+
+    writeIdTags = Has(u"noidtag") ? 0 : 1;
+    if (Has(u"silent") || commandFileMode) silent = 1;
+
+    // The quit event keeps its name for the plug-ins. Opening the named events (evtquit,
+    // evtafterconvseterror, evtwatchdog) and the shared byte counter (shrbytesencoded) happens
+    // here once the named objects exist; binding to `processor` joins with priority handling.
+    if (Get(u"evtquit", value) && !value.IsEmpty()) quitEventName = value;
+
+    if (Get(u"batchid", value) && !value.IsEmpty()) {
+        if (XString::Equal(value.Text(), u"auto", 0, true)) {
+            batchLeader = 1;
+        } else {
+            batchId = static_cast<uint32_t>(value.ToInt());
+        }
+    }
+
+    if (Get(u"tmpfolder", value) && !value.IsEmpty()) {
+        tmpFolder = value;
+        tmpFolder.EnsureTrailing(XPathSep);
+    }
+
+    DSPSpecList specs = CollectDSPSpecs();
+
+    if (batchLeader) {
+        // dsps is still empty here, so this copy of the options keeps its dspeffect entries:
+        // that is the form in which the batch stores them.
+        dspCommandLine = FormatDSPOptions(specs);
+        XString options;
+        StripTravexCmds(options);
+        // Starting the batch with dspCommandLine, encoderName and these options, and taking
+        // its id into batchId, joins with batch coordination. The batch may rewrite the DSP
+        // text, so the chain is read back from it.
+        specs = ParseDSPString(dspCommandLine);
+    }
+
+    MoveReplayGainLast(specs);
+    for (DSPSpec& spec : specs) {
+        auto entry = std::make_unique<DSPEntry>();
+        entry->name = std::move(spec.name);
+        entry->params = std::move(spec.params);
+        dsps.push_back(std::move(entry));
+    }
+    return true;
+}
+
+DSPSpecList TvTravex::CollectDSPSpecs() {
+    DSPSpecList specs;
+    XString value;
+    if (Get(u"dsppreset", value) && !value.IsEmpty()) {
+        XString line;
+        // An unreadable preset is no error and adds nothing.
+        if (ReadPresetLine(value, line)) specs = ParseDSPString(line);
+    }
+    ParseDSPOptions(*this, specs);
+    return specs;
+}

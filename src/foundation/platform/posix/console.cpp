@@ -1,0 +1,171 @@
+#include "foundation/platform/console.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "foundation/platform/last_error.h"
+
+namespace {
+
+std::vector<std::string> g_arguments;
+bool g_argumentsSet = false;
+
+std::vector<std::string> ReadProcCmdline() {
+    std::vector<std::string> args;
+    int fd = open("/proc/self/cmdline", O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return args;
+    std::string all;
+    char buffer[4096];
+    for (;;) {
+        ssize_t n = read(fd, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        all.append(buffer, static_cast<size_t>(n));
+    }
+    close(fd);
+    size_t start = 0;
+    while (start < all.size()) {
+        size_t end = all.find('\0', start);
+        if (end == std::string::npos) end = all.size();
+        args.emplace_back(all, start, end - start);
+        start = end + 1;
+    }
+    return args;
+}
+
+// A value the grammar reads back unchanged without quotes.
+bool IsPlainValue(const std::string& value) {
+    if (value.empty()) return false;
+    char first = value[0];
+    if (first == '-' || first == '"' || first == '=' || first == ' ') return false;
+    return value.find(' ') == std::string::npos;
+}
+
+void AppendValue(std::string& out, const std::string& value) {
+    if (IsPlainValue(value)) {
+        out += value;
+        return;
+    }
+    out += '"';
+    for (char c : value) {
+        if (c != '"') out += c;
+    }
+    out += '"';
+}
+
+// Walks the items exactly as XOptionList::FromArguments does and writes each option in a form
+// that the grammar parses back to the same name and value.
+std::string Join(const std::vector<const char*>& args) {
+    std::string out = "\"";
+    if (!args.empty()) {
+        for (const char* c = args[0]; *c != '\0'; ++c) {
+            if (*c != '"') out += *c;
+        }
+    }
+    out += '"';
+    size_t count = args.size();
+    for (size_t i = 1; i < count; ++i) {
+        std::string item = args[i];
+        size_t dash = item.find('-');
+        if (dash == std::string::npos) break;
+        size_t n = dash + 1;
+        if (n < item.size() && item[n] == '-') ++n;
+        size_t eq = item.find('=', n);
+        std::string name;
+        std::string value;
+        char separator = 0;
+        if (eq != std::string::npos) {
+            name = item.substr(n, eq - n);
+            value = item.substr(eq + 1);
+            separator = '=';
+        } else {
+            name = item.substr(n);
+            if (i + 1 < count && args[i + 1][0] != '-') {
+                value = args[i + 1];
+                separator = ' ';
+                ++i;
+            }
+        }
+        if (name.empty() || name.find_first_of(" \"") != std::string::npos) continue;
+        out += name[0] == '-' ? " --" : " -";
+        out += name;
+        if (separator != 0) {
+            out += separator;
+            AppendValue(out, value);
+        }
+    }
+    return out;
+}
+
+}  // namespace
+
+void XEnsureStandardHandles() {
+    for (int fd = 0; fd <= 2; ++fd) {
+        if (fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
+        int opened = open("/dev/null", fd == 0 ? O_RDONLY : O_WRONLY);
+        if (opened >= 0 && opened != fd) {
+            dup2(opened, fd);
+            close(opened);
+        }
+    }
+}
+
+void XSetProcessArguments(int argc, const char* const* argv) {
+    g_arguments.clear();
+    for (int i = 0; i < argc; ++i) g_arguments.emplace_back(argv[i] != nullptr ? argv[i] : "");
+    g_argumentsSet = true;
+}
+
+XString XJoinCommandLine(int argc, const char* const* argv) {
+    std::vector<const char*> args;
+    for (int i = 0; i < argc; ++i) args.push_back(argv[i] != nullptr ? argv[i] : "");
+    std::string joined = Join(args);
+    return XString(joined.c_str(), true);
+}
+
+XString XGetCommandLine() {
+    std::vector<std::string> stored = g_argumentsSet ? g_arguments : ReadProcCmdline();
+    std::vector<const char*> args;
+    for (const std::string& a : stored) args.push_back(a.c_str());
+    std::string joined = Join(args);
+    return XString(joined.c_str(), true);
+}
+
+bool XIsHandleOpen(XFileHandle handle) {
+    if (handle < 0 || handle > INT32_MAX) return false;
+    return fcntl(static_cast<int>(handle), F_GETFD) != -1;
+}
+
+bool XIsConsoleHandle(XFileHandle handle) {
+    if (handle < 0 || handle > INT32_MAX) return false;
+    return isatty(static_cast<int>(handle)) == 1;
+}
+
+bool XWriteHandle(XFileHandle handle, const void* data, size_t size) {
+    if (handle < 0 || handle > INT32_MAX) {
+        XSetLastError(XErr::InvalidHandle);
+        return false;
+    }
+    const char* p = static_cast<const char*>(data);
+    while (size > 0) {
+        ssize_t n = write(static_cast<int>(handle), p, size);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            XSetLastErrorFromErrno(errno);
+            return false;
+        }
+        p += n;
+        size -= static_cast<size_t>(n);
+    }
+    return true;
+}
+
+bool XWriteConsole(XFileHandle handle, const XString& text) {
+    std::string utf8 = text.ToStdUtf8();
+    return XWriteHandle(handle, utf8.data(), utf8.size());
+}

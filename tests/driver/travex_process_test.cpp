@@ -1,0 +1,200 @@
+// Runs the built travex in a fresh folder and compares its output bytes.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct Result {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string ReadBytes(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+void WriteBytes(const fs::path& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+// UTF-16LE with CR LF for each line, the redirected console form.
+std::string Utf16(const std::u16string& text) {
+    std::string bytes;
+    for (char16_t c : text) {
+        bytes += static_cast<char>(c & 0xFF);
+        bytes += static_cast<char>(c >> 8);
+    }
+    return bytes;
+}
+std::string Lines(const std::vector<std::u16string>& lines) {
+    std::string bytes;
+    for (const auto& line : lines) bytes += Utf16(line + u"\r\n");
+    return bytes;
+}
+
+std::string ShellQuote(const std::string& arg) {
+    std::string out = "'";
+    for (char c : arg) {
+        if (c == '\'') {
+            out += "'\\''";
+        } else {
+            out += c;
+        }
+    }
+    return out + "'";
+}
+
+const std::u16string Product = u"Tonvale Travex Core                          2025";
+const std::u16string Usage =
+    u"Usage: Travex.exe -infile=\"filename\" -outfile=\"filename\" -convert_to=\"codec\" "
+    u"[codec compression CLI]";
+const std::u16string Ruler = u" 0%-----------25%-----------50%-----------75%-----------100%";
+const std::string Banner = Lines({u"", Product, u""});
+
+class TravexProcess : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::random_device rd;
+        dir = fs::temp_directory_path() / ("travex-test-" + std::to_string(rd()));
+        fs::create_directories(dir);
+    }
+    void TearDown() override {
+        std::error_code ec;
+        fs::remove_all(dir, ec);
+    }
+
+    Result Run(const std::vector<std::string>& args) {
+        std::string cmd = "cd " + ShellQuote(dir.string()) + " && " +
+                          ShellQuote(std::string(TV_BIN_DIR) + "/travex");
+        for (const auto& a : args) cmd += " " + ShellQuote(a);
+        cmd += " >out.bin 2>err.bin </dev/null; echo $? >rc.txt";
+        EXPECT_EQ(std::system(cmd.c_str()), 0);
+        Result r;
+        r.status = std::stoi(ReadBytes(dir / "rc.txt"));
+        r.out = ReadBytes(dir / "out.bin");
+        r.err = ReadBytes(dir / "err.bin");
+        return r;
+    }
+
+    fs::path dir;
+};
+
+std::string ParseError(const std::u16string& message) {
+    return Lines({message + u"  [TvTravex::ParseCommandLine]"});
+}
+
+}  // namespace
+
+TEST_F(TravexProcess, UsageWithoutOptionsOrWithHelp) {
+    const std::string usage = Banner + Lines({Usage});
+    for (const auto& args : std::vector<std::vector<std::string>>{
+             {}, {"-help"}, {"-infile=a", "-outfile=b", "-convert_to=c", "--HELP"}, {"stray"}}) {
+        Result r = Run(args);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(r.out, usage);
+        EXPECT_EQ(r.err, "");
+    }
+}
+
+TEST_F(TravexProcess, MissingOptionsInOrder) {
+    struct Case {
+        std::vector<std::string> args;
+        std::u16string message;
+    };
+    const std::vector<Case> cases = {
+        {{"-infile=a", "-outfile=b"}, u"Error no encoder specified."},
+        {{"-infile=a"}, u"Error no encoder specified."},
+        {{"-convert_to=mp3", "-outfile=b"}, u"Error no input file specified"},
+        {{"-convert_to=mp3", "-infile=", "-outfile=b"}, u"Error no input file specified"},
+        {{"-convert_to=mp3", "-infile=a"}, u"Error no ouput file specified"},
+    };
+    for (const auto& c : cases) {
+        Result r = Run(c.args);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(r.err, ParseError(c.message));
+    }
+}
+
+TEST_F(TravexProcess, SummaryOfWellFormedLine) {
+    Result r = Run({"-infile=-", "-outfile=out file.mp3", "--convert_to", "mp3",
+                    "-dspeffect1=ReplayGain=album", "-dspeffect2=Gain=-3", "-dspeffect3=Echo=1 2",
+                    "-gain=-3"});
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(r.out, Banner + Lines({u"Encoding: mp3", u"Audio Source: Standard Input",
+                                     u"Audio Destination: out file.mp3",
+                                     u"DSP Effects: Gain, Echo, ReplayGain", u"", Ruler}) +
+                         Utf16(u" "));
+
+    Result quiet = Run({"-infile=in.flac", "-outfile=o", "-convert_to=x", "-silent"});
+    EXPECT_EQ(quiet.out, "");
+    EXPECT_EQ(quiet.err, "");
+
+    Result plain = Run({"-infile=in.flac", "-outfile=o", "-convert_to=x"});
+    EXPECT_EQ(plain.out, Banner + Lines({u"Encoding: x", u"Audio Source: in.flac",
+                                         u"Audio Destination: o", u"", Ruler}) +
+                             Utf16(u" "));
+}
+
+TEST_F(TravexProcess, ErrorFileTakesTheErrors) {
+    Result r = Run({"-errorfile=errors.txt", "-infile=a", "-outfile=b"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(ReadBytes(dir / "errors.txt"), ParseError(u"Error no encoder specified."));
+}
+
+TEST_F(TravexProcess, CommandFiles) {
+    // UTF-16 with a byte-order mark; the real command line's other options are dropped.
+    WriteBytes(dir / "cmd16.txt", "\xFF\xFE" + Utf16(u"-infile=\"a b.flac\" -outfile=o.mp3"));
+    Result r = Run({"-tvcmd=cmd16.txt", "-convert_to=mp3"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, ParseError(u"Error no encoder specified."));
+
+    WriteBytes(dir / "cmd8.txt", "-help -infile=\xC3\xA4.flac");
+    r = Run({"-tvcmd8=cmd8.txt"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, ParseError(u"Error missing infile & outfile & convert_to."));
+
+    // tvcmd wins over tvcmd8; command-file mode is silent.
+    WriteBytes(dir / "ok16.txt", Utf16(u"-infile=a -outfile=b -convert_to=c"));
+    r = Run({"-tvcmd8=cmd8.txt", "-tvcmd=ok16.txt"});
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, "");
+
+    for (const auto& bad : std::vector<std::string>{"-tvcmd=missing.txt", "-tvcmd8=empty.txt"}) {
+        WriteBytes(dir / "empty.txt", "");
+        r = Run({bad, "-infile=a", "-outfile=b", "-convert_to=c"});
+        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(r.out, "");
+        EXPECT_EQ(r.err, Lines({u"Travex Core: Error reading Tv Command File."}));
+    }
+}
+
+TEST_F(TravexProcess, PresetDspsComeFirst) {
+    WriteBytes(dir / "preset.txt",
+               Utf16(u"-dspeffect1=\"Preset=1\" -dspeffect2=\"ReplayGain=x\"\r\n-dspeffect1=No=1"));
+    Result r = Run({"-infile=a", "-outfile=b", "-convert_to=c", "-dsppreset=preset.txt",
+                    "-dspeffect1=Own=2"});
+    EXPECT_EQ(r.out, Banner + Lines({u"Encoding: c", u"Audio Source: a", u"Audio Destination: b",
+                                     u"DSP Effects: Preset, Own, ReplayGain", u"", Ruler}) +
+                         Utf16(u" "));
+    // An unreadable preset adds nothing and is no error.
+    r = Run({"-infile=a", "-outfile=b", "-convert_to=c", "-dsppreset=nothing.txt"});
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(r.out.find(Utf16(u"DSP Effects")), std::string::npos);
+}
