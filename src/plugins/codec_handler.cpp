@@ -1,0 +1,139 @@
+#include "plugins/codec_handler.h"
+
+#include "foundation/paths/xfile_finder.h"
+#include "foundation/paths/xpath.h"
+#include "foundation/settings/xregistry.h"
+#include "plugins/plugin_trace.h"
+
+namespace {
+
+XString CacheKey(const char16_t* baseKey) {
+    XString key(baseKey ? baseKey : clTvCodecHandler::DecoderCacheKey);
+    key += u"64";
+    return key;
+}
+
+// The file name of a cached path. Both separators count: a value may come from an
+// installation on another system.
+XString CachedFileName(const XString& value) {
+    int cut = value.FindLastChar(u'/');
+    const int back = value.FindLastChar(u'\\');
+    if (back > cut) cut = back;
+    return cut ? value.From(cut + 1) : value;
+}
+
+// Loads `path` into a wrapper and makes an instance, with the debug lines of the two loaders.
+template <class Wrapper>
+bool LoadWithTrace(const XString& path, Wrapper& wrapper, const PluginLogHandles* logs, const char* function,
+                   const char16_t* what) {
+    PluginTrace(u"->->", logs, function);
+    XString line(what);
+    line += path;
+    line += u"'";
+    PluginTrace(line, logs, function);
+    const bool ok = wrapper.LoadFile(path) && wrapper.Create(logs);
+    PluginTrace(u"<-<-", logs, function);
+    return ok;
+}
+
+}  // namespace
+
+XString clTvCodecHandler::ExtensionOf(const XString& name) {
+    const int dot = name.FindLastChar(u'.');
+    const int sep = name.FindLastChar(XPathSep);
+    if (dot == 0 || dot < sep) return XString();
+    return name.From(dot);
+}
+
+XString clTvCodecHandler::PluginFolder(const void* module, const char16_t* kind) {
+    XPath folder = ModuleFolder(module);
+    folder.Append(kind);
+    folder.AddBackslash();
+    return folder;
+}
+
+bool clTvCodecHandler::LoadDecoderForFile(const XString& name, clTvDecoder& decoder, const PluginLogHandles* logs,
+                                          const void* module, bool isStream, const char16_t* baseKey) {
+    decoder.Destroy();
+    const XString extension = isStream ? name : ExtensionOf(name);
+    if (!extension.IsEmpty()) {
+        if (!decoder.Module()) decoder.Extension.Clear();
+        if (XString::Equal(extension.Text(), decoder.Extension.Text(), 0, true)) return decoder.Create(logs);
+    }
+
+    const XString key = CacheKey(baseKey);
+    const XString folder = PluginFolder(module, u"decoder");
+    XString winner;
+    // An unreadable registry reads as empty, which only means a full search.
+    const XString cached = RegGetString(extension.Text(), HKEY_CURRENT_USER, key.Text());
+    if (!cached.IsEmpty()) {
+        const XString path = folder + CachedFileName(cached);
+        if (TryDecoderFile(path, extension, decoder, logs, isStream)) winner = path;
+    }
+    if (winner.IsEmpty()) {
+        XFileFinder finder(LibraryPattern, folder);
+        while (finder.Next()) {
+            if (finder.IsFolder()) continue;
+            if (TryDecoderFile(finder, extension, decoder, logs, isStream)) {
+                winner = finder;
+                break;
+            }
+        }
+    }
+    if (winner.IsEmpty()) return false;
+    // A cache that can't be written costs the next run a search, nothing more.
+    RegSetString(winner.Text(), extension.Text(), HKEY_CURRENT_USER, key.Text());
+    return true;
+}
+
+bool clTvCodecHandler::TryDecoderFile(const XString& path, const XString& extension, clTvDecoder& decoder,
+                                      const PluginLogHandles* logs, bool isStream) {
+    decoder.LoadFile(path, extension);
+    if (!decoder.Create(logs)) {
+        decoder.Unload();
+        return false;
+    }
+    const char16_t* property = isStream ? TV_PROP_STREAMING_DECODES : TV_PROP_DECODES;
+    for (uint32_t index = 0;; ++index) {
+        PluginArgs args{};
+        args.Index = index;
+        if (!decoder.Get(property, &args) || !args.Text) break;
+        if (XString::Equal(args.Text, extension.Text(), 0, true)) return true;
+    }
+    decoder.Unload();
+    return false;
+}
+
+bool clTvCodecHandler::LoadEncoder(const XString& name, clTvEncoder& encoder, const PluginLogHandles* logs,
+                                   const void* module) {
+    const XString path = PluginFolder(module, u"encoder") + name + LibrarySuffix;
+    return LoadWithTrace(path, encoder, logs, "clTvCodecHandler::LoadEncoder", u"Loading Encoder '");
+}
+
+bool clTvCodecHandler::LoadDSP(const XString& name, clTvDSP& dsp, const PluginLogHandles* logs, const void* module) {
+    const XString path = PluginFolder(module, u"DSPs") + name + LibrarySuffix;
+    return LoadWithTrace(path, dsp, logs, "clTvCodecHandler::LoadDSP", u"Loading DSP '");
+}
+
+XString clTvCodecHandler::GetEncoderExtension(const XString& name, const void* module) {
+    const PluginLogHandles none{0, 0, 0};
+    clTvEncoder encoder;
+    XString extension;
+    if (encoder.LoadFile(PluginFolder(module, u"encoder") + name + LibrarySuffix) && encoder.Create(&none)) {
+        PluginArgs args{};
+        if (encoder.Get(TV_PROP_EXTENSION, &args) && args.Text) extension = XString(args.Text);
+    }
+    encoder.Unload();
+    return extension;
+}
+
+bool clTvCodecHandler::IsLosslessCodec(const char16_t* name) {
+    static const char16_t* const kLossless[] = {
+        u"Aiff", u"Apple Lossless", u"FLAC", u"Monkeys Audio", u"Optim FROG", u"The True Audio (TTA)",
+        u"Wave", u"Wave64", u"WavPack",
+    };
+    if (!name) return false;
+    for (const char16_t* codec : kLossless)
+        if (XString::Equal(name, codec, 0, true)) return true;
+    return false;
+}
