@@ -1,0 +1,177 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+
+#include "foundation/platform/clock.h"
+#include "foundation/sync/xevent.h"
+#include "foundation/sync/xmutex.h"
+#include "foundation/sync/xshared_memory.h"
+#include "foundation/sync/xthread.h"
+#include "foundation/sync/helper/spawn.h"
+
+TEST(Event, BasicsWithAndWithoutHandle) {
+    XEvent none;
+    uint64_t start = XGetTickCount64();
+    EXPECT_FALSE(none.Wait(1000));
+    EXPECT_LT(XGetTickCount64() - start, 100u);
+    EXPECT_FALSE(none.Set());
+
+    XEvent e(nullptr);
+    ASSERT_NE(e.handle, nullptr);
+    EXPECT_FALSE(e.IsSet());
+    EXPECT_TRUE(e.Toggle());  // was clear
+    EXPECT_TRUE(e.IsSet());
+    EXPECT_FALSE(e.Toggle());
+    EXPECT_FALSE(e.IsSet());
+    start = XGetTickCount64();
+    EXPECT_FALSE(e.Wait(60));
+    EXPECT_GE(XGetTickCount64() - start, 55u);
+
+    XEvent copy;
+    EXPECT_TRUE(copy.AttachCopy(e.handle));
+    EXPECT_TRUE(copy.existed);
+    copy.Set();
+    EXPECT_TRUE(e.IsSet());
+    XObjectHandle h = copy.Detach();
+    EXPECT_EQ(copy.handle, nullptr);
+    XCloseObject(h);
+    EXPECT_TRUE(e.IsSet());
+}
+
+TEST(Event, NamedAndWaitEither) {
+    testproc::Sandbox box("events");
+    XEvent a(u"a"), b(u"b");
+    EXPECT_FALSE(a.existed);
+    XEvent a2(u"a");
+    EXPECT_TRUE(a2.existed);  // a second handle in the same process counts too
+    EXPECT_EQ(XEvent::WaitEither(a, b, 30), 0);
+    XThread t;
+    t.Start([&](XEvent&) {
+        XSleep(30);
+        b.Set();
+    });
+    EXPECT_EQ(XEvent::WaitEither(a, b, 5000), 2);
+    a2.Set();
+    EXPECT_EQ(XEvent::WaitEither(a, b, 0), 1);
+    XEvent none;
+    EXPECT_EQ(XEvent::WaitEither(a, none, 0), -1);
+    XString name = a.CreateUnique(u"uniq-");
+    EXPECT_EQ(name.Length(), 5 + 32);
+    EXPECT_FALSE(a.existed);
+}
+
+TEST(Thread, StopWaitParksAThreadThatWillNotStop) {
+    std::atomic<int> ticks{0};
+    uint64_t start;
+    {
+        XThread stubborn;
+        ASSERT_TRUE(stubborn.Start([&](XEvent&) {
+            for (;;) {
+                ++ticks;
+                XSleep(5);
+            }
+        }, false, 100));
+        XSleep(20);
+        start = XGetTickCount64();
+    }
+    uint64_t took = XGetTickCount64() - start;
+    EXPECT_GE(took, 95u);
+    EXPECT_LT(took, 1000u);
+    int frozen = ticks.load();
+    XSleep(60);
+    EXPECT_LE(ticks.load(), frozen + 1);  // parked, not running on
+}
+
+TEST(Thread, StopEventFinishedAndExceptions) {
+    XThread quick;
+    ASSERT_TRUE(quick.Start([](XEvent&) {}, false, 0));
+    EXPECT_TRUE(quick.IsFinished(5000));
+
+    XThread thrower;
+    ASSERT_TRUE(thrower.Start([](XEvent&) { throw std::runtime_error("x"); }));
+    EXPECT_TRUE(thrower.IsFinished(5000));
+
+    std::atomic<bool> sawStop{false};
+    XThread worker;
+    ASSERT_TRUE(worker.Start([&](XEvent& stop) {
+        while (!stop.Wait(50)) {
+        }
+        sawStop = true;
+    }, true, 0));
+    EXPECT_TRUE(worker.suspended);
+    EXPECT_FALSE(worker.IsFinished(20));
+    worker.Stop(true);  // resumes the held thread first
+    EXPECT_TRUE(sawStop);
+    EXPECT_TRUE(worker.IsFinished(0));
+    // A restart ends the earlier thread and gives a new stop event.
+    ASSERT_TRUE(worker.Start([](XEvent& stop) { stop.Wait(XInfinite); }, false, 0));
+    EXPECT_FALSE(worker.IsSet());
+    XThread none;
+    EXPECT_TRUE(none.IsFinished(0));
+}
+
+TEST(Thread, DetachedRunAfterWaitAllEndsProcess) {
+    EXPECT_EXIT(
+        {
+            std::atomic<int> done{0};
+            XDetachedThreads::Run([&] { XSleep(20); ++done; });
+            XDetachedThreads::WaitAll(5000);
+            if (done != 1) XExitProcess(3);
+            XDetachedThreads::Run([] {});
+            XExitProcess(4);
+        },
+        ::testing::ExitedWithCode(0), "");
+}
+
+TEST(Mutex, RecursiveTryLockAndClose) {
+    testproc::Sandbox box("mutexes");
+    XMutex m(u"m");
+    EXPECT_FALSE(m.existed);
+    EXPECT_TRUE(m.Lock());
+    EXPECT_TRUE(m.TryLock(0));  // the owner may lock again
+    m.Unlock();
+    std::atomic<bool> other{true};
+    XThread t;
+    t.Start([&](XEvent&) {
+        XMutex mine(u"m");
+        other = mine.TryLock(30);
+    });
+    EXPECT_TRUE(t.IsFinished(5000));
+    EXPECT_FALSE(other);
+    m.Close();  // unlocks the rest
+    XMutex again(u"m");
+    EXPECT_FALSE(again.existed);
+    EXPECT_TRUE(again.TryLock(0));
+}
+
+TEST(SharedMemory, SameNameSharesContentAndLocking) {
+    testproc::Sandbox box("shm");
+    XSharedMemory a, b;
+    bool existed = true;
+    ASSERT_TRUE(a.Open(u"n", 8, &existed));
+    EXPECT_FALSE(existed);
+    uint64_t v = 42;
+    a.Write(&v);
+    ASSERT_TRUE(b.Open(u"n", 16, &existed));
+    EXPECT_TRUE(existed);
+    EXPECT_EQ(b.size, 8u);  // the first one chose the size
+    uint64_t r = 0;
+    b.Read(&r);
+    EXPECT_EQ(r, 42u);
+    b.Lock();
+    EXPECT_TRUE(b.Read(&r));
+    EXPECT_TRUE(b.locked);
+    std::atomic<bool> blocked{true};
+    XThread t;
+    t.Start([&](XEvent&) {
+        XMutex m(u"SMutex_n");
+        blocked = !m.TryLock(30);
+    });
+    EXPECT_TRUE(t.IsFinished(5000));
+    EXPECT_TRUE(blocked);  // Read left the lock held
+    b.Unlock();
+    XSharedMemory closed;
+    EXPECT_FALSE(closed.Read(&r));
+    EXPECT_FALSE(closed.Write(&r));
+}
