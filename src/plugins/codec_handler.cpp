@@ -88,8 +88,8 @@ bool clTvCodecHandler::LoadDecoderForFile(const XString& name, clTvDecoder& deco
 
 bool clTvCodecHandler::TryDecoderFile(const XString& path, const XString& extension, clTvDecoder& decoder,
                                       const PluginLogHandles* logs, bool isStream) {
-    decoder.LoadFile(path, extension);
-    if (!decoder.Create(logs)) {
+    // A library that lacks an export is refused even though its create export may exist.
+    if (!decoder.LoadFile(path, extension) || !decoder.Create(logs)) {
         decoder.Unload();
         return false;
     }

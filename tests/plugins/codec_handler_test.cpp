@@ -1,0 +1,121 @@
+#include "foundation/settings/xregistry.h"
+#include "plugin_test_env.h"
+#include "plugins/codec_handler.h"
+
+using plugtest::InstallPath;
+
+namespace {
+constexpr const char16_t* kCache = u"Software\\Brightmoor\\Tonvale\\DecoderCache64";
+const PluginLogHandles kNone{0, 0, 0};
+
+XString FileNameOf(const XString& path) { return path.From(path.FindLastChar(u'/') + 1); }
+}  // namespace
+
+class CodecHandler : public plugtest::PluginTest {};
+
+TEST_F(CodecHandler, ExtensionOfAndLossless) {
+    EXPECT_EQ(XString(u".flac"), clTvCodecHandler::ExtensionOf(u"/music/a.b/song.flac"));
+    EXPECT_TRUE(clTvCodecHandler::ExtensionOf(u"/music/a.b/song").IsEmpty());
+    EXPECT_TRUE(clTvCodecHandler::ExtensionOf(u"song").IsEmpty());
+    EXPECT_TRUE(clTvCodecHandler::IsLosslessCodec(u"wavpack"));
+    EXPECT_TRUE(clTvCodecHandler::IsLosslessCodec(u"The True Audio (TTA)"));
+    EXPECT_FALSE(clTvCodecHandler::IsLosslessCodec(u"mp3"));
+    EXPECT_FALSE(clTvCodecHandler::IsLosslessCodec(nullptr));
+}
+
+TEST_F(CodecHandler, CacheIsWrittenReusedOverriddenAndSurvivesAMove) {
+    clTvDecoder d;
+    ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"/x/song.AAA", d, &kNone, plugtest::Anchor(), false));
+    EXPECT_TRUE(d.HasInstance());
+    EXPECT_EQ(XString(u".AAA"), d.Extension);
+    EXPECT_EQ(XString(u"alpha.so"), FileNameOf(d.Path));
+    // The full path is cached under the extension as asked for.
+    EXPECT_EQ(InstallPath("decoder/alpha.so"), RegGetString(u".AAA", HKEY_CURRENT_USER, kCache));
+
+    // Same extension on the same wrapper: a new instance of the loaded library, no cache read.
+    RegSetString(InstallPath("decoder/beta.so").Text(), u".aaa", HKEY_CURRENT_USER, kCache);
+    ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"other.aaa", d, &kNone, plugtest::Anchor(), false));
+    EXPECT_EQ(XString(u"alpha.so"), FileNameOf(d.Path));
+
+    // A fresh wrapper reads the cache: beta no longer claims ".aaa", so the search runs and
+    // the winner overwrites the value.
+    clTvDecoder fresh;
+    ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"other.aaa", fresh, &kNone, plugtest::Anchor(), false));
+    EXPECT_EQ(XString(u"alpha.so"), FileNameOf(fresh.Path));
+    EXPECT_EQ(InstallPath("decoder/alpha.so"), RegGetString(u".aaa", HKEY_CURRENT_USER, kCache));
+
+    // A cached path from a moved installation: only its file name counts.
+    RegSetString(u"/old/place/decoder/beta.so", u".shared", HKEY_CURRENT_USER, kCache);
+    clTvDecoder moved;
+    ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"s.shared", moved, &kNone, plugtest::Anchor(), false));
+    EXPECT_EQ(InstallPath("decoder/beta.so"), moved.Path);
+    EXPECT_EQ(InstallPath("decoder/beta.so"), RegGetString(u".shared", HKEY_CURRENT_USER, kCache));
+
+    // Another base key gets "64" too.
+    clTvDecoder other;
+    ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"b.bbb", other, &kNone, plugtest::Anchor(), false,
+                                                     u"Software\\Test\\Cache"));
+    EXPECT_EQ(InstallPath("decoder/beta.so"), RegGetString(u".bbb", HKEY_CURRENT_USER, u"Software\\Test\\Cache64"));
+}
+
+TEST_F(CodecHandler, NoDecoderLeavesWrapperEmptyAndCacheUntouched) {
+    clTvDecoder d;
+    EXPECT_FALSE(clTvCodecHandler::LoadDecoderForFile(u"/a.dir/noext", d, &kNone, plugtest::Anchor(), false));
+    EXPECT_FALSE(clTvCodecHandler::LoadDecoderForFile(u"x.zzz", d, &kNone, plugtest::Anchor(), false));
+    EXPECT_EQ(nullptr, d.Module());
+    EXPECT_TRUE(RegGetString(u".zzz", HKEY_CURRENT_USER, kCache).IsEmpty());
+    // Broken neighbours are passed over: a library without an export, a failing create.
+    EXPECT_FALSE(clTvCodecHandler::LoadDecoderForFile(u"x.nod", d, &kNone, plugtest::Anchor(), false));
+    EXPECT_FALSE(clTvCodecHandler::LoadDecoderForFile(u"x.fc", d, &kNone, plugtest::Anchor(), false));
+    // Streams ask "StreamingDecodes" with the name itself.
+    EXPECT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"tpstream", d, &kNone, plugtest::Anchor(), true));
+    EXPECT_EQ(XString(u"beta.so"), FileNameOf(d.Path));
+    EXPECT_FALSE(clTvCodecHandler::TryDecoderFile(InstallPath("decoder/alpha.so"), u".bbb", d, &kNone, false));
+    EXPECT_EQ(nullptr, d.Module());
+}
+
+TEST_F(CodecHandler, DecoderListsAndFilterLines) {
+    XStringList exts, descs, filters;
+    clTvCodecHandler::ListDecoders(true, &exts, &descs, &filters, plugtest::Anchor());
+    // alpha 2, beta 2 (one ignored), cdemo 1; unlisted, nodelete, failcreate, broken and the
+    // folder give nothing.
+    ASSERT_EQ(5, exts.Count());
+    ASSERT_EQ(5, descs.Count());
+    EXPECT_LT(exts.Find(u".bbb"), 5);
+    EXPECT_EQ(-1, exts.Find(u".unl"));
+    EXPECT_EQ(-1, exts.Find(u".x.IGNORE"));
+    ASSERT_EQ(5, filters.Count());  // "All Audio Files" and four descriptions
+    EXPECT_EQ(1, filters[0].Find(u"All Audio Files\r*."));
+    EXPECT_EQ(XString(u"Alpha Audio  (*.aaa; *.shared)\r*.aaa;*.shared"), filters[1]);
+    EXPECT_EQ(XString(u"beta audio  (*.bbb)\r*.bbb"), filters[2]);  // case ignored in the sort
+    EXPECT_EQ(XString(u"C Demo  (*.cdm)\r*.cdm"), filters[3]);
+    EXPECT_EQ(XString(u"Shared By Two  (*.shared)\r*.shared"), filters[4]);
+
+    XStringList only;
+    clTvCodecHandler::ListDecoders(false, nullptr, nullptr, &only, plugtest::Anchor());
+    EXPECT_EQ(4, only.Count());
+}
+
+TEST_F(CodecHandler, EncoderListOrderExtensionAndLoaders) {
+    XStringList names;
+    clTvCodecHandler::ListEncoders(names, nullptr, plugtest::Anchor());
+    ASSERT_EQ(4, names.Count());
+    EXPECT_EQ(XString(u"[multi encoder]"), names[0]);
+    EXPECT_EQ(XString(u"Mmm"), names[1]);
+    EXPECT_EQ(XString(u"zzz"), names[2]);
+    EXPECT_EQ(XString(u"[abc]"), names[3]);
+    clTvCodecHandler::ListEncoders(names, u"MMM:[ABC]", plugtest::Anchor());
+    EXPECT_EQ(2, names.Count());
+
+    EXPECT_EQ(XString(u".tst"), clTvCodecHandler::GetEncoderExtension(u"zzz", plugtest::Anchor()));
+    EXPECT_TRUE(clTvCodecHandler::GetEncoderExtension(u"nothere", plugtest::Anchor()).IsEmpty());
+
+    clTvEncoder e;
+    EXPECT_TRUE(clTvCodecHandler::LoadEncoder(u"[multi encoder]", e, &kNone, plugtest::Anchor()));
+    EXPECT_FALSE(clTvCodecHandler::LoadEncoder(u"nothere", e, &kNone, plugtest::Anchor()));
+    clTvDSP dsp;
+    EXPECT_TRUE(clTvCodecHandler::LoadDSP(u"halve", dsp, &kNone, plugtest::Anchor()));
+    PluginArgs args{};
+    EXPECT_NE(0, dsp.Get(TV_PROP_IS_LIVE, &args));
+    EXPECT_FALSE(clTvCodecHandler::LoadDSP(u"nothere", dsp, &kNone, plugtest::Anchor()));
+}

@@ -1,0 +1,123 @@
+#include <cstring>
+
+#include "foundation/platform/last_error.h"
+#include "plugin_test_env.h"
+#include "plugins/tv_decoder.h"
+#include "plugins/tv_dsp.h"
+#include "plugins/tv_encoder.h"
+
+using plugtest::InstallPath;
+
+TEST(PluginWrappers, ExportTablesInContractOrder) {
+    EXPECT_STREQ("Create", clTvDecoder::ExportNames[0]);
+    EXPECT_STREQ("DeleteATag", clTvDecoder::ExportNames[8]);
+    EXPECT_STREQ("ENC_ShowConfigBit", clTvEncoder::ExportNames[4]);
+    EXPECT_STREQ("ENC_EncodeBlock", clTvEncoder::ExportNames[8]);
+    EXPECT_STREQ("DSP_PassNonLive", clTvDSP::ExportNames[9]);
+    EXPECT_STREQ("DSP_AfterConversion", clTvDSP::ExportNames[10]);
+}
+
+TEST(PluginWrappers, FreshObjectAndCallsWithoutInstance) {
+    clTvDecoder d;
+    EXPECT_FALSE(d.IsLoaded());
+    EXPECT_FALSE(d.Load(nullptr));
+    EXPECT_EQ(nullptr, d.Module());
+    PluginArgs args{};
+    OpenFileRecord rec{};
+    EXPECT_EQ(0, d.Get(TV_PROP_DECODES, &args));
+    EXPECT_EQ(0, d.Open(&rec));
+    EXPECT_FALSE(d.Create(nullptr));
+    clTvEncoder e;
+    EXPECT_EQ(0, e.EncodeBlock(nullptr));
+    clTvDSP p;
+    EXPECT_EQ(0, p.PassNonLive(nullptr, nullptr, nullptr, nullptr));
+}
+
+TEST(PluginWrappers, LoadRejectsBadLibrariesAndKeepsAHeldOne) {
+    clTvDecoder d;
+    // Lacking only the never-called DeleteATag is as bad as lacking Open.
+    EXPECT_FALSE(d.LoadFile(InstallPath("decoder/nodelete.so"), u".nod"));
+    EXPECT_NE(nullptr, d.Module());
+    EXPECT_TRUE(d.Extension.IsEmpty());
+    EXPECT_EQ(0, d.SetPosition(0));
+    // A held module stays: Load returns the old flag and loads nothing new.
+    XModuleHandle held = d.Module();
+    EXPECT_FALSE(d.Load(InstallPath("decoder/alpha.so").Text()));
+    EXPECT_EQ(held, d.Module());
+
+    d.Unload();
+    EXPECT_EQ(nullptr, d.Module());
+    EXPECT_TRUE(d.LoadFile(InstallPath("decoder/alpha.so"), u".aaa"));
+    held = d.Module();
+    EXPECT_TRUE(d.Load(InstallPath("decoder/beta.so").Text()));
+    EXPECT_EQ(held, d.Module());
+    EXPECT_EQ(XString(u".aaa"), d.Extension);
+
+    EXPECT_FALSE(d.LoadFile(InstallPath("decoder/broken.so"), u".x"));
+    EXPECT_EQ(193u, XGetLastError());
+    EXPECT_TRUE(d.Path.IsEmpty());
+    EXPECT_FALSE(d.LoadFile(InstallPath("decoder/folder.so"), u".x"));
+    EXPECT_FALSE(d.LoadFile(InstallPath("decoder/missing.so"), u".x"));
+    EXPECT_EQ(2u, XGetLastError());
+    // A kind's library is not another kind's.
+    clTvEncoder e;
+    EXPECT_FALSE(e.LoadFile(InstallPath("decoder/alpha.so")));
+    EXPECT_TRUE(e.LoadFile(InstallPath("encoder/zzz.so")));
+    clTvDSP p;
+    EXPECT_TRUE(p.LoadFile(InstallPath("DSPs/halve.so")));
+}
+
+TEST(PluginWrappers, InstancesAndUnknownProperties) {
+    clTvDecoder d;
+    ASSERT_TRUE(d.LoadFile(InstallPath("decoder/failcreate.so"), u".fc"));
+    EXPECT_FALSE(d.Create(nullptr));
+    EXPECT_FALSE(d.HasInstance());
+
+    ASSERT_TRUE(d.LoadFile(InstallPath("decoder/alpha.so"), u".aaa"));
+    const PluginLogHandles none{0, 0, 0};
+    ASSERT_TRUE(d.Create(&none));
+    const TvInstance first = d.Instance();
+    ASSERT_TRUE(d.Create(&none));  // replaces the first instance
+    EXPECT_NE(0u, d.Instance());
+    (void)first;
+    PluginArgs args{};
+    EXPECT_EQ(0, d.Get(u"NoSuchProperty", &args));
+    EXPECT_EQ(nullptr, args.Text);
+    EXPECT_EQ(0, d.Set(TV_PROP_BATCH_ID, &args));
+    args.Index = 1;
+    EXPECT_NE(0, d.Get(TV_PROP_DECODES, &args));
+    EXPECT_EQ(XString(u".shared"), XString(args.Text));
+    d.Destroy();
+    EXPECT_FALSE(d.HasInstance());
+    EXPECT_EQ(0, d.Get(TV_PROP_DECODES, &args));
+}
+
+// The plain-C plug-in built against nothing but the public header runs in the host.
+TEST(PluginWrappers, CPluginDecodesInTheHost) {
+    clTvDecoder d;
+    ASSERT_TRUE(d.LoadFile(InstallPath("decoder/cdemo.so"), u".cdm"));
+    const PluginLogHandles none{0, 0, 0};
+    ASSERT_TRUE(d.Create(&none));
+    OpenFileRecord rec{};
+    rec.Path = u"whatever.cdm";
+    rec.RecordKind = TV_RECORD_KIND_PUMP;
+    ASSERT_NE(0, d.Open(&rec));
+    EXPECT_EQ(2u, rec.Format.Format.nChannels);
+    EXPECT_EQ(68, rec.LengthMs);
+    ASSERT_NE(nullptr, rec.InfoTags);
+    uint64_t frames = 0;
+    bool ramp = true;
+    for (int guard = 0; guard < 100; ++guard) {
+        AudioBlockRecord block{};
+        ASSERT_NE(0, d.DecodeBlock(&block));
+        const auto* s = static_cast<const int16_t*>(block.Data);
+        for (uint32_t i = 0; i < block.Size / 4; ++i)
+            ramp = ramp && s[2 * i] == static_cast<int16_t>((frames + i) * 7) && s[2 * i + 1] == -s[2 * i];
+        frames += block.Size / 4;
+        if (block.EndOfStream) break;
+    }
+    EXPECT_EQ(3000u, frames);
+    EXPECT_TRUE(ramp);
+    ConversionRecord conv{};
+    EXPECT_NE(0, d.Close(&conv));
+}
