@@ -27,7 +27,7 @@ public:
     bool Write(const void* data, uint32_t count);
     // Moves everything now in the pipe into Input(); returns the bytes moved.
     uint64_t ReadAvailable(bool* error = nullptr);
-    // ReadAvailable, then Input() as UTF-16 text split at CR LF into list (added to it).
+    // ReadAvailable, then Input() as UTF-16 text split at CR LF into list (replacing it).
     // False when nothing was there.
     bool ReadAvailableLines(XStringList& list);
 
