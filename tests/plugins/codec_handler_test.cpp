@@ -119,3 +119,22 @@ TEST_F(CodecHandler, EncoderListOrderExtensionAndLoaders) {
     EXPECT_NE(0, dsp.Get(TV_PROP_IS_LIVE, &args));
     EXPECT_FALSE(clTvCodecHandler::LoadDSP(u"nothere", dsp, &kNone, plugtest::Anchor()));
 }
+
+#include "plugins/plugin_info.h"
+
+TEST_F(CodecHandler, InfoToolListsPluginsAndDescribesAFile) {
+    XStringList lines, errors;
+    DescribeInstalledPlugins(lines, plugtest::Anchor());
+    EXPECT_GE(lines.Find(u"  Alpha Audio  (*.aaa; *.shared)"), 1);
+    EXPECT_GE(lines.Find(u"  zzz  .tst  lossy"), 1);
+    EXPECT_GE(lines.Find(u"  halve  live"), 1);
+
+    lines.Clear();
+    EXPECT_TRUE(DescribeFile(u"/any/where.cdm", lines, errors, plugtest::Anchor()));
+    EXPECT_GE(lines.Find(u"  Title=Ramp"), 0);
+    EXPECT_GE(lines.Find(u"  Audio Quality=Test Quality"), 0);
+    EXPECT_GE(lines.Find(u"Length: 68 ms, 12000 bytes"), 0);
+    EXPECT_TRUE(errors.IsEmpty());
+    EXPECT_FALSE(DescribeFile(u"/any/where.none", lines, errors, plugtest::Anchor()));
+    EXPECT_EQ(1, errors.Count());
+}
