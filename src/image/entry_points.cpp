@@ -2,11 +2,13 @@
 // ones that turn any failure into the blank record.
 #include <memory>
 
+#include "foundation/files/xfile.h"
 #include "image/image_info.h"
 #include "pp/file.h"
 #include "pp/mem_stream.h"
 #include "pp/stream.h"
 #include "pp/stream_adapters.h"
+#include "pp/xfile_stream.h"
 
 namespace {
 
@@ -61,6 +63,27 @@ imageFileInfo identifyImageMemory(const void* data, size_t length) {
         // This entry point promises a record, never an exception: a failure is the blank record.
         return imageFileInfo{};
     }
+}
+
+imageFileInfo identifyImageFile(XFile& file) {
+    try {
+        if (!file.Seek(0, XFile::FromStart)) return imageFileInfo{};
+        // A second, non-owning object on the same handle: the caller's file stays open, its
+        // position wherever reading stopped.
+        XFile shared(file.Handle());
+        const PP::fileInPtr stream = PP::wrapXFile(shared);
+        return toFileInfo(identifyImageStream(*stream));
+    } catch (...) {
+        // A record, never an exception: any failure is the blank record.
+        return imageFileInfo{};
+    }
+}
+
+imageFileInfo identifyImagePath(const XString& path) {
+    XFile file;
+    file.SetShareMode(XShare::Read | XShare::Write | XShare::Delete);
+    if (!file.OpenRead(path)) return imageFileInfo{};
+    return identifyImageFile(file);
 }
 
 bool isJpegMemory(const void* data, size_t length) {

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include "foundation/files/xfile.h"
 #include "image/image_info.h"
 #include "image_test_util.h"
 #include "pp/exceptions.h"
@@ -116,6 +117,28 @@ TEST(ImageSamples, EveryTruncationFailsCleanly) {
             (void)identifyImageMemory(part.data(), part.size());
         }
     }
+}
+
+TEST(ImageSamples, OpenFileAndPath) {
+    XFile file;
+    ASSERT_TRUE(file.OpenRead(XString(samplePath("rgb_17x9.heic").c_str(), true)));
+    uint8_t skipAhead[5];
+    file.Read(skipAhead, sizeof skipAhead);
+    imageFileInfo info = identifyImageFile(file);  // starts again at 0
+    EXPECT_STREQ(info.formatName, "HEIC");
+    EXPECT_EQ(info.width, 17u);
+    EXPECT_TRUE(file.IsOpen());
+    EXPECT_GT(file.Tell(), 5);
+
+    ASSERT_TRUE(file.OpenRead(XString(samplePath("multi.ico").c_str(), true)));
+    EXPECT_EQ(identifyImageFile(file).format, 7);
+    file.Close();
+    EXPECT_EQ(identifyImageFile(file).formatName, nullptr);
+
+    info = identifyImagePath(XString(samplePath("rgba_be_3x2.tif").c_str(), true));
+    EXPECT_EQ(info.format, 6);
+    EXPECT_TRUE(info.hasAlpha);
+    EXPECT_EQ(identifyImagePath(XString(samplePath("none.tif").c_str(), true)).formatName, nullptr);
 }
 
 TEST(ImageSamples, MissingFileThrowsFileNotFound) {
