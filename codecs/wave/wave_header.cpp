@@ -176,11 +176,13 @@ bool ParseWaveHeader(const uint8_t* data, uint64_t size, WaveHeader& out) {
             const uint64_t body = pos + 8;
             const uint64_t avail = size - body;
 
-            if (Is(id, "data")) {
-                if (haveData) {  // a second data chunk is not ours to read
+            if (Is(id, "data") && haveData) {
+                // Only the first data chunk is read; behind it, a format is still looked for.
+                if (haveFmt) {
                     state = State::Done;
                     break;
                 }
+            } else if (Is(id, "data")) {
                 haveData = true;
                 uint64_t want = declared;
                 if (out.rf64 && declared == kUnknownSize32 && haveDs64) want = ds64Data;
