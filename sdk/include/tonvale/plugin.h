@@ -355,6 +355,13 @@ TV_CHECK_OFFSET(TvFormatAndLength, BitsPerSecond,
 TV_CHECK_OFFSET(TvFormatAndLength, LengthMs, 56 - 12);
 TV_CHECK_OFFSET(TvFormatAndLength, LengthBytes, 64 - 12);
 
+/* The view that ConversionRecord.Format and DSP_PassNonLive take of an open record: its Format
+ * field and the lengths behind it. The pointer is into rec, and lives as long as rec does. */
+static inline TvFormatAndLength *TvFormatOf(OpenFileRecord *rec)
+{
+    return (TvFormatAndLength *)(void *)&rec->Format;
+}
+
 TV_CHECK_SIZE(ConversionRecord, 60);
 TV_CHECK_OFFSET(ConversionRecord, SourceFile, 0);
 TV_CHECK_OFFSET(ConversionRecord, OutputFile, 8);
