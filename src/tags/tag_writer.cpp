@@ -6,7 +6,8 @@
 #include "foundation/platform/clock.h"
 #include "foundation/platform/file_io.h"
 #include "foundation/platform/file_system.h"
-#include "foundation/platform/path_rules.h"
+#include "foundation/log/xdebug.h"
+#include "plugins/codec_handler.h"
 
 namespace {
 
@@ -34,6 +35,21 @@ bool HasIgnoreExtension(const XString& name) {
 
 }  // namespace
 
+bool XCodecTagDecoder::Load(const XString& name, const PluginLogHandles& logs) {
+    return clTvCodecHandler::LoadDecoderForFile(name, decoder, &logs, module, false);
+}
+
+int32_t XCodecTagDecoder::SetIDTags(const XString& path, const void* block, uint32_t size) {
+    PluginArgs args{};
+    args.Text = path.Text();
+    // The record's field isn't const; the plug-in only reads the block.
+    args.Data = const_cast<void*>(block);
+    args.Value = size;
+    return decoder.Set(u"IDTags", &args);
+}
+
+void XCodecTagDecoder::Unload() { decoder.Unload(); }
+
 bool XWriteIDTags(XTagWriterDecoder& decoder, const XTagWriterContext& context,
                   const XString& path, const XString& tagFileName, const void* block,
                   uint32_t size) {
@@ -43,7 +59,11 @@ bool XWriteIDTags(XTagWriterDecoder& decoder, const XTagWriterContext& context,
 
     auto sleep = [&](uint32_t ms) { context.sleep ? context.sleep(ms) : XSleep(ms); };
     auto debug = [&](const char16_t* mark) {
-        if (context.debugWrite) context.debugWrite(mark, context.logs, kFunction);
+        if (context.debugWrite) {
+            context.debugWrite(mark, context.logs, kFunction);
+        } else {
+            XDebugWrite(mark, context.logs, kFunction);
+        }
     };
     auto print = [&](const char16_t* text, bool endLine) {
         if (!context.silent && context.print) context.print(text, endLine);

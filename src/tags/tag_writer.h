@@ -5,6 +5,7 @@
 #include <functional>
 
 #include "foundation/text/xstring.h"
+#include "plugins/tv_decoder.h"
 #include "tonvale/plugin.h"
 
 // The decoder side of the tag writer. The run's implementation loads a library through the
@@ -21,13 +22,27 @@ public:
     virtual void Unload() = 0;
 };
 
+// The run's decoder side: a fresh clTvDecoder, chosen by the codec handler from the name's
+// extension among the decoders beside the program of `module` (null: this program).
+class XCodecTagDecoder : public XTagWriterDecoder {
+public:
+    explicit XCodecTagDecoder(const void* module = nullptr) : module(module) {}
+    bool Load(const XString& name, const PluginLogHandles& logs) override;
+    int32_t SetIDTags(const XString& path, const void* block, uint32_t size) override;
+    void Unload() override;
+
+private:
+    const void* module;
+    clTvDecoder decoder;
+};
+
 // What the writer needs of the run around it.
 struct XTagWriterContext {
     PluginLogHandles logs{};  // the run's; the decoder gets a copy without the error pipe
     bool silent = false;      // no console words
     // Console text, with or without a line end.
     std::function<void(const XString& text, bool endLine)> print;
-    // A debug-log line: "->->" or "<-<-" and the function name.
+    // A debug-log line: "->->" or "<-<-" and the function name; XDebugWrite when not set.
     std::function<void(const XString& text, const PluginLogHandles& logs, const char* function)>
         debugWrite;
     // Sleeping between tries; the real one unless a test shortens it.

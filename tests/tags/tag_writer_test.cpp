@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -128,4 +129,16 @@ TEST(TagWriter, WaitsForTheFileAndRetriesThePlugin) {
     FakeDecoder fresh;
     EXPECT_TRUE(XWriteIDTags(fresh, missing.context, u"/no/such/file.mp3", u"", kBlock, 8));
     EXPECT_EQ(missing.openTries, 0);
+}
+
+TEST(TagWriter, NoDecoderBesideTheProgramIsNoFailure) {
+    auto home = std::filesystem::temp_directory_path() / "tv-tagwriter-registry";
+    std::filesystem::create_directories(home);
+    setenv("TONVALE_CONFIG_HOME", home.c_str(), 1);
+    XCodecTagDecoder decoder;
+    Recorder r;
+    EXPECT_TRUE(XWriteIDTags(decoder, r.context, u"/no/such/out.zzzq", u"", kBlock, 8));
+    EXPECT_EQ(r.console, XString(u"Writing ID Tags: Done\n"));
+    unsetenv("TONVALE_CONFIG_HOME");
+    std::filesystem::remove_all(home);
 }
