@@ -116,7 +116,7 @@ bool DecodeAll(const std::string& path, Bytes& audio, OpenFileRecord& rec, const
     for (int guard = 0; guard < 100000; ++guard) {
         AudioBlockRecord block{};
         if (!dec.DecodeBlock(&block)) return false;
-        EXPECT_EQ(0u, block.Size % rec.Format.Format.nBlockAlign);
+        EXPECT_EQ(0u, uint32_t{block.Size} % rec.Format.Format.nBlockAlign);
         if (block.Data) audio.insert(audio.end(), static_cast<uint8_t*>(block.Data), static_cast<uint8_t*>(block.Data) + block.Size);
         if (block.EndOfStream) break;
     }
@@ -143,8 +143,8 @@ TEST(WaveCodec, EverySampleFormatRoundTripsBitExactly) {
         Bytes decoded;
         ASSERT_TRUE(DecodeAll(in, decoded, rec, none, dec));
         EXPECT_EQ(data, decoded);
-        EXPECT_EQ(int64_t(data.size()), rec.LengthBytes);
-        EXPECT_EQ(40001 * 1000 / 48000, rec.LengthMs);
+        EXPECT_EQ(int64_t(data.size()), int64_t{rec.LengthBytes});  // packed fields: copies
+        EXPECT_EQ(40001 * 1000 / 48000, int64_t{rec.LengthMs});
 
         // Encode through the wrappers, block by block as the pump does.
         clTvEncoder enc;
@@ -187,7 +187,7 @@ TEST(WaveCodec, TagsRf64AndOddChunks) {
     OpenFileRecord rec{};
     Bytes audio;
     ASSERT_TRUE(DecodeAll(WriteTemp(Wave(Fmt({1, 0, 16, 2}), data, true), "tags.wav"), audio, rec, none, dec));
-    ASSERT_NE(nullptr, rec.IDTags);
+    ASSERT_NE(nullptr, static_cast<const void*>(rec.IDTags));
     const std::u16string block(static_cast<const char16_t*>(rec.IDTags), rec.IDTagsSize / 2);
     EXPECT_NE(std::u16string::npos, block.find(std::u16string(u"Title\0Test", 10)));
     const std::u16string info(static_cast<const char16_t*>(rec.InfoTags), rec.InfoTagsSize / 2);

@@ -102,9 +102,9 @@ TEST(PluginWrappers, CPluginDecodesInTheHost) {
     rec.Path = u"whatever.cdm";
     rec.RecordKind = TV_RECORD_KIND_PUMP;
     ASSERT_NE(0, d.Open(&rec));
-    EXPECT_EQ(2u, rec.Format.Format.nChannels);
-    EXPECT_EQ(68, rec.LengthMs);
-    ASSERT_NE(nullptr, rec.InfoTags);
+    EXPECT_EQ(2u, uint16_t{rec.Format.Format.nChannels});  // packed fields: copies
+    EXPECT_EQ(68, int64_t{rec.LengthMs});
+    ASSERT_NE(nullptr, static_cast<const void*>(rec.InfoTags));
     uint64_t frames = 0;
     bool ramp = true;
     for (int guard = 0; guard < 100; ++guard) {
