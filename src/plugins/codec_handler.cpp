@@ -3,7 +3,7 @@
 #include "foundation/paths/xfile_finder.h"
 #include "foundation/paths/xpath.h"
 #include "foundation/settings/xregistry.h"
-#include "plugins/plugin_trace.h"
+#include "foundation/log/xdebug.h"
 
 namespace {
 
@@ -26,13 +26,15 @@ XString CachedFileName(const XString& value) {
 template <class Wrapper>
 bool LoadWithTrace(const XString& path, Wrapper& wrapper, const PluginLogHandles* logs, const char* function,
                    const char16_t* what) {
-    PluginTrace(u"->->", logs, function);
+    const PluginLogHandles none{0, 0, 0};
+    const PluginLogHandles& sinks = logs ? *logs : none;
+    XDebugWrite(XDebugEnter, sinks, function);
     XString line(what);
     line += path;
     line += u"'";
-    PluginTrace(line, logs, function);
+    XDebugWrite(line, sinks);
     const bool ok = wrapper.LoadFile(path) && wrapper.Create(logs);
-    PluginTrace(u"<-<-", logs, function);
+    XDebugWrite(XDebugLeave, sinks, function);
     return ok;
 }
 

@@ -138,3 +138,32 @@ TEST_F(CodecHandler, InfoToolListsPluginsAndDescribesAFile) {
     EXPECT_FALSE(DescribeFile(u"/any/where.none", lines, errors, plugtest::Anchor()));
     EXPECT_EQ(1, errors.Count());
 }
+
+#include <cstdio>
+
+TEST_F(CodecHandler, LoadersTraceToTheDebugLogOnly) {
+    FILE* debug = std::tmpfile();
+    FILE* errors = std::tmpfile();
+    ASSERT_TRUE(debug && errors);
+    const PluginLogHandles logs{fileno(errors), 0, fileno(debug)};
+    clTvEncoder e;
+    EXPECT_TRUE(clTvCodecHandler::LoadEncoder(u"zzz", e, &logs, plugtest::Anchor()));
+    clTvDSP d;
+    EXPECT_FALSE(clTvCodecHandler::LoadDSP(u"nothere", d, &logs, plugtest::Anchor()));
+    auto read = [](FILE* f) {
+        std::fseek(f, 0, SEEK_SET);
+        std::u16string text;
+        int lo, hi;
+        while ((lo = std::fgetc(f)) != EOF && (hi = std::fgetc(f)) != EOF) text += char16_t(lo | hi << 8);
+        return text;
+    };
+    const std::u16string expect =
+        u"->->  [clTvCodecHandler::LoadEncoder]\r\n  Loading Encoder '" +
+        std::u16string(plugtest::InstallPath("encoder/zzz.so").View()) +
+        u"'\r\n<-<-  [clTvCodecHandler::LoadEncoder]\r\n->->  [clTvCodecHandler::LoadDSP]\r\n  Loading DSP '" +
+        std::u16string(plugtest::InstallPath("DSPs/nothere.so").View()) + u"'\r\n<-<-  [clTvCodecHandler::LoadDSP]\r\n";
+    EXPECT_TRUE(read(debug) == expect);
+    EXPECT_TRUE(read(errors).empty());  // the caller words any error
+    std::fclose(debug);
+    std::fclose(errors);
+}
