@@ -111,7 +111,9 @@ std::u16string Number16(unsigned long long value) {
 
 std::u16string Number16(long long value) {
     if (value >= 0) return Number16(static_cast<unsigned long long>(value));
-    return u"-" + Number16(0ULL - static_cast<unsigned long long>(value));
+    std::u16string text = Number16(0ULL - static_cast<unsigned long long>(value));
+    text.insert(text.begin(), u'-');  // (not u"-" + text: gcc 12 warns falsely on that at -O3)
+    return text;
 }
 
 }  // namespace tvkit
