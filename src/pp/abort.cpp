@@ -1,12 +1,21 @@
 #include "pp/abort.h"
 
+#include <atomic>
+
 #include "pp/exceptions.h"
 
 namespace PP {
 
-// No aborter can be installed yet, so no thread is ever aborted. The aborter, when it comes,
-// answers here and every loop that calls checkAbort follows without change.
-bool isAborted() { return false; }
+namespace {
+std::atomic<abortProbeFn> g_probe{nullptr};
+}
+
+void setAbortProbe(abortProbeFn probe) { g_probe.store(probe, std::memory_order_release); }
+
+bool isAborted() {
+  abortProbeFn probe = g_probe.load(std::memory_order_acquire);
+  return probe != nullptr && probe();
+}
 
 void checkAbort() {
   if (isAborted()) throwFixed<user_abort>();

@@ -6,4 +6,9 @@ namespace PP {
 void checkAbort();
 bool isAborted();
 
+// How the aborter service answers "is this thread's aborter set?". It installs its probe once
+// at start-up; until then no thread counts as aborted and checkAbort returns.
+using abortProbeFn = bool (*)();
+void setAbortProbe(abortProbeFn probe);
+
 }  // namespace PP

@@ -54,6 +54,9 @@ class fileInOutImpl_posix : public fileInOut {
   uint64_t position_ = 0;
 };
 
+// The file class of this platform, for code that names no system.
+using fileInOutImpl = fileInOutImpl_posix;
+
 // True for a text that starts with "http://" or "https://", in any case.
 bool isHttpUrl(std::string_view text);
 // A local file opened for reading.

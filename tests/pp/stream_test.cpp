@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string>
 
+#include "pp/abort.h"
 #include "pp/mem_stream.h"
 #include "pp/stream_adapters.h"
 
@@ -205,6 +206,28 @@ TEST(PPStream, PrefixedStreamAndWrap) {
   EXPECT_EQ(f->skip(4), 4u);
   EXPECT_EQ(f->tell(), 7u);
   EXPECT_THROW(f->seek(0), PP::invalid_input);
+}
+
+}  // namespace
+
+namespace {
+
+thread_local bool t_abortFlag = false;
+bool testProbe() { return t_abortFlag; }
+
+TEST(PPStream, AbortProbeStopsCopyLoops) {
+  PP::setAbortProbe(&testProbe);
+  std::string text = "abcdef";
+  PP::streamInMemRef src(text.data(), text.size());
+  PP::streamPrefixed p("xy", 2, src);
+  char buf[8];
+  EXPECT_EQ(p.read(buf, 3), 3u);
+  t_abortFlag = true;
+  EXPECT_THROW(p.read(buf, 3), PP::user_abort);
+  EXPECT_NO_THROW(PP::readByte(src));  // a memory read has no abort test of its own
+  t_abortFlag = false;
+  PP::setAbortProbe(nullptr);
+  EXPECT_FALSE(PP::isAborted());
 }
 
 }  // namespace
