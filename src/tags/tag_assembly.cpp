@@ -3,6 +3,7 @@
 // "Encoder", "Encoder Settings"), which only update tags the caller asked for.
 #include "tags/tag_assembly.h"
 
+#include "foundation/paths/xpath.h"
 #include "foundation/platform/path_rules.h"
 #include "tags/version_text.h"
 
@@ -34,16 +35,6 @@ bool IsUtilityEncoder(const XString& name) {
     return false;
 }
 
-// Extension with its dot, from the last '.' of the last path component; empty if none.
-// SEAM(paths): the path class's extension rule, once it has landed.
-XString PathExtension(const XString& path) {
-    int dot = path.FindLastChar(u'.');
-    if (dot == 0) return XString();
-    int separator = path.FindLastChar(XPathSep);
-    if (separator > dot) return XString();
-    return path.From(dot);
-}
-
 void AddCommandLineTags(const XOptionList* options, XIDTags& tags) {
     if (options == nullptr) return;
     XString name, value;
@@ -65,8 +56,9 @@ void UpdateSource(const XTagAssemblyInput& input, XIDTags& tags) {
     XString history = source;
     history.AppendFast(u" >> ");
     history.AppendFast(quality);
-    XString extension = PathExtension(input.sourcePath);
-    if (!extension.IsEmpty() && !XTagNameEqual(extension, u".iGnore")) {
+    // A path without extension gives "." here, which adds no brackets either.
+    XString extension = XPath(input.sourcePath).Extension();
+    if (extension.Length() > 1 && !XTagNameEqual(extension, u".iGnore")) {
         history.AppendFast(u" [");
         history.AppendFast(extension.From(2));
         history.AppendChar(u']');
@@ -76,8 +68,8 @@ void UpdateSource(const XTagAssemblyInput& input, XIDTags& tags) {
 }
 
 XString VersionsFolder(const XString& programFolder) {
-    XString folder = programFolder;
-    if (!folder.IsEmpty()) folder.EnsureTrailing(XPathSep);
+    XString folder = programFolder.IsEmpty() ? XString(ModuleFolder()) : programFolder;
+    folder.EnsureTrailing(XPathSep);
     folder.AppendFast(u"Versions");
     folder.AppendChar(XPathSep);
     return folder;

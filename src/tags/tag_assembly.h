@@ -28,7 +28,7 @@ struct XTagAssemblyInput {
     XString encoderName;
     XString encoderCommandLine;
     XString sourcePath;                    // its extension joins the "Source" history
-    XString programFolder;                 // with its trailing separator; holds Versions/
+    XString programFolder;                 // holds Versions/; empty: the program's own
 };
 
 // Fills `tags` (cleared first) and its serialised `block`.

@@ -7,7 +7,9 @@
 #include "foundation/platform/file_io.h"
 #include "foundation/platform/file_system.h"
 #include "foundation/log/xdebug.h"
+#include "foundation/paths/xpath.h"
 #include "plugins/codec_handler.h"
+#include "tags/id_tags.h"
 
 namespace {
 
@@ -23,14 +25,6 @@ bool DefaultCanOpen(const XString& path) {
     if (file == XInvalidHandle) return false;
     XSysCloseHandle(file);
     return true;
-}
-
-bool HasIgnoreExtension(const XString& name) {
-    constexpr char16_t ignore[] = u".iGnore";
-    if (!name.EndsWith(ignore, true)) return false;
-    // The extension is the whole ".iGnore": nothing but the separator may stand before it.
-    int dot = name.Length() - 6;
-    return dot >= 1 && name.FindLastChar(u'.') == dot;
 }
 
 }  // namespace
@@ -55,7 +49,7 @@ bool XWriteIDTags(XTagWriterDecoder& decoder, const XTagWriterContext& context,
                   uint32_t size) {
     if (block == nullptr || size == 0) return true;
     const XString& name = tagFileName.IsEmpty() ? path : tagFileName;
-    if (HasIgnoreExtension(name)) return true;
+    if (XTagNameEqual(XPath(name).Extension(), u".iGnore")) return true;
 
     auto sleep = [&](uint32_t ms) { context.sleep ? context.sleep(ms) : XSleep(ms); };
     auto debug = [&](const char16_t* mark) {
