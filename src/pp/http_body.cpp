@@ -11,7 +11,7 @@ namespace {
 
 // Largest piece of a chunk read at once: a size line may promise far more than the source
 // holds, so the vector grows only with bytes that really arrived.
-constexpr size_t chunkReadStep = 1 << 20;
+constexpr size_t chunkReadStep = 1 << 16;
 
 char lowerAscii(char c) { return (c >= 'A' && c <= 'Z') ? char(c - 'A' + 'a') : c; }
 
