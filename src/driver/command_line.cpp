@@ -58,8 +58,8 @@ void TvTravex::StripTravexCmds(XString& outOptions) const {
 
 void TvTravex::SplitCommandLine() {
     XString line = XGetCommandLine();
-    console.Debug(XString(u"Splitting Command Line:"));
-    console.Debug(line);
+    DebugLog(u"Splitting Command Line:");
+    DebugLog(line);
     // Skip the program's name: quoted up to its closing quote, otherwise up to a blank.
     int skip = line.GetAt(1) == u'"' ? line.FindChar(u'"', 2) : line.FindChar(u' ', 1);
     Parse(line, skip > 0 ? skip + 1 : 1);
@@ -89,22 +89,22 @@ bool TvTravex::ParseCommandLine() {
 
     if ((encoderName.IsEmpty() && inFile.IsEmpty() && outFile.IsEmpty()) || Has(u"help")) {
         if (commandFileMode) {
-            console.ReportError(u"Error missing infile & outfile & convert_to.", ParseFunction);
+            ReportError(u"Error missing infile & outfile & convert_to.", ParseFunction);
         } else {
             ShowUsage();
         }
         return false;
     }
     if (encoderName.IsEmpty()) {
-        console.ReportError(u"Error no encoder specified.", ParseFunction);
+        ReportError(u"Error no encoder specified.", ParseFunction);
         return false;
     }
     if (inFile.IsEmpty()) {
-        console.ReportError(u"Error no input file specified", ParseFunction);
+        ReportError(u"Error no input file specified", ParseFunction);
         return false;
     }
     if (outFile.IsEmpty()) {
-        console.ReportError(u"Error no ouput file specified", ParseFunction);
+        ReportError(u"Error no ouput file specified", ParseFunction);
         return false;
     }
 

@@ -1,6 +1,9 @@
 #include "driver/travex.h"
 
+#include "foundation/log/xdebug.h"
 #include "foundation/platform/message_box.h"
+#include "foundation/settings/xregistry.h"
+#include "tags/tag_settings.h"
 
 int32_t g_exitStatus = 0;
 
@@ -10,13 +13,14 @@ constexpr const char16_t* Ruler = u" 0%-----------25%-----------50%-----------75
 }  // namespace
 
 TvTravex::TvTravex() {
-    // The registry root for the whole process (HKEY_CURRENT_USER, Brightmoor's Tonvale key)
-    // and ApplyFirstRunDefaults come first here, once the settings store exists.
+    XSetDefaultRegistryKey(HKEY_CURRENT_USER, XProductRegistryKey);
+    ApplyFirstRunDefaults();
 
-    // Debug set-up. With the standard descriptors guaranteed at process entry this fails only
-    // when descriptor 1 is unusable all the same.
+    // Debug set-up. With the standard descriptors guaranteed at process entry the console
+    // fails only when descriptor 1 is unusable all the same.
+    if (XDebugOpenFile(debugFile, debugWatchEvent)) logSinks.DebugLog = debugFile.Handle();
     if (!console.Attach()) {
-        console.MessageBox(u"GetStdHandle", u"Console Error");
+        XMessageBox(u"GetStdHandle", u"Console Error", XBox::Ok);
         g_exitStatus = 1;
         return;
     }
@@ -25,7 +29,7 @@ TvTravex::TvTravex() {
 
     SplitCommandLine();
     if (!ReadCommandFiles()) {
-        console.MessageBox(u"Error reading Tv Command File.", u"Travex Core");
+        XMessageBox(u"Error reading Tv Command File.", u"Travex Core", XBox::Ok);
         g_exitStatus = 1;
         return;
     }
@@ -44,6 +48,23 @@ TvTravex::TvTravex() {
 
 TvTravex::~TvTravex() {
     // Stops the output thread once there is one; members free themselves.
+}
+
+void TvTravex::ReportError(const XString& message, const char* function) {
+    XDebugError(message, logSinks, function);
+    // Until the error pipe and its pump exist, the line goes to the error stream here.
+    XString line = message;
+    if (function != nullptr) {
+        line.AppendFast(u"  [");
+        line.AppendFast(XString(function, false));
+        line.AppendChar(u']');
+    }
+    line.AppendFast(u"\r\n");
+    console.WriteErrorText(line);
+}
+
+void TvTravex::DebugLog(const XString& text, const char* function) {
+    XDebugWrite(text, logSinks, function);
 }
 
 void TvTravex::PrintLine(const XString& text, bool withLineEnd) {

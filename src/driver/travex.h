@@ -7,9 +7,12 @@
 #include <vector>
 
 #include "driver/console_writer.h"
+#include "foundation/files/xfile.h"
 #include "foundation/options/dsp_spec.h"
 #include "foundation/options/xoption_list.h"
+#include "foundation/sync/xevent.h"
 #include "foundation/text/xstring.h"
+#include "tonvale/plugin.h"
 
 // Process-wide result: 0, or 1 once any fatal step has failed. The exit code is 1 when it is
 // non-zero at the moment the constructor has returned.
@@ -26,7 +29,7 @@ struct DSPEntry {
 
 class TvTravex : public XOptionList {
 public:
-    static constexpr const char16_t* ParseFunction = u"TvTravex::ParseCommandLine";
+    static constexpr const char* ParseFunction = "TvTravex::ParseCommandLine";
 
     TvTravex();
     ~TvTravex() override;
@@ -40,6 +43,11 @@ public:
     bool ParseCommandLine();
     // The options the core doesn't know, re-quoted: the encoder's command line.
     void StripTravexCmds(XString& outOptions) const;
+
+    // An error line: "message  [function]". It fails the run.
+    void ReportError(const XString& message, const char* function = nullptr);
+    // A line of the debug log; nothing while debugging is off.
+    void DebugLog(const XString& text, const char* function = nullptr);
 
     // Console text.
     void ShowUsage();
@@ -58,8 +66,10 @@ public:
     // The non-live rendering members (temporary file, its reader, byte count, format and
     // buffer) join with non-live rendering.
     XString tmpFolder;
-    // logSinks joins with the debug log and the internal pipes.
-    TvConsoleWriter console;  // standard output and the error stream
+    // Error sink, information sink, debug file. The two sinks stay 0 until the internal pipes
+    // exist; error lines then go straight to `console`.
+    PluginLogHandles logSinks{0, 0, 0};
+    TvConsoleWriter console;  // stdOut and stdErr
     uint8_t silent = 0;
     uint8_t errorFileGiven = 0;
     uint8_t commandFileMode = 0;
@@ -74,8 +84,9 @@ public:
     // batch joins with batch coordination; until then a leader only records that it leads.
     uint8_t batchLeader = 0;
     XString dspCommandLine;
-    // debugFile and debugWatchEvent join with the debug log; the tag members with tag
-    // assembly.
+    XFile debugFile;
+    XEvent debugWatchEvent;  // held for the viewer while the run lasts
+    // The tag members join with tag assembly.
 
 private:
     // The DSP chain named by dsppreset and the dspeffect options, in load order.

@@ -76,11 +76,18 @@ protected:
         fs::remove_all(dir, ec);
     }
 
-    Result Run(const std::vector<std::string>& args) {
-        std::string cmd = "cd " + ShellQuote(dir.string()) + " && " +
-                          ShellQuote(std::string(TV_BIN_DIR) + "/travex");
-        for (const auto& a : args) cmd += " " + ShellQuote(a);
-        cmd += " >out.bin 2>err.bin </dev/null; echo $? >rc.txt";
+    // The run's settings and documents live in the test's folder; debugging is off unless
+    // the caller turns it on.
+    Result Run(const std::vector<std::string>& args, const std::string& debug = "") {
+        std::string cmd = "cd ";
+        cmd.append(ShellQuote(dir.string()));
+        cmd.append(" && for v in TONVALE_CONFIG_HOME HOME XDG_DOCUMENTS_DIR; do export $v=\"$PWD\"; done");
+        cmd.append(" && TONVALE_DEBUG=");
+        cmd.append(ShellQuote(debug));
+        cmd.append(" ");
+        cmd.append(ShellQuote(std::string(TV_BIN_DIR).append("/travex")));
+        for (const auto& a : args) cmd.append(" ").append(ShellQuote(a));
+        cmd.append(" >out.bin 2>err.bin </dev/null; echo $? >rc.txt");
         EXPECT_EQ(std::system(cmd.c_str()), 0);
         Result r;
         r.status = std::stoi(ReadBytes(dir / "rc.txt"));
@@ -183,6 +190,22 @@ TEST_F(TravexProcess, CommandFiles) {
         EXPECT_EQ(r.out, "");
         EXPECT_EQ(r.err, Lines({u"Travex Core: Error reading Tv Command File."}));
     }
+}
+
+TEST_F(TravexProcess, DebugLogKeepsTheRealCommandLine) {
+    WriteBytes(dir / "cmd.txt", Utf16(u"-infile=a -outfile=b -convert_to=c"));
+    Run({"-tvcmd=cmd.txt", "-title=two words"}, "1");
+    Run({"-tvcmd=gone.txt"}, "1");
+    std::string logs;
+    for (const auto& entry : fs::directory_iterator(dir)) {
+        if (entry.path().filename().string().rfind("TVDebug-", 0) == 0) {
+            logs += ReadBytes(entry.path());
+        }
+    }
+    EXPECT_NE(logs.find(Utf16(u"Splitting Command Line:\r\n")), std::string::npos);
+    EXPECT_NE(logs.find(Utf16(u" -tvcmd=cmd.txt -title=\"two words\"\r\n")), std::string::npos);
+    EXPECT_NE(logs.find(Utf16(u"Error opening TvCmd File.  [TvTravex::ReadTvCommandFile]\r\n")),
+              std::string::npos);
 }
 
 TEST_F(TravexProcess, PresetDspsComeFirst) {
