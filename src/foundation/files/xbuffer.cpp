@@ -24,15 +24,16 @@ bool XBuffer::Resize(uint64_t newSize, bool keep, bool zero, uint64_t slack, boo
         size = newSize;
     } else {
         uint64_t allocate = newSize + slack;
-        auto* block = static_cast<uint8_t*>(malloc(allocate ? allocate : 1));
+        size_t bytes = allocate ? static_cast<size_t>(allocate) : 1;
+        // Keeping the content: realloc moves large blocks by remapping pages, not copying.
+        auto* block = static_cast<uint8_t*>(keep && data ? realloc(data, bytes) : malloc(bytes));
         if (!block) {
             free(data);
             data = nullptr;
             size = capacity = fill = position = 0;
             return false;
         }
-        if (keep && data) memcpy(block, data, newSize < size ? newSize : size);
-        free(data);
+        if (!(keep && data)) free(data);
         data = block;
         size = capacity = allocate;
     }
