@@ -233,10 +233,17 @@ int Query(XRegToolIo& io, const Key& key, const Switches& s) {
             io.err.AppendFast(NotFound);
             return 1;
         }
+        // The name as it is stored, whatever case it was asked in.
+        XString stored = s.name;
+        std::vector<XSettingsStore::NamedValue> values;
+        XSettingsStore::EnumValues(key.root, key.path.View(), values, false);
+        for (const auto& v : values) {
+            if (XString::Equal(v.name.Text(), s.name.Text(), 0, true)) stored = v.name;
+        }
         io.out.AppendChar(u'\n');
         io.out.AppendFast(FullName(key));
         io.out.AppendChar(u'\n');
-        PrintValue(io, s.name, value);
+        PrintValue(io, stored, value);
         io.out.AppendChar(u'\n');
         return 0;
     }

@@ -130,21 +130,23 @@ private:
         // folder, a busy store) leaves the default journal, which is still correct.
         sqlite3_exec(handle, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
         sqlite3_exec(handle, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr);
-        bool ok = sqlite3_exec(handle, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) == SQLITE_OK;
-        if (ok) {
+        // The tables are made once per store; later opens only look, so that many processes
+        // starting at once do not queue for the write lock. A corrupt file fails both ways.
+        bool ok = HasTables(handle);
+        if (!ok && sqlite3_exec(handle, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) == SQLITE_OK) {
             ok = sqlite3_exec(handle, SchemaSql, nullptr, nullptr, nullptr) == SQLITE_OK;
             sqlite3_exec(handle, ok ? "COMMIT" : "ROLLBACK", nullptr, nullptr, nullptr);
-        }
-        if (!ok) {
-            // Read-only: usable as long as the tables are there. Corrupt: this fails too.
-            ok = sqlite3_exec(handle, "SELECT 1 FROM keys, vals LIMIT 0", nullptr, nullptr,
-                              nullptr) == SQLITE_OK;
         }
         if (!ok) {
             sqlite3_close_v2(handle);
             return;
         }
         db = handle;
+    }
+
+    static bool HasTables(sqlite3* handle) {
+        return sqlite3_exec(handle, "SELECT 1 FROM keys, vals LIMIT 0", nullptr, nullptr,
+                            nullptr) == SQLITE_OK;
     }
 
     static void MakeFolder(const XString& dbPath) {

@@ -21,7 +21,7 @@ TEST(SettingsAcrossProcesses, WrittenByOneReadByTheNext) {
     EXPECT_TRUE(RegSetInt(78, u"Shared"));
     EXPECT_EQ(testproc::Run({Helper(), "check", "Shared", "78"}), 0);
     EXPECT_EQ(testproc::Output(Tool("tvreg") + " query 'HKCU\\Software\\Brightmoor\\Tonvale' /v shared"),
-              "\nHKEY_CURRENT_USER\\Software\\Brightmoor\\Tonvale\n    shared    REG_DWORD    0x4e\n\n");
+              "\nHKEY_CURRENT_USER\\Software\\Brightmoor\\Tonvale\n    Shared    REG_DWORD    0x4e\n\n");
     EXPECT_EQ(testproc::Run({Tool("tvreg"), "delete", "HKCU\\Software\\Brightmoor\\Tonvale", "/v",
                              "Shared", "/f"}),
               0);

@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-class Registry : public ::testing::Test {
+class SettingsRegistry : public ::testing::Test {
 protected:
     void SetUp() override {
         dir = fs::temp_directory_path() /
@@ -32,7 +32,7 @@ protected:
 
 }  // namespace
 
-TEST_F(Registry, MissingValueReadsZeroAndLeavesKey) {
+TEST_F(SettingsRegistry, MissingValueReadsZeroAndLeavesKey) {
     bool error = false;
     EXPECT_EQ(RegGetInt(u"x", 0, u"Software\\Fresh\\Key", &error), 0);
     EXPECT_TRUE(error);
@@ -47,7 +47,7 @@ TEST_F(Registry, MissingValueReadsZeroAndLeavesKey) {
     EXPECT_TRUE(error);
 }
 
-TEST_F(Registry, TypedValuesRoundTripAndTypeRules) {
+TEST_F(SettingsRegistry, TypedValuesRoundTripAndTypeRules) {
     EXPECT_TRUE(RegSetInt(-7, u"Int"));
     EXPECT_TRUE(RegSetInt64(0x123456789ABCll, u"Big"));
     EXPECT_TRUE(RegSetFloat(2.5f, u"Gain"));
@@ -77,7 +77,7 @@ TEST_F(Registry, TypedValuesRoundTripAndTypeRules) {
     EXPECT_EQ(RegGetInt(u"Int"), 0);
 }
 
-TEST_F(Registry, BinaryBufferClearedOnFailure) {
+TEST_F(SettingsRegistry, BinaryBufferClearedOnFailure) {
     uint8_t data[6] = {1, 2, 3, 4, 5, 6};
     EXPECT_TRUE(RegSetBinary(u"Blob", data, 6));
     uint8_t out[8];
@@ -96,7 +96,7 @@ TEST_F(Registry, BinaryBufferClearedOnFailure) {
     for (uint8_t b : out) EXPECT_EQ(b, 0);
 }
 
-TEST_F(Registry, StringWithoutNulAndLists) {
+TEST_F(SettingsRegistry, StringWithoutNulAndLists) {
     // A text value stored without its NUL still reads as a proper string.
     ASSERT_TRUE(XSettingsStore::SetValue(HKEY_CURRENT_USER, u"Software\\Brightmoor\\Tonvale",
                                          u"Raw", REG_SZ, u"abc", 6));
@@ -122,7 +122,7 @@ TEST_F(Registry, StringWithoutNulAndLists) {
     EXPECT_FALSE(RegGetList(u"Raw", back));
 }
 
-TEST_F(Registry, EnumerationAndDeletion) {
+TEST_F(SettingsRegistry, EnumerationAndDeletion) {
     const char16_t* base = u"Software\\Enum";
     EXPECT_TRUE(RegSetInt(1, u"b", 0, u"Software\\Enum\\Zeta"));
     EXPECT_TRUE(RegSetInt(1, u"a", 0, u"Software\\Enum\\alpha\\Deep"));
@@ -161,7 +161,7 @@ TEST_F(Registry, EnumerationAndDeletion) {
     EXPECT_FALSE(RegSetInt(1, u"v", 0x1234, u"Software\\M"));
 }
 
-TEST_F(Registry, UnusableStoreReadsEmptyAndRefusesWrites) {
+TEST_F(SettingsRegistry, UnusableStoreReadsEmptyAndRefusesWrites) {
     // Not a database at all.
     fs::create_directories(dir);
     std::ofstream(dir / "registry.db") << std::string(4096, 'x');
@@ -183,7 +183,7 @@ TEST_F(Registry, UnusableStoreReadsEmptyAndRefusesWrites) {
     }
 }
 
-TEST_F(Registry, FirstRunDefaults) {
+TEST_F(SettingsRegistry, FirstRunDefaults) {
     ApplyFirstRunDefaults();
     EXPECT_EQ(RegGetInt(u"Mp3TagDefault", 0, u"Software\\Brightmoor\\Tonvale\\Tagging"), 3);
     EXPECT_EQ(RegGetInt(u"Mp3ID3v2UnicodeEncode", 0, u"Software\\Brightmoor\\Tonvale\\Tagging"), 1);

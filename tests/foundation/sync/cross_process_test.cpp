@@ -27,7 +27,7 @@ bool HeldElsewhere(const char16_t* name, uint32_t ms) {
 
 }  // namespace
 
-TEST(CrossProcess, ExistedOnlyWhileAnotherProcessHolds) {
+TEST(SyncCrossProcess, ExistedOnlyWhileAnotherProcessHolds) {
     testproc::Sandbox box("existed");
     {
         XEvent alone(u"tv/held name");  // awkward characters are fine
@@ -55,7 +55,7 @@ TEST(CrossProcess, ExistedOnlyWhileAnotherProcessHolds) {
     EXPECT_FALSE(fresh.existed);
 }
 
-TEST(CrossProcess, EventSignalledByToolWakesWaiter) {
+TEST(SyncCrossProcess, EventSignalledByToolWakesWaiter) {
     testproc::Sandbox box("event");
     XEvent quit(u"evtquit-test");
     ASSERT_FALSE(quit.existed);
@@ -81,7 +81,7 @@ TEST(CrossProcess, EventSignalledByToolWakesWaiter) {
     EXPECT_EQ(testproc::Run({Tool("tvctl"), "event", "wait", "evtquit-test", "50"}), 1);
 }
 
-TEST(CrossProcess, MutexOfKilledHolderGoesToNextWaiter) {
+TEST(SyncCrossProcess, MutexOfKilledHolderGoesToNextWaiter) {
     testproc::Sandbox box("mutex");
     XEvent ready(u"ready");
     XProcessId holder = testproc::Start({Helper(), "lock-and-sleep", "mutTest", "ready"});
@@ -104,7 +104,7 @@ TEST(CrossProcess, MutexOfKilledHolderGoesToNextWaiter) {
     EXPECT_TRUE(mutex.TryLock(1000));  // the waiter's lock went with its thread
 }
 
-TEST(CrossProcess, CounterWrittenByOneIsReadByTool) {
+TEST(SyncCrossProcess, CounterWrittenByOneIsReadByTool) {
     testproc::Sandbox box("shm");
     XSharedMemory block;
     ASSERT_TRUE(block.Open(u"bytes", 8));

@@ -10,7 +10,7 @@
 #include "foundation/sync/xthread.h"
 #include "foundation/sync/helper/spawn.h"
 
-TEST(Event, BasicsWithAndWithoutHandle) {
+TEST(SyncEvent, BasicsWithAndWithoutHandle) {
     XEvent none;
     uint64_t start = XGetTickCount64();
     EXPECT_FALSE(none.Wait(1000));
@@ -39,7 +39,7 @@ TEST(Event, BasicsWithAndWithoutHandle) {
     EXPECT_TRUE(e.IsSet());
 }
 
-TEST(Event, NamedAndWaitEither) {
+TEST(SyncEvent, NamedAndWaitEither) {
     testproc::Sandbox box("events");
     XEvent a(u"a"), b(u"b");
     EXPECT_FALSE(a.existed);
@@ -61,7 +61,7 @@ TEST(Event, NamedAndWaitEither) {
     EXPECT_FALSE(a.existed);
 }
 
-TEST(Thread, StopWaitParksAThreadThatWillNotStop) {
+TEST(SyncThread, StopWaitParksAThreadThatWillNotStop) {
     std::atomic<int> ticks{0};
     uint64_t start;
     {
@@ -83,7 +83,7 @@ TEST(Thread, StopWaitParksAThreadThatWillNotStop) {
     EXPECT_LE(ticks.load(), frozen + 1);  // parked, not running on
 }
 
-TEST(Thread, StopEventFinishedAndExceptions) {
+TEST(SyncThread, StopEventFinishedAndExceptions) {
     XThread quick;
     ASSERT_TRUE(quick.Start([](XEvent&) {}, false, 0));
     EXPECT_TRUE(quick.IsFinished(5000));
@@ -111,7 +111,7 @@ TEST(Thread, StopEventFinishedAndExceptions) {
     EXPECT_TRUE(none.IsFinished(0));
 }
 
-TEST(Thread, DetachedRunAfterWaitAllEndsProcess) {
+TEST(SyncThread, DetachedRunAfterWaitAllEndsProcess) {
     EXPECT_EXIT(
         {
             std::atomic<int> done{0};
@@ -124,7 +124,7 @@ TEST(Thread, DetachedRunAfterWaitAllEndsProcess) {
         ::testing::ExitedWithCode(0), "");
 }
 
-TEST(Mutex, RecursiveTryLockAndClose) {
+TEST(SyncMutex, RecursiveTryLockAndClose) {
     testproc::Sandbox box("mutexes");
     XMutex m(u"m");
     EXPECT_FALSE(m.existed);
@@ -145,7 +145,7 @@ TEST(Mutex, RecursiveTryLockAndClose) {
     EXPECT_TRUE(again.TryLock(0));
 }
 
-TEST(SharedMemory, SameNameSharesContentAndLocking) {
+TEST(SyncSharedMemory, SameNameSharesContentAndLocking) {
     testproc::Sandbox box("shm");
     XSharedMemory a, b;
     bool existed = true;
