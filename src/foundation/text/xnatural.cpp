@@ -61,6 +61,12 @@ int XNaturalCompare(const char16_t* a, const char16_t* b) {
     if (b == nullptr) b = u"";
     for (;;) {
         char16_t ca = *a, cb = *b;
+        if (ca == cb && !IsDigit(ca)) {  // the common case: nothing to fold
+            if (ca == 0) return 0;
+            ++a;
+            ++b;
+            continue;
+        }
         if (IsDigit(ca) && IsDigit(cb)) {
             size_t la = 0, lb = 0;
             while (IsDigit(a[la])) ++la;

@@ -1,6 +1,7 @@
 // XString: search, slices, edits in place and comparison.
 #include <cstring>
 #include <new>
+#include <string_view>
 #include <utility>
 
 #include "foundation/text/xstring.h"
@@ -20,17 +21,13 @@ int MeasureUnits(const char16_t* s) {
 // First match of pattern (patternLength > 0) in hay[from, length), or -1.
 int Search(const char16_t* hay, int length, int from, const char16_t* pattern, int patternLength,
            bool ignoreCase) {
-    int lastStart = length - patternLength;
     if (!ignoreCase) {
-        char16_t first = pattern[0];
-        for (int i = from; i <= lastStart; ++i) {
-            if (hay[i] != first) continue;
-            if (memcmp(hay + i + 1, pattern + 1,
-                       static_cast<size_t>(patternLength - 1) * sizeof(char16_t)) == 0)
-                return i;
-        }
-        return -1;
+        std::u16string_view view(hay, static_cast<size_t>(length));
+        size_t at = view.find(std::u16string_view(pattern, static_cast<size_t>(patternLength)),
+                              static_cast<size_t>(from));
+        return at == std::u16string_view::npos ? -1 : static_cast<int>(at);
     }
+    int lastStart = length - patternLength;
     char16_t first = Upper(pattern[0]);
     for (int i = from; i <= lastStart; ++i) {
         if (Upper(hay[i]) != first) continue;
@@ -273,22 +270,29 @@ int XString::Replace(const char16_t* find, const char16_t* with, bool ignoreCase
     int length = used - 1;
     int at = Search(text, length, 0, find, findLength, ignoreCase);
     if (at < 0) return 0;
-    // One pass into a new buffer: the search goes on behind each match in the old text, so
-    // replaced text is never searched again.
-    XString result;
-    int64_t guess = static_cast<int64_t>(length) + 1 + (withLength > findLength ? (withLength - findLength) * 4 : 0);
-    if (guess > 0x7FFFFFF0) guess = 0x7FFFFFF0;
-    result.Reserve(static_cast<int>(guess), 32);
+    // Matches are counted first, then the result is built in one buffer. The search goes on
+    // behind each match in the old text, so replaced text is never searched again.
     int count = 0;
+    for (int hit = at; hit >= 0; hit = Search(text, length, hit + findLength, find, findLength, ignoreCase))
+        ++count;
+    int64_t newLength = static_cast<int64_t>(length) + static_cast<int64_t>(count) * (withLength - findLength);
+    if (newLength >= 0x7FFFFFF0 - 32) throw std::bad_alloc();
+    XString result;
+    result.Reserve(static_cast<int>(newLength) + 1, 32);
+    char16_t* out = result.text;
     int from = 0;
     while (at >= 0) {
-        result.AppendFast(text + from, at - from);
-        result.AppendFast(with, withLength);
-        ++count;
+        memcpy(out, text + from, static_cast<size_t>(at - from) * sizeof(char16_t));
+        out += at - from;
+        memcpy(out, with, static_cast<size_t>(withLength) * sizeof(char16_t));
+        out += withLength;
         from = at + findLength;
         at = Search(text, length, from, find, findLength, ignoreCase);
     }
-    result.AppendFast(text + from, length - from);
+    memcpy(out, text + from, static_cast<size_t>(length - from) * sizeof(char16_t));
+    out += length - from;
+    *out = 0;
+    result.used = static_cast<int32_t>(newLength) + 1;
     result.tag = tag;
     *this = std::move(result);
     return count;
