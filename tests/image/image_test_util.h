@@ -5,9 +5,19 @@
 #include <initializer_list>
 #include <iterator>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "image/image_info.h"
+
 using bytes = std::vector<uint8_t>;
+
+// Width, height, bits per pixel and alpha in one comparable value.
+using shape = std::tuple<uint32_t, uint32_t, uint32_t, bool>;
+inline shape shapeOf(const imageHeaderInfo& info) {
+    return {info.width, info.height, info.bitsPerPixel, info.hasAlpha};
+}
+inline imageHeaderInfo identify(const bytes& data) { return imageHeaderFromMemory(data.data(), data.size()); }
 
 inline std::string samplePath(const std::string& name) {
     return std::string(TV_SOURCE_DIR) + "/tests/data/images/" + name;
@@ -28,10 +38,6 @@ inline void appendBE32(bytes& out, uint32_t v) {
 inline void appendLE16(bytes& out, uint32_t v) {
     out.push_back(uint8_t(v));
     out.push_back(uint8_t(v >> 8));
-}
-inline void appendBE16(bytes& out, uint32_t v) {
-    out.push_back(uint8_t(v >> 8));
-    out.push_back(uint8_t(v));
 }
 inline void appendLE32(bytes& out, uint32_t v) {
     appendLE16(out, v);

@@ -4,8 +4,6 @@
 #include <cstdio>
 #include <string>
 
-#include "image/image_info.h"
-#include "image/image_report.h"
 
 namespace {
 
@@ -55,12 +53,6 @@ TEST(Tvimage, FailuresGiveTheMessageAndStatusOne) {
               "../../image/image_test_util.h\t!\tinvalid input\n"
               "orient6_17x9.tif\tTIFF\t9\t17\t24\t0\ttiff\timage/tiff\n");
     EXPECT_EQ(runTvimage("").status, 1);
-}
-
-TEST(Tvimage, LineForms) {
-    imageHeaderInfo info;
-    EXPECT_EQ(imageReportLine("x", info), "x\t\t0\t0\t0\t0\t\t\n");
-    EXPECT_EQ(imageReportFailure("a b", "invalid input"), "a b\t!\tinvalid input\n");
 }
 
 }  // namespace
