@@ -194,9 +194,6 @@ TEST(TagSpaces, ThirteenOddBlanksOnly) {
     value = u"\u2000x\u2001y\u2002z\u200A\u202F\u205F";
     NormaliseTagSpaces(value);
     EXPECT_EQ(value, XString(u"\u2000x\u2001y z"));
-    value = u"\u200B";  // a zero-width space is no blank
-    NormaliseTagSpaces(value);
-    EXPECT_EQ(value.Length(), 1);
 }
 
 TEST(TagAssemblyCopies, PictureBytesAreCopiedOnlyByParseAndSerialise) {
