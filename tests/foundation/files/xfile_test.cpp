@@ -195,6 +195,19 @@ TEST(XFile, TimesAndWholeFileHelpers) {
     EXPECT_TRUE(dir.Has("empty"));
 }
 
+TEST(XFile, QuestionBoxesAnswerCancelWithoutADesktop) {
+    TestDir dir;
+    testing::internal::CaptureStderr();
+    XFile f;
+    EXPECT_FALSE(f.Open(dir.X("missing"), XAccess::Read, XDisposition::OpenExisting, true));
+    EXPECT_EQ(XGetLastError(), XErr::FileNotFound);  // the box keeps the reason
+    EXPECT_FALSE(f.Write(nullptr, 1));
+    std::string shown = testing::internal::GetCapturedStderr();
+    // Standard error is a file here, so the text is UTF-16LE.
+    std::u16string text(reinterpret_cast<const char16_t*>(shown.data()), shown.size() / 2);
+    EXPECT_NE(text.find(u"File Read Error: Unable to open '"), std::u16string::npos);
+}
+
 TEST(XFile, ErrorTexts) {
     XSetLastError(5);
     EXPECT_EQ(std::u16string(XLastErrorText().View()), u"(win:5)");
