@@ -111,10 +111,14 @@ bool TvTravex::ParseCommandLine() {
     writeIdTags = Has(u"noidtag") ? 0 : 1;
     if (Has(u"silent") || commandFileMode) silent = 1;
 
-    // The quit event keeps its name for the plug-ins. Opening the named events (evtquit,
-    // evtafterconvseterror, evtwatchdog) and the shared byte counter (shrbytesencoded) happens
-    // here once the named objects exist; binding to `processor` joins with priority handling.
-    if (Get(u"evtquit", value) && !value.IsEmpty()) quitEventName = value;
+    // The quit event's name also goes to every plug-in.
+    if (Get(u"evtquit", value) && !value.IsEmpty()) {
+        quitEventName = value;
+        evtQuit.Create(value.Text());
+    }
+    if (Get(u"evtafterconvseterror", value) && !value.IsEmpty()) {
+        evtAfterConvSetError.Create(value.Text());
+    }
 
     if (Get(u"batchid", value) && !value.IsEmpty()) {
         if (XString::Equal(value.Text(), u"auto", 0, true)) {
@@ -122,6 +126,13 @@ bool TvTravex::ParseCommandLine() {
         } else {
             batchId = static_cast<uint32_t>(value.ToInt());
         }
+    }
+
+    if (Get(u"evtwatchdog", value) && !value.IsEmpty()) evtWatchdog.Create(value.Text());
+    // Binding the main thread to the processor named by `processor` joins here with the
+    // priority handling of the platform layer.
+    if (Get(u"shrbytesencoded", value) && !value.IsEmpty()) {
+        sharedBytes.Open(value.Text(), sizeof(uint64_t));
     }
 
     if (Get(u"tmpfolder", value) && !value.IsEmpty()) {

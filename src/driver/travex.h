@@ -11,6 +11,7 @@
 #include "foundation/options/dsp_spec.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/sync/xevent.h"
+#include "foundation/sync/xshared_memory.h"
 #include "foundation/text/xstring.h"
 #include "tonvale/plugin.h"
 
@@ -73,8 +74,12 @@ public:
     uint8_t silent = 0;
     uint8_t errorFileGiven = 0;
     uint8_t commandFileMode = 0;
-    // The named events (evtQuit, evtAfterConvSetError, evtWatchdog), sharedBytes, the two
-    // internal pipes and outputThread join with the named objects, threads and the debug log.
+    // Each stays without a handle when its option is not given, and then tests as not set.
+    XEvent evtQuit;
+    XEvent evtAfterConvSetError;
+    XEvent evtWatchdog;
+    XSharedMemory sharedBytes;  // 8 bytes: the byte count for the controller
+    // The two internal pipes and outputThread join with the output pump.
     uint8_t stdinIsSource = 0;
     // stdinPipe, stdinFormat and stdinTags join with the standard-input source; conv (the
     // conversion record with the run's Failed flag) with the encoder interface.

@@ -77,17 +77,23 @@ protected:
     }
 
     // The run's settings and documents live in the test's folder; debugging is off unless
-    // the caller turns it on.
-    Result Run(const std::vector<std::string>& args, const std::string& debug = "") {
+    // the caller turns it on. streams are the shell's redirections, or "script" for a run
+    // inside a pseudo-terminal.
+    Result Run(const std::vector<std::string>& args, const std::string& debug = "",
+               const std::string& streams = " >out.bin 2>err.bin </dev/null") {
+        std::string run = "for v in TONVALE_CONFIG_HOME HOME XDG_DOCUMENTS_DIR; do export $v=\"$PWD\"; done";
+        run.append(" && TONVALE_DEBUG=").append(ShellQuote(debug)).append(" ");
+        run.append(ShellQuote(std::string(TV_BIN_DIR).append("/travex")));
+        for (const auto& a : args) run.append(" ").append(ShellQuote(a));
         std::string cmd = "cd ";
-        cmd.append(ShellQuote(dir.string()));
-        cmd.append(" && for v in TONVALE_CONFIG_HOME HOME XDG_DOCUMENTS_DIR; do export $v=\"$PWD\"; done");
-        cmd.append(" && TONVALE_DEBUG=");
-        cmd.append(ShellQuote(debug));
-        cmd.append(" ");
-        cmd.append(ShellQuote(std::string(TV_BIN_DIR).append("/travex")));
-        for (const auto& a : args) cmd.append(" ").append(ShellQuote(a));
-        cmd.append(" >out.bin 2>err.bin </dev/null; echo $? >rc.txt");
+        cmd.append(ShellQuote(dir.string())).append(" && ");
+        if (streams == "script") {
+            cmd.append("script -qec ").append(ShellQuote(run));
+            cmd.append(" /dev/null >out.bin 2>err.bin </dev/null");
+        } else {
+            cmd.append("( ").append(run).append(" )").append(streams);
+        }
+        cmd.append("; echo $? >rc.txt");
         EXPECT_EQ(std::system(cmd.c_str()), 0);
         Result r;
         r.status = std::stoi(ReadBytes(dir / "rc.txt"));
@@ -206,6 +212,19 @@ TEST_F(TravexProcess, DebugLogKeepsTheRealCommandLine) {
     EXPECT_NE(logs.find(Utf16(u" -tvcmd=cmd.txt -title=\"two words\"\r\n")), std::string::npos);
     EXPECT_NE(logs.find(Utf16(u"Error opening TvCmd File.  [TvTravex::ReadTvCommandFile]\r\n")),
               std::string::npos);
+}
+
+TEST_F(TravexProcess, StandardHandlesAndTerminal) {
+    // With standard output closed no file the run opens may take its number: the usage
+    // text goes nowhere, and the errorfile stays empty.
+    Result r = Run({"-help", "-errorfile=e.txt"}, "", " >&- 2>err.bin </dev/null");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(ReadBytes(dir / "e.txt"), "");
+
+    // A terminal gets UTF-8.
+    r = Run({"-infile=\xC3\xA4", "-outfile=o", "-convert_to=x"}, "", "script");
+    EXPECT_NE(r.out.find("Audio Source: \xC3\xA4"), std::string::npos) << r.out;
+    EXPECT_EQ(r.out.find('\0'), std::string::npos);
 }
 
 TEST_F(TravexProcess, PresetDspsComeFirst) {
