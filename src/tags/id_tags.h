@@ -56,8 +56,18 @@ public:
     XIDTags() = default;
     XIDTags(const XIDTags&) = delete;  // deep copies are explicit: CopyFrom
     XIDTags& operator=(const XIDTags&) = delete;
-    XIDTags(XIDTags&&) noexcept = default;
-    XIDTags& operator=(XIDTags&&) noexcept = default;
+    XIDTags(XIDTags&& other) noexcept
+        : items(std::move(other.items)), lastTouched(other.lastTouched) {
+        other.Clear();
+    }
+    XIDTags& operator=(XIDTags&& other) noexcept {
+        if (this != &other) {
+            items = std::move(other.items);
+            lastTouched = other.lastTouched;
+            other.Clear();
+        }
+        return *this;
+    }
     ~XIDTags() = default;
 
     int Count() const { return static_cast<int>(items.size()); }
