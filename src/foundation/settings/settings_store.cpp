@@ -12,9 +12,11 @@
 namespace XSettingsStore {
 namespace {
 
-// Long enough to ride out a burst of writers from many processes, short enough that a store
-// held by something else cannot stall a conversion for long.
-constexpr int BusyTimeoutMs = 5000;
+// A writer waits long enough to ride out a burst of writers from many processes. A reader
+// rarely waits at all (readers go on beside a writer), and one that must, on a store held by
+// something else, gives up soon so that a run is not stalled by its settings.
+constexpr int WriteBusyTimeoutMs = 5000;
+constexpr int ReadBusyTimeoutMs = 1000;
 
 const char* const SchemaSql =
     "CREATE TABLE IF NOT EXISTS keys("
@@ -124,7 +126,7 @@ private:
                 return;
             }
         }
-        sqlite3_busy_timeout(handle, BusyTimeoutMs);
+        sqlite3_busy_timeout(handle, WriteBusyTimeoutMs);
         sqlite3_extended_result_codes(handle, 1);
         // WAL lets readers go on while a writer works. Failing to switch (a read-only
         // folder, a busy store) leaves the default journal, which is still correct.
@@ -141,6 +143,7 @@ private:
             sqlite3_close_v2(handle);
             return;
         }
+        sqlite3_busy_timeout(handle, ReadBusyTimeoutMs);
         db = handle;
     }
 
@@ -215,10 +218,12 @@ bool StoreFail() { return Fail(XErr::AccessDenied); }
 class Transaction {
 public:
     explicit Transaction(sqlite3* db) : db(db) {
+        sqlite3_busy_timeout(db, WriteBusyTimeoutMs);
         open = sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr) == SQLITE_OK;
     }
     ~Transaction() {
         if (open) sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+        sqlite3_busy_timeout(db, ReadBusyTimeoutMs);
     }
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;

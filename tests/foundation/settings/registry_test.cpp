@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 
+#include "foundation/platform/clock.h"
 #include "foundation/settings/settings_store.h"
 #include "foundation/settings/xregistry.h"
 #include "tags/tag_settings.h"
@@ -198,4 +200,20 @@ TEST_F(SettingsRegistry, FirstRunDefaults) {
     ApplyFirstRunDefaults();
     EXPECT_FALSE(RegValueExists(u"vMXProfFreqConversion"));
     EXPECT_EQ(RegGetInt(u"Mp3TagDefault", 0, u"Software\\Brightmoor\\Tonvale\\Tagging"), 0);
+}
+
+TEST_F(SettingsRegistry, ReadersGoOnWhileAnotherWriterHoldsTheStore) {
+    ASSERT_TRUE(RegSetInt(5, u"Held"));
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open((dir / "registry.db").c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE; INSERT INTO keys(root, path, parent, name)"
+                                  " VALUES(1, 'x', '', 'x')", nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    uint64_t start = XGetTickCount64();
+    EXPECT_EQ(RegGetInt(u"Held"), 5);
+    EXPECT_LT(XGetTickCount64() - start, 500u);
+    sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr);
+    sqlite3_close(other);
+    EXPECT_TRUE(RegSetInt(6, u"Held"));
+    EXPECT_EQ(RegGetInt(u"Held"), 6);
 }

@@ -139,7 +139,7 @@ TEST(SyncMutex, RecursiveTryLockAndClose) {
     });
     EXPECT_TRUE(t.IsFinished(5000));
     EXPECT_FALSE(other);
-    m.Close();  // unlocks the rest
+    m.Close();  // the last holder's close removes the name
     XMutex again(u"m");
     EXPECT_FALSE(again.existed);
     EXPECT_TRUE(again.TryLock(0));
