@@ -167,3 +167,23 @@ TEST_F(CodecHandler, LoadersTraceToTheDebugLogOnly) {
     std::fclose(debug);
     std::fclose(errors);
 }
+
+namespace {
+long Loads() {
+    const char* v = std::getenv("TP_LOAD_COUNT");
+    return v ? std::strtol(v, nullptr, 10) : 0;
+}
+}  // namespace
+
+TEST_F(CodecHandler, AWarmCacheLoadsOneLibrary) {
+    clTvDecoder first;
+    const long before = Loads();
+    ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"a.cdm", first, &kNone, plugtest::Anchor(), false));
+    const long searched = Loads() - before;
+    first.Unload();
+    clTvDecoder second;
+    const long warm = Loads();
+    ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"b.cdm", second, &kNone, plugtest::Anchor(), false));
+    EXPECT_EQ(1, Loads() - warm);
+    EXPECT_GE(searched, 1);
+}

@@ -1,8 +1,10 @@
 /* A decoder for the host's tests, in plain C11 against nothing but the public header. One
  * source, several libraries: TP_VARIANT picks what each one claims and how it misbehaves. */
+#define _POSIX_C_SOURCE 200809L
 #define TV_PLUGIN_DECODER
 #include "tonvale/plugin.h"
 
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -40,6 +42,16 @@ static const Entry entries[] = {
     {u".cdm", u"C Demo"},
 #endif
 };
+
+/* Counts loads of any variant in the environment variable TP_LOAD_COUNT, so a test can tell
+ * how many libraries a lookup loaded. */
+__attribute__((constructor)) static void count_load(void)
+{
+    const char *old = getenv("TP_LOAD_COUNT");
+    char text[24];
+    snprintf(text, sizeof text, "%ld", (old ? strtol(old, NULL, 10) : 0) + 1);
+    setenv("TP_LOAD_COUNT", text, 1);
+}
 
 typedef struct {
     PluginLogHandles logs;
