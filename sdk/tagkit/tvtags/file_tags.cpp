@@ -1,0 +1,330 @@
+#include "tvtags/file_tags.h"
+
+#include <cstring>
+#include <memory>
+
+#include <taglib/flacfile.h>
+#include <taglib/id3v1tag.h>
+#include <taglib/infotag.h>
+#include <taglib/mpegfile.h>
+#include <taglib/oggflacfile.h>
+#include <taglib/opusfile.h>
+#include <taglib/tdebuglistener.h>
+#include <taglib/tfilestream.h>
+#include <taglib/vorbisfile.h>
+#include <taglib/wavfile.h>
+#include <taglib/xiphcomment.h>
+
+#include "tvkit/text.h"
+#include "tvtags/mapping.h"
+
+namespace tvtags {
+
+using detail::FromTagLib;
+using detail::Style;
+using detail::ToTagLib;
+
+namespace {
+
+constexpr size_t kSniffBytes = 64;
+
+// TagLib reports oddities of files on its own channel; the callers report what matters.
+class Quiet final : public TagLib::DebugListener {
+public:
+    void printMessage(const TagLib::String&) override {}
+};
+
+void SilenceTagLib() {
+    static Quiet quiet;
+    static const bool once = (TagLib::setDebugListener(&quiet), true);
+    (void)once;
+}
+
+struct Extension {
+    const char16_t* ext;
+    FileKind kind;
+};
+const Extension kExtensions[] = {
+    {u".flac", FileKind::Flac}, {u".opus", FileKind::Opus}, {u".mp3", FileKind::Mp3},
+    {u".mp2", FileKind::Mp3},   {u".wav", FileKind::Wave},  {u".wave", FileKind::Wave},
+};
+
+FileKind Sniff(const std::string& path) {
+    TagLib::FileStream stream(path.c_str(), true);
+    if (!stream.isOpen()) return FileKind::Unknown;
+    const TagLib::ByteVector head = stream.readBlock(kSniffBytes);
+    const char* p = head.data();
+    const size_t n = head.size();
+    auto at = [&](size_t off, const char* sig, size_t len) { return n >= off + len && std::memcmp(p + off, sig, len) == 0; };
+    if (at(0, "fLaC", 4)) return FileKind::Flac;
+    if (at(0, "RIFF", 4) && at(8, "WAVE", 4)) return FileKind::Wave;
+    if (at(0, "ID3", 3)) return FileKind::Mp3;
+    if (at(0, "OggS", 4) && n > 27) {
+        // The first packet starts after the page header and its segment table.
+        const size_t packet = 27 + static_cast<unsigned char>(p[26]);
+        if (at(packet, "\x01vorbis", 7)) return FileKind::OggVorbis;
+        if (at(packet, "OpusHead", 8)) return FileKind::Opus;
+        if (at(packet, "\x7F" "FLAC", 5)) return FileKind::OggFlac;
+        return FileKind::Unknown;
+    }
+    if (n >= 2 && static_cast<unsigned char>(p[0]) == 0xFF && (static_cast<unsigned char>(p[1]) & 0xE0) == 0xE0)
+        return FileKind::Mp3;
+    return FileKind::Unknown;
+}
+
+const char16_t* KindName(FileKind kind) {
+    switch (kind) {
+        case FileKind::Flac: return u"FLAC";
+        case FileKind::OggFlac: return u"Ogg FLAC";
+        case FileKind::OggVorbis: return u"Ogg Vorbis";
+        case FileKind::Opus: return u"Opus";
+        case FileKind::Mp3: return u"MP3";
+        case FileKind::Wave: return u"WAV";
+        case FileKind::Unknown: break;
+    }
+    return u"audio";
+}
+
+// Kind of the file, or false with the reason.
+bool Resolve(std::u16string_view path, FileKind& kind, std::u16string& error) {
+    if (kind == FileKind::Unknown) kind = KindOfFile(path);
+    if (kind != FileKind::Unknown) return true;
+    TagLib::FileStream probe(tvkit::Utf16ToUtf8(path).c_str(), true);
+    error = probe.isOpen() ? u"Unable to tell the format of '" + std::u16string(path) + u"'"
+                           : u"Unable to open file '" + std::u16string(path) + u"'";
+    return false;
+}
+
+std::u16string NotValid(std::u16string_view path, FileKind kind) {
+    return u"'" + std::u16string(path) + u"' can't be read as a " + KindName(kind) + u" file";
+}
+
+// RIFF INFO ids and the host's names; ISFT follows the WAV decoder's reading of it.
+struct InfoId {
+    const char* id;
+    const char16_t* name;
+};
+const InfoId kInfoIds[] = {
+    {"INAM", u"Title"}, {"IART", u"Artist"}, {"IPRD", u"Album"},     {"ICMT", u"Comment"},
+    {"ICRD", u"Year"},  {"IGNR", u"Genre"},  {"ITRK", u"Track"},     {"IPRT", u"Track"},
+    {"ICOP", u"Copyright"}, {"ISFT", u"Encoded By"}, {"IENG", u"Engineer"},
+};
+
+void ReadXiph(TagLib::Ogg::XiphComment* xiph, std::vector<tvkit::TagItem>& items) {
+    if (!xiph) return;
+    detail::PropertiesToItems(xiph->properties(), Style::Xiph, items);
+    detail::AddFlacPictures(xiph->pictureList(), items);
+}
+
+void WriteXiph(TagLib::Ogg::XiphComment* xiph, const std::vector<tvkit::TagItem>& items, bool pictures) {
+    xiph->removeAllFields();
+    xiph->removeAllPictures();
+    xiph->setProperties(detail::ItemsToProperties(items, Style::Xiph));
+    if (pictures)
+        for (TagLib::FLAC::Picture* pic : detail::MakeFlacPictures(items)) xiph->addPicture(pic);
+}
+
+void ClearId3(TagLib::ID3v2::Tag* tag) {
+    const TagLib::ID3v2::FrameList frames = tag->frameList();  // a copy: removal changes the list
+    for (TagLib::ID3v2::Frame* frame : frames) tag->removeFrame(frame);
+}
+
+void WriteId3(TagLib::ID3v2::Tag* tag, const std::vector<tvkit::TagItem>& items) {
+    ClearId3(tag);
+    tag->setProperties(detail::ItemsToProperties(items, Style::Id3));
+    detail::SetId3Pictures(*tag, items);
+}
+
+bool ReadKind(const std::string& name, FileKind kind, std::vector<tvkit::TagItem>& items) {
+    switch (kind) {
+        case FileKind::Flac: {
+            TagLib::FLAC::File f(name.c_str(), false);
+            if (!f.isValid()) return false;
+            if (f.hasXiphComment()) ReadXiph(f.xiphComment(), items);
+            else if (f.hasID3v2Tag()) detail::PropertiesToItems(f.ID3v2Tag()->properties(), Style::Id3, items);
+            detail::AddFlacPictures(f.pictureList(), items);
+            return true;
+        }
+        case FileKind::OggFlac: {
+            TagLib::Ogg::FLAC::File f(name.c_str(), false);
+            if (!f.isValid()) return false;
+            ReadXiph(f.tag(), items);
+            return true;
+        }
+        case FileKind::OggVorbis: {
+            TagLib::Ogg::Vorbis::File f(name.c_str(), false);
+            if (!f.isValid()) return false;
+            ReadXiph(f.tag(), items);
+            return true;
+        }
+        case FileKind::Opus: {
+            TagLib::Ogg::Opus::File f(name.c_str(), false);
+            if (!f.isValid()) return false;
+            ReadXiph(f.tag(), items);
+            return true;
+        }
+        case FileKind::Mp3: {
+            TagLib::MPEG::File f(name.c_str(), false);
+            if (!f.isValid()) return false;
+            if (f.hasID3v2Tag()) {
+                detail::PropertiesToItems(f.ID3v2Tag()->properties(), Style::Id3, items);
+                detail::AddId3Pictures(*f.ID3v2Tag(), items);
+            } else if (f.hasID3v1Tag()) {
+                detail::PropertiesToItems(f.ID3v1Tag()->properties(), Style::Id3, items);
+            }
+            return true;
+        }
+        case FileKind::Wave: {
+            TagLib::RIFF::WAV::File f(name.c_str(), false);
+            if (!f.isValid()) return false;
+            if (f.hasID3v2Tag()) {
+                detail::PropertiesToItems(f.ID3v2Tag()->properties(), Style::Id3, items);
+                detail::AddId3Pictures(*f.ID3v2Tag(), items);
+            }
+            // INFO fills in what the ID3v2 tag didn't say.
+            if (f.hasInfoTag()) {
+                std::vector<tvkit::TagItem> info;
+                for (const InfoId& id : kInfoIds) {
+                    const std::u16string value = FromTagLib(f.InfoTag()->fieldText(id.id));
+                    if (!value.empty() && !detail::HasItem(items, id.name) && !detail::HasItem(info, id.name))
+                        info.push_back({id.name, value, {}});
+                }
+                items.insert(items.end(), info.begin(), info.end());
+            }
+            return true;
+        }
+        case FileKind::Unknown: break;
+    }
+    return false;
+}
+
+bool WriteKind(const std::string& name, FileKind kind, const std::vector<tvkit::TagItem>& items) {
+    switch (kind) {
+        case FileKind::Flac: {
+            TagLib::FLAC::File f(name.c_str(), false);
+            if (!f.isValid()) return false;
+            f.strip(TagLib::FLAC::File::ID3v1 | TagLib::FLAC::File::ID3v2);
+            f.removePictures();
+            WriteXiph(f.xiphComment(true), items, false);
+            for (TagLib::FLAC::Picture* pic : detail::MakeFlacPictures(items)) f.addPicture(pic);
+            return f.save();
+        }
+        case FileKind::OggFlac: {
+            TagLib::Ogg::FLAC::File f(name.c_str(), false);
+            if (!f.isValid()) return false;
+            WriteXiph(f.tag(), items, true);
+            return f.save();
+        }
+        case FileKind::OggVorbis: {
+            TagLib::Ogg::Vorbis::File f(name.c_str(), false);
+            if (!f.isValid()) return false;
+            WriteXiph(f.tag(), items, true);
+            return f.save();
+        }
+        case FileKind::Opus: {
+            TagLib::Ogg::Opus::File f(name.c_str(), false);
+            if (!f.isValid()) return false;
+            WriteXiph(f.tag(), items, true);
+            return f.save();
+        }
+        case FileKind::Mp3: {
+            TagLib::MPEG::File f(name.c_str(), false);
+            if (!f.isValid()) return false;
+            WriteId3(f.ID3v2Tag(true), items);
+            // ID3v2.3: what players and file browsers read most widely.
+            return f.save(TagLib::MPEG::File::ID3v2, TagLib::File::StripOthers, TagLib::ID3v2::v3,
+                          TagLib::File::DoNotDuplicate);
+        }
+        case FileKind::Wave: {
+            TagLib::RIFF::WAV::File f(name.c_str(), false);
+            if (!f.isValid()) return false;
+            WriteId3(f.ID3v2Tag(), items);
+            TagLib::RIFF::Info::Tag* info = f.InfoTag();
+            for (const auto& [id, text] : info->fieldListMap()) info->removeField(id);
+            for (const InfoId& id : kInfoIds) {
+                const std::u16string value = tvkit::FindTag(items, id.name);
+                if (!value.empty() && info->fieldText(id.id).isEmpty() && std::strcmp(id.id, "IPRT") != 0)
+                    info->setFieldText(id.id, ToTagLib(value));
+            }
+            return f.save(TagLib::RIFF::WAV::File::AllTags, TagLib::File::StripOthers, TagLib::ID3v2::v3);
+        }
+        case FileKind::Unknown: break;
+    }
+    return false;
+}
+
+}  // namespace
+
+FileKind KindOfFile(std::u16string_view path) {
+    const size_t slash = path.find_last_of(u'/');
+    const size_t dot = path.find_last_of(u'.');
+    if (dot != std::u16string_view::npos && (slash == std::u16string_view::npos || dot > slash)) {
+        const std::u16string_view ext = path.substr(dot);
+        for (const Extension& e : kExtensions)
+            if (tvkit::EqualsIgnoreCase(ext, e.ext)) return e.kind;
+    }
+    SilenceTagLib();
+    return Sniff(tvkit::Utf16ToUtf8(path));
+}
+
+bool ReadFileTags(std::u16string_view path, std::vector<tvkit::TagItem>& items, std::u16string& error, FileKind kind) {
+    items.clear();
+    error.clear();
+    SilenceTagLib();
+    if (!Resolve(path, kind, error)) return false;
+    if (!ReadKind(tvkit::Utf16ToUtf8(path), kind, items)) {
+        items.clear();
+        error = NotValid(path, kind);
+        return false;
+    }
+    return true;
+}
+
+bool ReadFileTags(std::u16string_view path, tvkit::TagBlockWriter& block, std::u16string& error, FileKind kind) {
+    block.Clear();
+    std::vector<tvkit::TagItem> items;
+    if (!ReadFileTags(path, items, error, kind)) return false;
+    for (const tvkit::TagItem& item : items) {
+        if (item.data.empty()) block.Add(item.name, item.value);
+        else block.AddBinary(item.name, item.data.data(), item.data.size());
+    }
+    return true;
+}
+
+bool WriteFileTags(std::u16string_view path, const std::vector<tvkit::TagItem>& items, std::u16string& error,
+                   FileKind kind) {
+    error.clear();
+    SilenceTagLib();
+    if (!Resolve(path, kind, error)) return false;
+    const std::string name = tvkit::Utf16ToUtf8(path);
+    {
+        TagLib::FileStream probe(name.c_str(), false);
+        if (!probe.isOpen() || probe.readOnly()) {
+            error = u"Unable to open file '" + std::u16string(path) + u"' for writing";
+            return false;
+        }
+    }
+    if (!WriteKind(name, kind, items)) {
+        error = u"Unable to write the tags of '" + std::u16string(path) + u"' as a " + KindName(kind) + u" file";
+        return false;
+    }
+    return true;
+}
+
+int32_t SetIDTagsProperty(const PluginArgs& args, const tvkit::PluginLog& log, FileKind kind) {
+    static const char* const kFunction = "SetIDTags";
+    const std::u16string_view path = tvkit::View16(args.Text);
+    if (path.empty() || (!args.Data && args.Value)) {
+        log.Error(u"Error: No file to tag.", kFunction);
+        return 0;
+    }
+    const std::vector<tvkit::TagItem> items = tvkit::ParseTagBlock(args.Data, args.Value);
+    std::u16string error;
+    if (!WriteFileTags(path, items, error, kind)) {
+        log.Error(u"Error: " + error + u".", kFunction);
+        return 0;
+    }
+    return 1;
+}
+
+}  // namespace tvtags
