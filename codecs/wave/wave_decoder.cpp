@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr uint32_t kBlockBytes = 1u << 20;  // upper bound of one block, floored to frames
+constexpr uint32_t kBlockBytes = 1u << 20;  // upper bound of one block
 
 const tvkit::DecodesEntry kDecodes[] = {
     {u".wav", u"Wave"},
@@ -87,7 +87,11 @@ public:
         rec.IDTagsSize = idTags.Size();
         rec.InfoTags = infoTags.Data();
         rec.InfoTagsSize = infoTags.Size();
-        block = kBlockBytes - kBlockBytes % f.nBlockAlign;
+        // Two seconds of audio, at most kBlockBytes: the host looks at its quit event between
+        // blocks, so a block of a slow format must not last minutes.
+        uint64_t want = f.nAvgBytesPerSec * 2;
+        if (want > kBlockBytes) want = kBlockBytes;
+        block = static_cast<uint32_t>(want - want % f.nBlockAlign);
         if (block == 0) block = f.nBlockAlign;
         done = 0;
         finished = false;
