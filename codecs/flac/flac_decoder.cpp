@@ -1,0 +1,249 @@
+// decoder/flac.so: native FLAC and FLAC in Ogg through libFLAC, in blocks of about 100 ms,
+// with the stream's MD5 checked at the end. Tags come from the tag kit, which also writes them.
+#include <FLAC/stream_decoder.h>
+
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "flac_pcm.h"
+#include "tvkit/plugin_base.h"
+#include "tvkit/tag_block.h"
+#include "tvkit/text.h"
+#include "tvtags/file_tags.h"
+
+namespace {
+
+constexpr unsigned kBlocksPerSecond = 10;
+constexpr unsigned kMaxChannels = 8;
+constexpr unsigned kMinDepth = 4;
+constexpr unsigned kMaxDepth = 32;
+
+const tvkit::DecodesEntry kDecodes[] = {
+    {u".flac", u"FLAC"},
+    {u".oga", u"Ogg FLAC"},
+};
+
+std::u16string ChannelsText(unsigned channels) {
+    if (channels == 1) return u"Mono";
+    if (channels == 2) return u"Stereo";
+    return tvkit::Number16(static_cast<unsigned long long>(channels)) + u" Channels";
+}
+
+class FlacDecoder final : public tvkit::DecoderBase {
+public:
+    using DecoderBase::DecoderBase;
+    ~FlacDecoder() override { Release(); }
+
+    int32_t GetProperty(std::u16string_view name, PluginArgs& args) override {
+        if (name == u"Decodes") return tvkit::AnswerListing(kDecodes, std::size(kDecodes), args);
+        return DecoderBase::GetProperty(name, args);
+    }
+
+    int32_t SetProperty(std::u16string_view name, PluginArgs& args) override {
+        if (name == u"IDTags") return tvtags::SetIDTagsProperty(args, Log());
+        return DecoderBase::SetProperty(name, args);
+    }
+
+    int32_t Open(OpenFileRecord& rec) override {
+        static const char* const kFunction = "Flac::Open";
+        if (decoder) {
+            Log().Error(u"Error: The decoder is already open.", kFunction);
+            return 0;
+        }
+        path = std::u16string(tvkit::View16(rec.Path));
+        const tvtags::FileKind kind = tvtags::KindOfFile(path);
+        if (kind != tvtags::FileKind::Flac && kind != tvtags::FileKind::OggFlac) {
+            Log().Error(u"Error: '" + path + u"' is not a FLAC file.", kFunction);
+            return 0;
+        }
+        decoder = FLAC__stream_decoder_new();
+        if (!decoder) {
+            Log().Error(u"Error: Out of memory.", kFunction);
+            return 0;
+        }
+        FLAC__stream_decoder_set_md5_checking(decoder, true);
+        FLAC__stream_decoder_set_metadata_respond(decoder, FLAC__METADATA_TYPE_VORBIS_COMMENT);
+        const std::string narrow = tvkit::Utf16ToUtf8(path);
+        const FLAC__StreamDecoderInitStatus init =
+            kind == tvtags::FileKind::OggFlac
+                ? FLAC__stream_decoder_init_ogg_file(decoder, narrow.c_str(), &WriteCb, &MetadataCb, &ErrorCb, this)
+                : FLAC__stream_decoder_init_file(decoder, narrow.c_str(), &WriteCb, &MetadataCb, &ErrorCb, this);
+        if (init != FLAC__STREAM_DECODER_INIT_STATUS_OK) {
+            Log().Error(u"Error: Unable to open file '" + path + u"': " +
+                            tvkit::Utf8ToUtf16(FLAC__StreamDecoderInitStatusString[init]),
+                        kFunction);
+            Release();
+            return 0;
+        }
+        if (!FLAC__stream_decoder_process_until_end_of_metadata(decoder) || !haveInfo || streamError) {
+            Log().Error(u"Error: Unable to read FLAC file '" + path + u"': the stream header is missing or damaged.",
+                        kFunction);
+            Release();
+            return 0;
+        }
+        if (channels < 1 || channels > kMaxChannels || depth < kMinDepth || depth > kMaxDepth || rate == 0) {
+            Log().Error(u"Error: FLAC file '" + path + u"' has a format this decoder can't deliver (1 to 8 channels, 4 to 32 bits).",
+                        kFunction);
+            Release();
+            return 0;
+        }
+        format = flacpcm::MakeFormat(channels, depth, rate);
+        rec.Format = format;
+        rec.BitsPerSecond = rate * channels * format.Format.wBitsPerSample;
+        rec.LengthBytes = static_cast<int64_t>(total * format.Format.nBlockAlign);
+        rec.LengthMs = static_cast<int64_t>(total * 1000 / rate);
+        BuildTags(kind);
+        rec.IDTags = idTags.Data();
+        rec.IDTagsSize = idTags.Size();
+        rec.InfoTags = infoTags.Data();
+        rec.InfoTagsSize = infoTags.Size();
+        blockBytes = (rate + kBlocksPerSecond - 1) / kBlocksPerSecond * format.Format.nBlockAlign;
+        pending.reserve(blockBytes * 2);
+        return 1;
+    }
+
+    int32_t DecodeBlock(AudioBlockRecord& out) override {
+        static const char* const kFunction = "Flac::DecodeBlock";
+        if (!decoder) return 0;
+        out.Format = format;
+        out.BitsPerSecond = format.Format.nAvgBytesPerSec * 8;
+        out.PositionMs = static_cast<int64_t>(delivered * 1000 / rate);
+        pending.clear();
+        while (!ended && pending.size() < blockBytes) {
+            if (FLAC__stream_decoder_get_state(decoder) == FLAC__STREAM_DECODER_END_OF_STREAM) {
+                ended = true;
+                break;
+            }
+            const bool ok = FLAC__stream_decoder_process_single(decoder);
+            if (streamError) {
+                Log().Error(u"Error: FLAC stream is corrupt at " + flacpcm::TimeText(errorAt, rate) + u" (" +
+                                tvkit::Utf8ToUtf16(FLAC__StreamDecoderErrorStatusString[errorStatus]) + u").",
+                            kFunction);
+                return 0;
+            }
+            if (!ok) {
+                Log().Error(u"Error: FLAC decoding failed at " + flacpcm::TimeText(decoded, rate) + u": " +
+                                tvkit::Utf8ToUtf16(FLAC__StreamDecoderStateString[FLAC__stream_decoder_get_state(decoder)]),
+                            kFunction);
+                return 0;
+            }
+        }
+        if (ended && !finished && !Finish(kFunction)) return 0;
+        const size_t frames = pending.size() / format.Format.nBlockAlign;
+        out.Data = pending.empty() ? nullptr : pending.data();
+        out.Size = static_cast<uint32_t>(pending.size());
+        out.BlockLengthMs = static_cast<int64_t>(frames * 1000 / rate);
+        delivered += frames;
+        if (ended) out.EndOfStream = 1;
+        return 1;
+    }
+
+    int32_t Close(ConversionRecord*) override {
+        Release();
+        return 1;
+    }
+
+private:
+    // The end of the stream: it must hold all the samples its header promised, with their MD5.
+    bool Finish(const char* function) {
+        finished = true;
+        if (total && decoded < total) {
+            Log().Error(u"Error: FLAC stream is truncated at " + flacpcm::TimeText(decoded, rate) + u" of " +
+                            flacpcm::TimeText(total, rate) + u".",
+                        function);
+            return false;
+        }
+        if (!FLAC__stream_decoder_finish(decoder)) {
+            Log().Error(u"Error: FLAC stream of '" + path + u"' fails its MD5 check: the audio is damaged.", function);
+            return false;
+        }
+        return true;
+    }
+
+    void Release() {
+        if (decoder) FLAC__stream_decoder_delete(decoder);
+        decoder = nullptr;
+    }
+
+    void BuildTags(tvtags::FileKind kind) {
+        std::u16string error;
+        if (!tvtags::ReadFileTags(path, idTags, error, kind))
+            Log().Debug(u"No tags read from '" + path + u"': " + error);  // the audio is still good
+        const uint64_t ms = total * 1000 / rate;
+        std::error_code ec;
+        const uintmax_t bytes = std::filesystem::file_size(std::filesystem::path(tvkit::Utf16ToUtf8(path)), ec);
+        infoTags.Clear();
+        infoTags.Add(u"Audio Quality", u"Lossless");
+        infoTags.Add(u"Codec", kind == tvtags::FileKind::OggFlac ? u"Ogg FLAC" : u"FLAC");
+        if (!vendor.empty()) infoTags.AddUtf8(u"Encoder", vendor);
+        if (!ec && ms)
+            infoTags.Add(u"Bit Rate", tvkit::Number16(static_cast<unsigned long long>(bytes * 8 / ms)) + u" kbps");
+        infoTags.Add(u"Sample Rate", tvkit::Number16(static_cast<unsigned long long>(rate)));
+        infoTags.Add(u"Channels", ChannelsText(channels));
+        infoTags.Add(u"Bits Per Sample", tvkit::Number16(static_cast<unsigned long long>(depth)));
+        infoTags.Add(u"Length", tvkit::Number16(static_cast<unsigned long long>(ms)) + u" ms");
+        infoTags.Add(u"File Name", path);
+    }
+
+    static FLAC__StreamDecoderWriteStatus WriteCb(const FLAC__StreamDecoder*, const FLAC__Frame* frame,
+                                                  const FLAC__int32* const buffer[], void* self) {
+        auto& d = *static_cast<FlacDecoder*>(self);
+        const FLAC__FrameHeader& h = frame->header;
+        if (h.channels != d.channels || h.bits_per_sample != d.depth) {
+            // A frame of another shape than the stream header: nothing sound can follow.
+            d.streamError = true;
+            d.errorStatus = FLAC__STREAM_DECODER_ERROR_STATUS_UNPARSEABLE_STREAM;
+            d.errorAt = d.decoded;
+            return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
+        }
+        flacpcm::Pack(buffer, h.channels, h.blocksize, h.bits_per_sample, d.pending);
+        d.decoded += h.blocksize;
+        return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
+    }
+
+    static void MetadataCb(const FLAC__StreamDecoder*, const FLAC__StreamMetadata* meta, void* self) {
+        auto& d = *static_cast<FlacDecoder*>(self);
+        if (meta->type == FLAC__METADATA_TYPE_STREAMINFO) {
+            const FLAC__StreamMetadata_StreamInfo& info = meta->data.stream_info;
+            d.haveInfo = true;
+            d.rate = info.sample_rate;
+            d.channels = info.channels;
+            d.depth = info.bits_per_sample;
+            d.total = info.total_samples;
+        } else if (meta->type == FLAC__METADATA_TYPE_VORBIS_COMMENT) {
+            const FLAC__StreamMetadata_VorbisComment_Entry& v = meta->data.vorbis_comment.vendor_string;
+            if (v.entry) d.vendor.assign(reinterpret_cast<const char*>(v.entry), v.length);
+        }
+    }
+
+    static void ErrorCb(const FLAC__StreamDecoder*, FLAC__StreamDecoderErrorStatus status, void* self) {
+        auto& d = *static_cast<FlacDecoder*>(self);
+        if (d.streamError) return;  // the first fault is the one worth telling
+        d.streamError = true;
+        d.errorStatus = status;
+        d.errorAt = d.decoded;
+    }
+
+    FLAC__StreamDecoder* decoder = nullptr;
+    std::u16string path;
+    std::string vendor;
+    bool haveInfo = false;
+    unsigned rate = 0, channels = 0, depth = 0;
+    uint64_t total = 0;      // samples per channel the header promises, 0 when unknown
+    uint64_t decoded = 0;    // samples per channel decoded so far
+    uint64_t delivered = 0;  // samples per channel handed to the host
+    bool streamError = false;
+    FLAC__StreamDecoderErrorStatus errorStatus = FLAC__STREAM_DECODER_ERROR_STATUS_LOST_SYNC;
+    uint64_t errorAt = 0;
+    bool ended = false, finished = false;
+    TvWaveFormatExtensible format{};
+    size_t blockBytes = 0;
+    std::vector<uint8_t> pending;
+    tvkit::TagBlockWriter idTags, infoTags;
+};
+
+}  // namespace
+
+TV_KIT_DECODER_EXPORTS(FlacDecoder)

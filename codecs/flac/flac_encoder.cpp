@@ -1,0 +1,231 @@
+// encoder/flac.so: integer PCM to native FLAC through libFLAC. Options as the flac tool takes
+// them: -0 to -8 (default -5), --fast, --best, -V / --verify. libFLAC always puts the MD5 of
+// the audio into STREAMINFO. The host writes the tags afterwards through decoder/flac.so; the
+// padding left here lets that happen in place.
+#include <FLAC/metadata.h>
+#include <FLAC/stream_encoder.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "flac_pcm.h"
+#include "tvkit/plugin_base.h"
+#include "tvkit/text.h"
+
+namespace {
+
+constexpr unsigned kDefaultLevel = 5;
+constexpr unsigned kMaxLevel = 8;
+constexpr unsigned kPaddingBytes = 8192;
+constexpr unsigned kMaxChannels = 8;
+constexpr unsigned kMinDepth = 4;
+constexpr unsigned kMaxDepth = 32;
+constexpr unsigned kMaxRate = 1048575;  // the 20-bit rate field of STREAMINFO
+constexpr size_t kChunkFrames = 4096;   // frames converted per libFLAC call
+
+struct Settings {
+    unsigned level = kDefaultLevel;
+    bool verify = false;
+    std::u16string ignored;  // words that mean nothing here, for one information line
+};
+
+Settings ParseSettings(std::u16string_view line) {
+    Settings s;
+    size_t at = 0;
+    while (at < line.size()) {
+        while (at < line.size() && line[at] == u' ') ++at;
+        size_t end = at;
+        while (end < line.size() && line[end] != u' ') ++end;
+        const std::u16string_view word = line.substr(at, end - at);
+        at = end;
+        if (word.empty()) continue;
+        if (word.size() == 2 && word[0] == u'-' && word[1] >= u'0' && word[1] <= u'0' + kMaxLevel) {
+            s.level = static_cast<unsigned>(word[1] - u'0');
+        } else if (word == u"--fast") {
+            s.level = 0;
+        } else if (word == u"--best") {
+            s.level = kMaxLevel;
+        } else if (word == u"-V" || word == u"--verify") {
+            s.verify = true;
+        } else if (word == u"--no-verify") {
+            s.verify = false;
+        } else {
+            s.ignored += (s.ignored.empty() ? u"" : u" ") + std::u16string(word);
+        }
+    }
+    return s;
+}
+
+// Integer PCM layout of a format record: false for anything else (float, compressed).
+bool PcmLayout(const TvWaveFormatExtensible& f, unsigned& container, unsigned& depth) {
+    uint16_t tag = f.Format.wFormatTag;
+    depth = f.Format.wBitsPerSample;
+    if (tag == TV_WAVE_FORMAT_EXTENSIBLE && f.Format.cbSize >= TV_WAVE_EXTENSIBLE_EXTRA) {
+        tag = static_cast<uint16_t>(f.SubFormat.Data1);
+        if (f.wValidBitsPerSample) depth = f.wValidBitsPerSample;
+    }
+    container = f.Format.wBitsPerSample;
+    return tag == TV_WAVE_FORMAT_PCM && (container == 8 || container == 16 || container == 24 || container == 32) &&
+           depth <= container && f.Format.nBlockAlign == container / 8 * f.Format.nChannels;
+}
+
+bool SameShape(const TvWaveFormatExtensible& a, const TvWaveFormatExtensible& b) {
+    return a.Format.wFormatTag == b.Format.wFormatTag && a.Format.nChannels == b.Format.nChannels &&
+           a.Format.nSamplesPerSec == b.Format.nSamplesPerSec && a.Format.wBitsPerSample == b.Format.wBitsPerSample &&
+           a.wValidBitsPerSample == b.wValidBitsPerSample;
+}
+
+class FlacEncoder final : public tvkit::EncoderBase {
+public:
+    using EncoderBase::EncoderBase;
+    ~FlacEncoder() override {
+        Release();
+        if (padding) FLAC__metadata_object_delete(padding);
+    }
+
+    int32_t GetProperty(std::u16string_view name, PluginArgs& args) override {
+        if (name == u"Extension") {
+            args.Text = u".flac";
+            return 1;
+        }
+        if (name == u"IsLossless") return 1;
+        return EncoderBase::GetProperty(name, args);
+    }
+
+    int32_t BeginConversion(ConversionRecord& conv) override {
+        static const char* const kFunction = "Flac::BeginConversion";
+        if (encoder || !conv.Format) {
+            Log().Error(u"Error: No conversion to begin.", kFunction);
+            return 0;
+        }
+        settings = ParseSettings(tvkit::View16(conv.CommandLine));
+        if (!settings.ignored.empty())
+            Log().Info(u"Options not known to the FLAC encoder were ignored: " + settings.ignored, kFunction);
+        path = std::u16string(tvkit::View16(conv.OutputFile));
+        const TvFormatAndLength& in = *conv.Format;
+        const uint64_t frames = in.Format.Format.nBlockAlign ? in.LengthBytes / in.Format.Format.nBlockAlign : 0;
+        return Start(in.Format, frames, kFunction) ? 1 : 0;
+    }
+
+    int32_t EncodeBlock(AudioBlockRecord& block) override {
+        static const char* const kFunction = "Flac::EncodeBlock";
+        if (!encoder) return 0;
+        if (!block.Data || block.Size == 0) return 1;
+        if (!SameShape(block.Format, format)) {
+            if (written) {
+                Log().Error(u"Error: The audio format changed in the middle of '" + path + u"'.", kFunction);
+                return 0;
+            }
+            // A DSP changed the format before any audio came: start the file anew.
+            Release();
+            if (!Start(block.Format, 0, kFunction)) return 0;
+        }
+        const size_t frameBytes = format.Format.nBlockAlign;
+        const auto* p = static_cast<const uint8_t*>(block.Data);
+        size_t frames = block.Size / frameBytes;
+        while (frames) {
+            const size_t n = frames < kChunkFrames ? frames : kChunkFrames;
+            flacpcm::Unpack(p, n * channels, container, depth, samples.data());
+            if (!FLAC__stream_encoder_process_interleaved(encoder, samples.data(), static_cast<unsigned>(n))) {
+                Log().Error(u"Error: FLAC encoding of '" + path + u"' failed: " + StateText(), kFunction);
+                return 0;
+            }
+            p += n * frameBytes;
+            frames -= n;
+            written += n;
+        }
+        return 1;
+    }
+
+    int32_t EndConversion(ConversionRecord&, uint32_t& writeTags) override {
+        static const char* const kFunction = "Flac::EndConversion";
+        writeTags = 0;
+        if (!encoder) return 0;
+        const bool ok = FLAC__stream_encoder_finish(encoder);
+        if (!ok) Log().Error(u"Error: Unable to finish FLAC file '" + path + u"': " + StateText(), kFunction);
+        Release();
+        writeTags = ok ? 1 : 0;
+        return ok ? 1 : 0;
+    }
+
+private:
+    bool Start(const TvWaveFormatExtensible& f, uint64_t frames, const char* function) {
+        if (!PcmLayout(f, container, depth) || f.Format.nChannels < 1 || f.Format.nChannels > kMaxChannels ||
+            depth < kMinDepth || depth > kMaxDepth || f.Format.nSamplesPerSec < 1 || f.Format.nSamplesPerSec > kMaxRate) {
+            Log().Error(u"Error: FLAC holds integer PCM of 4 to 32 bits, 1 to 8 channels, 1 to 1048575 Hz; this audio is " +
+                            Describe(f) + u".",
+                        function);
+            return false;
+        }
+        format = f;
+        channels = f.Format.nChannels;
+        encoder = FLAC__stream_encoder_new();
+        if (!encoder) {
+            Log().Error(u"Error: Out of memory.", function);
+            return false;
+        }
+        FLAC__stream_encoder_set_channels(encoder, channels);
+        FLAC__stream_encoder_set_bits_per_sample(encoder, depth);
+        FLAC__stream_encoder_set_sample_rate(encoder, f.Format.nSamplesPerSec);
+        FLAC__stream_encoder_set_compression_level(encoder, settings.level);
+        FLAC__stream_encoder_set_verify(encoder, settings.verify);
+        if (frames) FLAC__stream_encoder_set_total_samples_estimate(encoder, frames);
+        if (!padding) {
+            padding = FLAC__metadata_object_new(FLAC__METADATA_TYPE_PADDING);
+            if (padding) padding->length = kPaddingBytes;
+        }
+        if (padding) FLAC__stream_encoder_set_metadata(encoder, &padding, 1);
+        const std::string narrow = tvkit::Utf16ToUtf8(path);
+        const FLAC__StreamEncoderInitStatus init = FLAC__stream_encoder_init_file(encoder, narrow.c_str(), nullptr, nullptr);
+        if (init != FLAC__STREAM_ENCODER_INIT_STATUS_OK) {
+            std::u16string why = tvkit::Utf8ToUtf16(FLAC__StreamEncoderInitStatusString[init]);
+            if (init == FLAC__STREAM_ENCODER_INIT_STATUS_ENCODER_ERROR) why = StateText();
+            Log().Error(u"Error: Unable to create file '" + path + u"': " + why, function);
+            Release();
+            return false;
+        }
+        samples.resize(kChunkFrames * channels);
+        written = 0;
+        return true;
+    }
+
+    static std::u16string Describe(const TvWaveFormatExtensible& f) {
+        unsigned container = 0, depth = 0;
+        const bool pcm = PcmLayout(f, container, depth);
+        std::u16string text = pcm ? tvkit::Number16(static_cast<unsigned long long>(depth)) + u"-bit PCM"
+                                  : tvkit::Number16(static_cast<unsigned long long>(f.Format.wBitsPerSample)) +
+                                        (f.Format.wFormatTag == TV_WAVE_FORMAT_IEEE_FLOAT ||
+                                                 (f.Format.wFormatTag == TV_WAVE_FORMAT_EXTENSIBLE &&
+                                                  f.SubFormat.Data1 == TV_WAVE_FORMAT_IEEE_FLOAT)
+                                             ? u"-bit float"
+                                             : u"-bit non-PCM");
+        text += u", " + tvkit::Number16(static_cast<unsigned long long>(f.Format.nChannels)) + u" channels, ";
+        return text + tvkit::Number16(static_cast<unsigned long long>(f.Format.nSamplesPerSec)) + u" Hz";
+    }
+
+    std::u16string StateText() const {
+        const FLAC__StreamEncoderState state = FLAC__stream_encoder_get_state(encoder);
+        if (state == FLAC__STREAM_ENCODER_VERIFY_MISMATCH_IN_AUDIO_DATA)
+            return u"verification found a mismatch in the audio data";
+        return tvkit::Utf8ToUtf16(FLAC__StreamEncoderStateString[state]);
+    }
+
+    void Release() {
+        if (encoder) FLAC__stream_encoder_delete(encoder);
+        encoder = nullptr;
+    }
+
+    FLAC__StreamEncoder* encoder = nullptr;
+    FLAC__StreamMetadata* padding = nullptr;
+    Settings settings;
+    std::u16string path;
+    TvWaveFormatExtensible format{};
+    unsigned channels = 0, container = 0, depth = 0;
+    std::vector<FLAC__int32> samples;
+    uint64_t written = 0;
+};
+
+}  // namespace
+
+TV_KIT_ENCODER_EXPORTS(FlacEncoder)

@@ -1,0 +1,30 @@
+#pragma once
+// Between libFLAC's 32-bit samples and the little-endian interleaved PCM of the host's blocks.
+// Containers are whole bytes (8 unsigned, 16, 24, 32 signed); a depth below its container sits
+// in the high bits, as WAV keeps it.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tonvale/plugin.h"
+
+namespace flacpcm {
+
+// The container bits of a sample depth: 8, 16, 24 or 32.
+unsigned ContainerBits(unsigned depth);
+
+// The record the decoder hands out for a stream: plain PCM for mono and stereo with 8 or 16
+// bits, otherwise extensible with the valid bits and FLAC's default speaker mask.
+TvWaveFormatExtensible MakeFormat(unsigned channels, unsigned depth, unsigned rate);
+
+// Appends frames of per-channel samples to out as interleaved PCM of the container.
+void Pack(const int32_t* const* channels, unsigned channelCount, size_t frames, unsigned depth, std::vector<uint8_t>& out);
+
+// Reads frames of interleaved PCM (container bits, depth valid bits) into interleaved 32-bit.
+void Unpack(const uint8_t* data, size_t samples, unsigned container, unsigned depth, int32_t* out);
+
+// "1:23.456" for a count of samples at a rate.
+std::u16string TimeText(uint64_t samples, unsigned rate);
+
+}  // namespace flacpcm
