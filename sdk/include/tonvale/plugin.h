@@ -479,9 +479,10 @@ typedef int32_t (*TvDecoderCloseFn)(TvInstance inst, ConversionRecord *conv);
  * Size must be a multiple of Format.Format.nBlockAlign. Data stays the decoder's and valid until
  * the next DecodeBlock or Close. Return 0 only on a decoding failure. Legal: after Open. */
 typedef int32_t (*TvDecoderDecodeBlockFn)(TvInstance inst, AudioBlockRecord *block);
-/* Never called by this host; must be exported. Meaning is the plug-in's. */
+/* Never called by this host; must be exported. Meaning is the plug-in's. Legal: after Create. */
 typedef int32_t (*TvDecoderSetPositionFn)(TvInstance inst, int64_t position);
-/* Never called by this host; must be exported. Meaning is the plug-in's. */
+/* Never called by this host; must be exported. Meaning is the plug-in's. path and name: the
+ * caller's, valid for the call. Legal: after Create. */
 typedef int32_t (*TvDecoderDeleteATagFn)(TvInstance inst, const TvChar16 *path, const TvChar16 *name);
 
 /* ============================================================================================
@@ -521,10 +522,11 @@ typedef int32_t (*TvEncoderDestroyFn)(TvInstance inst);
 /* As TvDecoderGetFn / TvDecoderSetFn. */
 typedef int32_t (*TvEncoderGetFn)(TvInstance inst, const TvChar16 *name, PluginArgs *args);
 typedef int32_t (*TvEncoderSetFn)(TvInstance inst, const TvChar16 *name, PluginArgs *args);
-/* Never called by this host (configuration panel); must be exported. */
+/* Never called by this host (configuration panel); must be exported. Pointers: the caller's,
+ * valid for the call. Legal: after ENC_Create. */
 typedef int32_t (*TvEncoderShowConfigBitFn)(TvInstance inst, intptr_t parent, const TvChar16 *settings,
                                             void *context);
-/* Never called by this host; must be exported. */
+/* Never called by this host; must be exported. Legal: after ENC_Create. */
 typedef int32_t (*TvEncoderRemoveConfigBitFn)(TvInstance inst, intptr_t panel);
 /* Starts writing conv->OutputFile in the format *conv->Format. conv: host-owned, valid and
  * unchanged until ENC_Destroy (keep the pointer if you like). 0 fails the run. Legal: once. */
@@ -571,10 +573,11 @@ typedef int32_t (*TvDspDestroyFn)(TvInstance inst);
 /* As TvDecoderGetFn / TvDecoderSetFn. */
 typedef int32_t (*TvDspGetFn)(TvInstance inst, const TvChar16 *name, PluginArgs *args);
 typedef int32_t (*TvDspSetFn)(TvInstance inst, const TvChar16 *name, PluginArgs *args);
-/* Never called by this host (configuration panel); must be exported. */
+/* Never called by this host (configuration panel); must be exported. Pointers: the caller's,
+ * valid for the call. Legal: after DSP_Create. */
 typedef int32_t (*TvDspShowConfigBitFn)(TvInstance inst, intptr_t parent, const TvChar16 *settings,
                                         void *context);
-/* Never called by this host; must be exported. */
+/* Never called by this host; must be exported. Legal: after DSP_Create. */
 typedef int32_t (*TvDspRemoveConfigBitFn)(TvInstance inst, intptr_t panel);
 /* Prepares for blocks. conv: host-owned, valid until DSP_Destroy. settings: the DSP's settings
  * text, valid during this call only. 0 fails the run. Legal: once, live DSPs only. */
