@@ -121,3 +121,27 @@ TEST(PluginWrappers, CPluginDecodesInTheHost) {
     ConversionRecord conv{};
     EXPECT_NE(0, d.Close(&conv));
 }
+
+TEST(PluginWrappers, KitDspReplacesTheBlock) {
+    clTvDSP p;
+    ASSERT_TRUE(p.LoadFile(InstallPath("DSPs/invert.so")));
+    const PluginLogHandles none{0, 0, 0};
+    ASSERT_TRUE(p.Create(&none));
+    PluginArgs args{};
+    EXPECT_NE(0, p.Get(TV_PROP_IS_LIVE, &args));
+    EXPECT_EQ(0, p.Get(TV_PROP_SEND_OVER_REPLAYGAIN_TAGS, &args));
+    ConversionRecord conv{};
+    EXPECT_NE(0, p.BeginConversion(&conv, u""));
+    int16_t samples[4] = {0, 1, -1, 100};
+    AudioBlockRecord block{};
+    block.Data = samples;
+    block.Size = sizeof samples;
+    ASSERT_NE(0, p.PassAudioBlock(&block));
+    ASSERT_NE(static_cast<void*>(samples), static_cast<void*>(block.Data));
+    const auto* out = static_cast<const int16_t*>(block.Data);
+    EXPECT_EQ(-1, out[0]);
+    EXPECT_EQ(-101, out[3]);
+    EXPECT_EQ(XString(u"Inverting"), XString(static_cast<const char16_t*>(block.ActionText)));
+    EXPECT_NE(0, p.EndConversion(&conv));
+    EXPECT_EQ(0, p.PassNonLive(u"/none", nullptr, u"", u""));  // null format: refused, no crash
+}
