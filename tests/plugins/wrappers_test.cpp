@@ -145,3 +145,36 @@ TEST(PluginWrappers, KitDspReplacesTheBlock) {
     EXPECT_NE(0, p.EndConversion(&conv));
     EXPECT_EQ(0, p.PassNonLive(u"/none", nullptr, u"", u""));  // null format: refused, no crash
 }
+
+#include "plugins/communicate.h"
+
+TEST(PluginWrappers, CommunicateCarriesOutRequestsBetweenPlugins) {
+    const PluginLogHandles none{0, 0, 0};
+    clTvDecoder dec;
+    ASSERT_TRUE(dec.LoadFile(InstallPath("decoder/alpha.so"), u".aaa"));
+    ASSERT_TRUE(dec.Create(&none));
+    clTvEncoder enc;
+    ASSERT_TRUE(enc.LoadFile(InstallPath("encoder/zzz.so")));
+    ASSERT_TRUE(enc.Create(&none));
+
+    RunCommunicatePhase(TV_PHASE_BEFORE_OPEN, &dec, &enc, false, false);
+    PluginArgs seen{};
+    ASSERT_NE(0, enc.Get(u"CommunicateSeen", &seen));
+    EXPECT_EQ(3u, seen.Value);
+    // The decoder answered; a request without a record and one to the host give 0.
+    EXPECT_EQ(0x000001u, seen.Value64);
+    EXPECT_EQ(XString(u".aaa"), XString(seen.Text));
+
+    // From standard input the decoder can't be asked; a failed run gives Value 0, which this
+    // encoder answers with no requests at all.
+    clTvEncoder fresh;
+    ASSERT_TRUE(fresh.LoadFile(InstallPath("encoder/zzz.so")));
+    ASSERT_TRUE(fresh.Create(&none));
+    RunCommunicatePhase(TV_PHASE_BEFORE_OPEN, &dec, &fresh, false, true);
+    ASSERT_NE(0, fresh.Get(u"CommunicateSeen", &seen));
+    EXPECT_EQ(3u, seen.Value);
+    EXPECT_EQ(0u, seen.Value64);
+    RunCommunicatePhase(TV_PHASE_BEFORE_OPEN, nullptr, &fresh, true, false);
+    ASSERT_NE(0, fresh.Get(u"CommunicateSeen", &seen));
+    EXPECT_EQ(3u, seen.Value);
+}

@@ -6,6 +6,9 @@
 
 typedef struct {
     uint32_t blocks;
+    PluginArgs request; /* the record a "Communicate" request points at */
+    uint32_t results[8];
+    uint32_t seen;
 } State;
 
 static int same(const TvChar16 *a, const TvChar16 *b)
@@ -32,6 +35,25 @@ int32_t ENC_Get(TvInstance inst, const TvChar16 *name, PluginArgs *args)
         args->Text = u".tst";
         return 1;
     }
+    if (same(name, TV_PROP_COMMUNICATE)) {
+        /* Three requests: get the decoder's first "Decodes", one without a record, one to the
+         * host itself; then no more. */
+        State *s = (State *)(uintptr_t)inst;
+        if (args->Index > 2 || !same(args->Text, TV_PHASE_BEFORE_OPEN) || args->Value != 1) return 0;
+        if (args->Index == 0) s->request = (PluginArgs){0};
+        args->Text = args->Index == 2 ? TV_TARGET_HOST : u"DECODER";
+        args->Text2 = u"Get";
+        args->Text3 = TV_PROP_DECODES;
+        args->Data = args->Index == 1 ? NULL : &s->request;
+        return 1;
+    }
+    if (same(name, u"CommunicateSeen")) {
+        State *s = (State *)(uintptr_t)inst;
+        args->Value = s->seen;
+        args->Value64 = (uint64_t)s->results[0] | (uint64_t)s->results[1] << 8 | (uint64_t)s->results[2] << 16;
+        args->Text = s->request.Text;
+        return 1;
+    }
     if (same(name, u"BlockCount")) {
         args->Value = ((State *)(uintptr_t)inst)->blocks;
         return 1;
@@ -41,7 +63,11 @@ int32_t ENC_Get(TvInstance inst, const TvChar16 *name, PluginArgs *args)
 
 int32_t ENC_Set(TvInstance inst, const TvChar16 *name, PluginArgs *args)
 {
-    (void)inst; (void)name; (void)args;
+    State *s = (State *)(uintptr_t)inst;
+    if (same(name, TV_PROP_COMMUNICATE_RESULT) && s->seen < 8) {
+        s->results[s->seen++] = args->Value;
+        return 1;
+    }
     return 0;
 }
 
