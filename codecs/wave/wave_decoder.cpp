@@ -26,17 +26,6 @@ const tvkit::DecodesEntry kDecodes[] = {
     {u".bw64", u"Wave"},
 };
 
-// LIST INFO ids and the tag names the host knows them by.
-struct InfoName {
-    const char* id;
-    const char16_t* tag;
-};
-const InfoName kInfoNames[] = {
-    {"INAM", u"Title"},   {"IART", u"Artist"}, {"IPRD", u"Album"},     {"ICMT", u"Comment"},
-    {"ICRD", u"Year"},    {"IGNR", u"Genre"},  {"ITRK", u"Track"},     {"IPRT", u"Track"},
-    {"ICOP", u"Copyright"}, {"ISFT", u"Encoded By"}, {"IENG", u"Engineer"},
-};
-
 std::u16string ChannelsText(uint16_t channels) {
     if (channels == 1) return u"Mono";
     if (channels == 2) return u"Stereo";
@@ -165,8 +154,11 @@ private:
     void BuildTags(const std::u16string& path) {
         idTags.Clear();
         for (const wavefile::InfoText& t : header.info)
-            for (const InfoName& n : kInfoNames)
-                if (std::memcmp(t.id, n.id, 4) == 0) idTags.AddUtf8(n.tag, t.value);
+            for (size_t i = 0; i < wavefile::kInfoNameCount; ++i)
+                if (std::memcmp(t.id, wavefile::kInfoNames[i].id, 4) == 0) {
+                    idTags.AddUtf8(wavefile::kInfoNames[i].tag, t.value);
+                    break;
+                }
         const TvWaveFormatEx& f = header.format.Format;
         const uint16_t tag = f.wFormatTag == TV_WAVE_FORMAT_EXTENSIBLE ? static_cast<uint16_t>(header.format.SubFormat.Data1)
                                                                         : f.wFormatTag;

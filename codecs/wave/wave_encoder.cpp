@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tvkit/plugin_base.h"
+#include "tvkit/tag_block.h"
 #include "tvkit/text.h"
 #include "wave_header.h"
 
@@ -66,6 +67,7 @@ public:
         }
         format = Normalised(conv.Format->Format);
         dataSize = 0;
+        info = InfoListOf(conv);
         // Reserving the known length up front keeps the file in one piece and spares the file
         // system its per-page allocation work; a failure here changes nothing else.
         if (conv.Format->LengthBytes > 0)
@@ -104,10 +106,13 @@ public:
             const uint8_t pad = 0;
             ok = WriteAll(&pad, 1, static_cast<off_t>(headerSize + dataSize));
         }
+        // The tags travel in the file itself, so the host needn't write them afterwards.
+        const uint64_t infoAt = headerSize + dataSize + (dataSize & 1);
+        if (ok && !info.empty()) ok = WriteAll(info.data(), info.size(), static_cast<off_t>(infoAt));
         // The final header has the same length as the first one, whatever container it names.
         ok = ok && WriteHeader(kFunction);
         // Gives back what the up-front reservation held beyond the real end.
-        ok = ok && ::ftruncate(fd, static_cast<off_t>(headerSize + dataSize + (dataSize & 1))) == 0;
+        ok = ok && ::ftruncate(fd, static_cast<off_t>(infoAt + info.size())) == 0;
         if (!ok) Fail(u"Error: Unable to finish file '", kFunction);
         if (::close(fd) != 0 && ok) {
             ok = false;
@@ -119,7 +124,7 @@ public:
 
 private:
     bool WriteHeader(const char* function) {
-        const std::vector<uint8_t> h = wavefile::BuildWaveHeader(format, dataSize);
+        const std::vector<uint8_t> h = wavefile::BuildWaveHeader(format, dataSize, info.size());
         headerSize = h.size();
         if (!WriteAll(h.data(), h.size(), 0)) {
             Fail(u"Error: Unable to write to file '", function);
@@ -141,6 +146,22 @@ private:
         return true;
     }
 
+    // The text tags that LIST INFO can hold, from the assembled output tags.
+    static std::vector<uint8_t> InfoListOf(const ConversionRecord& conv) {
+        std::vector<wavefile::InfoEntry> entries;
+        for (const tvkit::TagItem& item : tvkit::ParseTagBlock(conv.OutputTags, conv.OutputTagsSize)) {
+            if (!item.data.empty() || item.value.empty()) continue;
+            for (size_t i = 0; i < wavefile::kInfoNameCount; ++i)
+                if (tvkit::EqualsIgnoreCase(item.name, wavefile::kInfoNames[i].tag)) {
+                    bool taken = false;  // a second value of one name has no place in INFO
+                    for (const auto& e : entries) taken = taken || e.id == wavefile::kInfoNames[i].id;
+                    if (!taken) entries.push_back({wavefile::kInfoNames[i].id, tvkit::Utf16ToUtf8(item.value)});
+                    break;
+                }
+        }
+        return wavefile::BuildInfoList(entries);
+    }
+
     void Fail(const char16_t* what, const char* function) {
         const int e = errno;
         Log().Error(what + path + u"': " + tvkit::Utf8ToUtf16(std::strerror(e)), function);
@@ -151,6 +172,7 @@ private:
     TvWaveFormatExtensible format{};
     uint64_t headerSize = 0;
     uint64_t dataSize = 0;
+    std::vector<uint8_t> info;  // LIST INFO written behind the data
 };
 
 }  // namespace

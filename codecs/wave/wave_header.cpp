@@ -257,15 +257,15 @@ uint32_t FmtChunkBytes(const TvWaveFormatExtensible& format) {
     return 18;
 }
 
-bool NeedsRf64(const TvWaveFormatExtensible& format, uint64_t dataSize) {
-    const uint64_t riff = 4 + 36 + 8 + FmtChunkBytes(format) + 8 + dataSize + (dataSize & 1);
+bool NeedsRf64(const TvWaveFormatExtensible& format, uint64_t dataSize, uint64_t trailing) {
+    const uint64_t riff = 4 + 36 + 8 + FmtChunkBytes(format) + 8 + dataSize + (dataSize & 1) + trailing;
     return riff > 0xFFFFFFFFull;
 }
 
-std::vector<uint8_t> BuildWaveHeader(const TvWaveFormatExtensible& format, uint64_t dataSize) {
+std::vector<uint8_t> BuildWaveHeader(const TvWaveFormatExtensible& format, uint64_t dataSize, uint64_t trailing) {
     const uint32_t fmtBytes = FmtChunkBytes(format);
-    const bool rf64 = NeedsRf64(format, dataSize);
-    const uint64_t riff = 4 + 36 + 8 + fmtBytes + 8 + dataSize + (dataSize & 1);
+    const bool rf64 = NeedsRf64(format, dataSize, trailing);
+    const uint64_t riff = 4 + 36 + 8 + fmtBytes + 8 + dataSize + (dataSize & 1) + trailing;
     std::vector<uint8_t> out;
     out.reserve(12 + 36 + 8 + 40 + 8);
     PutId(out, rf64 ? "RF64" : "RIFF");
@@ -299,6 +299,33 @@ std::vector<uint8_t> BuildWaveHeader(const TvWaveFormatExtensible& format, uint6
     }
     PutId(out, "data");
     Put32(out, rf64 ? kUnknownSize32 : static_cast<uint32_t>(dataSize));
+    return out;
+}
+
+const InfoName kInfoNames[] = {
+    {"INAM", u"Title"},     {"IART", u"Artist"},     {"IPRD", u"Album"},     {"ICMT", u"Comment"},
+    {"ICRD", u"Year"},      {"IGNR", u"Genre"},      {"ITRK", u"Track"},     {"IPRT", u"Track"},
+    {"ICOP", u"Copyright"}, {"ISFT", u"Encoded By"}, {"IENG", u"Engineer"},
+};
+const size_t kInfoNameCount = sizeof kInfoNames / sizeof kInfoNames[0];
+
+std::vector<uint8_t> BuildInfoList(const std::vector<InfoEntry>& entries) {
+    std::vector<uint8_t> out;
+    if (entries.empty()) return out;
+    PutId(out, "LIST");
+    Put32(out, 0);
+    PutId(out, "INFO");
+    for (const InfoEntry& e : entries) {
+        std::string value = e.value.substr(0, kMaxInfoValueBytes - 1);
+        const uint32_t size = static_cast<uint32_t>(value.size() + 1);
+        PutId(out, e.id);
+        Put32(out, size);
+        out.insert(out.end(), value.begin(), value.end());
+        out.push_back(0);
+        if (size & 1) out.push_back(0);
+    }
+    const uint32_t body = static_cast<uint32_t>(out.size() - 8);
+    for (int i = 0; i < 4; ++i) out[4 + i] = static_cast<uint8_t>(body >> (8 * i));
     return out;
 }
 

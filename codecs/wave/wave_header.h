@@ -45,10 +45,28 @@ bool ParseWaveHeader(const uint8_t* data, uint64_t size, WaveHeader& out);
 uint32_t FmtChunkBytes(const TvWaveFormatExtensible& format);
 
 // Bytes of the header the writer puts before the data: RIFF, a JUNK chunk that can become
-// "ds64", fmt, and the data chunk header.
-std::vector<uint8_t> BuildWaveHeader(const TvWaveFormatExtensible& format, uint64_t dataSize);
+// "ds64", fmt, and the data chunk header. trailing counts the chunks after the data (and its
+// pad byte), which the RIFF size includes.
+std::vector<uint8_t> BuildWaveHeader(const TvWaveFormatExtensible& format, uint64_t dataSize, uint64_t trailing = 0);
 
 // Whether a file with this much data must be written as RF64.
-bool NeedsRf64(const TvWaveFormatExtensible& format, uint64_t dataSize);
+bool NeedsRf64(const TvWaveFormatExtensible& format, uint64_t dataSize, uint64_t trailing = 0);
+
+// One LIST INFO text: a chunk id such as "INAM" and its UTF-8 value.
+struct InfoEntry {
+    const char* id;
+    std::string value;
+};
+// LIST INFO ids and the tag names they carry; the first entry of a name is the one written.
+struct InfoName {
+    const char* id;
+    const char16_t* tag;
+};
+extern const InfoName kInfoNames[];
+extern const size_t kInfoNameCount;
+
+// A LIST chunk of type INFO with the entries, each NUL-ended and padded to even size; empty
+// when there are none.
+std::vector<uint8_t> BuildInfoList(const std::vector<InfoEntry>& entries);
 
 }  // namespace wavefile

@@ -299,3 +299,56 @@ TEST(WaveCodec, DamagedFilesGiveErrorLinesOrWhatIsThere) {
     EXPECT_FALSE(DecodeAll(std::string(TV_TEST_PLUGIN_DIR) + "/install", audio, rec, PluginLogHandles{}, dec));
     EXPECT_FALSE(DecodeAll("/nonexistent/file.wav", audio, rec, PluginLogHandles{}, dec));
 }
+
+#include "tags/id_tags.h"
+
+TEST(WaveCodec, EncoderKeepsTextTagsInListInfo) {
+    const PluginLogHandles none{0, 0, 0};
+    XIDTags tags;
+    tags.Add(u"title", u"Caf\u00e9 Song");
+    tags.Add(u"Artist", u"Someone");
+    tags.Add(u"Artist", u"Second value has no place");
+    tags.Add(u"_encoder", u"internal");
+    tags.Add(u"Mood", u"not an INFO name");
+    std::vector<uint8_t> block;
+    tags.Serialise(block);
+
+    const Bytes data = Samples(4 * 99);
+    clTvDecoder dec;
+    OpenFileRecord rec{};
+    Bytes audio;
+    ASSERT_TRUE(DecodeAll(WriteTemp(Wave(Fmt({1, 0, 16, 2}), data), "tagged_in.wav"), audio, rec, none, dec));
+    const std::string out = std::string(TV_TEST_PLUGIN_DIR) + "/tagged_out.wav";
+    const XString outWide(out.c_str(), true);
+    clTvEncoder enc;
+    ASSERT_TRUE(enc.LoadFile(plugtest::BinPath("encoder/wave.so")));
+    ASSERT_TRUE(enc.Create(&none));
+    ConversionRecord conv{};
+    conv.OutputFile = outWide.Text();
+    conv.Format = TvFormatOf(&rec);
+    conv.OutputTags = block.data();
+    conv.OutputTagsSize = uint32_t(block.size());
+    ASSERT_NE(0, enc.BeginConversion(&conv));
+    AudioBlockRecord b{};
+    b.Format = rec.Format;
+    b.Data = audio.data();
+    b.Size = uint32_t(audio.size());
+    ASSERT_NE(0, enc.EncodeBlock(&b));
+    uint32_t writeTags = 0;
+    ASSERT_NE(0, enc.EndConversion(&conv, &writeTags));
+
+    clTvDecoder again;
+    Bytes redecoded;
+    ASSERT_TRUE(DecodeAll(out, redecoded, rec, none, again));
+    EXPECT_EQ(data, redecoded);
+    XIDTags read;
+    read.Parse(rec.IDTags, rec.IDTagsSize);
+    EXPECT_EQ(2, read.Count());
+    EXPECT_EQ(XString(u"Caf\u00e9 Song"), read.GetValue(u"Title"));
+    EXPECT_EQ(XString(u"Someone"), read.GetValue(u"Artist"));
+    // The RIFF size covers the list behind the data.
+    const Bytes file = ReadFile(out);
+    uint32_t riff;
+    std::memcpy(&riff, file.data() + 4, 4);
+    EXPECT_EQ(file.size() - 8, riff);
+}
