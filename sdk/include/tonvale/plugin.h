@@ -640,6 +640,8 @@ typedef int32_t (*TvDspAfterConversionFn)(TvInstance inst, ConversionRecord *con
  *                              enc    request's 32-bit result
  * A plug-in returns 0 for every name it doesn't know; the host takes that as the negative
  * answer, never as an error. A quit event is a named event the plug-in may open itself.
+ * "Communicate": the texts and the record that a request points at must stay valid through the
+ * "CommunicateResult" call that follows it, which gets the same PluginArgs back.
  */
 
 /* ============================================================================================
