@@ -117,16 +117,15 @@ public:
                 break;
             }
             const bool ok = FLAC__stream_decoder_process_single(decoder);
-            if (streamError) {
-                Log().Error(u"Error: FLAC stream is corrupt at " + flacpcm::TimeText(errorAt, rate) + u" (" +
-                                tvkit::Utf8ToUtf16(FLAC__StreamDecoderErrorStatusString[errorStatus]) + u").",
-                            kFunction);
-                return 0;
-            }
-            if (!ok) {
-                Log().Error(u"Error: FLAC decoding failed at " + flacpcm::TimeText(decoded, rate) + u": " +
-                                tvkit::Utf8ToUtf16(FLAC__StreamDecoderStateString[FLAC__stream_decoder_get_state(decoder)]),
-                            kFunction);
+            // After a fault libFLAC looks for the next frame: finding one means damage in the
+            // middle, finding the end instead means the file was cut (told by Finish).
+            if (!ok || (streamError && decoded > errorAt)) {
+                if (streamError)
+                    CorruptError(kFunction);
+                else
+                    Log().Error(u"Error: FLAC decoding failed at " + flacpcm::TimeText(decoded, rate) + u": " +
+                                    tvkit::Utf8ToUtf16(FLAC__StreamDecoderStateString[FLAC__stream_decoder_get_state(decoder)]),
+                                kFunction);
                 return 0;
             }
         }
@@ -155,11 +154,21 @@ private:
                         function);
             return false;
         }
+        if (streamError) {
+            CorruptError(function);
+            return false;
+        }
         if (!FLAC__stream_decoder_finish(decoder)) {
             Log().Error(u"Error: FLAC stream of '" + path + u"' fails its MD5 check: the audio is damaged.", function);
             return false;
         }
         return true;
+    }
+
+    void CorruptError(const char* function) const {
+        Log().Error(u"Error: FLAC stream is corrupt at " + flacpcm::TimeText(errorAt, rate) + u" (" +
+                        tvkit::Utf8ToUtf16(FLAC__StreamDecoderErrorStatusString[errorStatus]) + u").",
+                    function);
     }
 
     void Release() {

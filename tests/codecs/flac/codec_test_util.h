@@ -1,0 +1,181 @@
+#pragma once
+// Helpers of the codec tests: generated PCM and WAV files, and whole-file decoding and encoding
+// through the host's plug-in wrappers.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "foundation/text/xstring.h"
+#include "plugins/tv_decoder.h"
+#include "plugins/tv_encoder.h"
+
+namespace codectest {
+
+using Bytes = std::vector<uint8_t>;
+
+inline std::string TempDir() {
+    const std::string dir = std::string(TV_TEST_PLUGIN_DIR) + "/codecs_flac";
+    std::filesystem::create_directories(dir);
+    return dir;
+}
+inline std::string TempPath(const std::string& name) { return TempDir() + "/" + name; }
+inline XString Plugin(const char* rel) { return XString((std::string(TV_BIN_DIR) + "/" + rel).c_str(), true); }
+
+inline void WriteFile(const std::string& path, const Bytes& b) {
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(b.data()), std::streamsize(b.size()));
+}
+inline Bytes ReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(in), {});
+}
+
+inline void Put16(Bytes& b, uint32_t v) { b.push_back(uint8_t(v)); b.push_back(uint8_t(v >> 8)); }
+inline void Put32(Bytes& b, uint32_t v) { Put16(b, v & 0xFFFF); Put16(b, v >> 16); }
+
+// Interleaved little-endian PCM: a tone per channel with a little noise, loud enough to use
+// the whole depth, so that every bit of the samples is exercised.
+inline Bytes Signal(unsigned bits, unsigned channels, unsigned rate, unsigned frames) {
+    Bytes out;
+    uint32_t noise = 12345;
+    const double full = std::ldexp(1.0, int(bits) - 1) - 1;
+    for (unsigned i = 0; i < frames; ++i) {
+        for (unsigned c = 0; c < channels; ++c) {
+            noise = noise * 1664525u + 1013904223u;
+            const double tone = std::sin(2 * M_PI * (220.0 + 110.0 * c) * i / rate) * 0.8;
+            const double jitter = (double(noise >> 8) / double(1 << 24) - 0.5) * 0.2;
+            const auto v = static_cast<int64_t>(std::lround((tone + jitter) * full));
+            for (unsigned k = 0; k < bits / 8; ++k) out.push_back(uint8_t(uint64_t(v) >> (8 * k)));
+        }
+    }
+    return out;
+}
+
+// A WAV file of integer PCM: plain for 16 bit up to stereo, extensible otherwise.
+inline Bytes Wave(const Bytes& data, unsigned bits, unsigned channels, unsigned rate) {
+    const bool ext = channels > 2 || bits > 16;
+    Bytes fmt;
+    const unsigned align = bits / 8 * channels;
+    Put16(fmt, ext ? 0xFFFE : 1);
+    Put16(fmt, channels);
+    Put32(fmt, rate);
+    Put32(fmt, rate * align);
+    Put16(fmt, align);
+    Put16(fmt, bits);
+    if (ext) {
+        Put16(fmt, 22);
+        Put16(fmt, bits);
+        Put32(fmt, 0);
+        const uint8_t guid[16] = {1, 0, 0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
+        fmt.insert(fmt.end(), guid, guid + 16);
+    }
+    Bytes file = {'R', 'I', 'F', 'F'};
+    Put32(file, uint32_t(4 + 8 + fmt.size() + 8 + data.size() + (data.size() & 1)));
+    file.insert(file.end(), {'W', 'A', 'V', 'E', 'f', 'm', 't', ' '});
+    Put32(file, uint32_t(fmt.size()));
+    file.insert(file.end(), fmt.begin(), fmt.end());
+    file.insert(file.end(), {'d', 'a', 't', 'a'});
+    Put32(file, uint32_t(data.size()));
+    file.insert(file.end(), data.begin(), data.end());
+    if (data.size() & 1) file.push_back(0);
+    return file;
+}
+
+// An error pipe stand-in: a temporary file whose UTF-16 lines can be read back.
+class LogFile {
+public:
+    LogFile() : file(std::tmpfile()) {}
+    ~LogFile() { std::fclose(file); }
+    LogFile(const LogFile&) = delete;
+    LogFile& operator=(const LogFile&) = delete;
+    TvOsHandle Handle() const { return fileno(file); }
+    std::string Text() const {
+        std::fflush(file);
+        std::fseek(file, 0, SEEK_SET);
+        std::string out;
+        int lo, hi;
+        while ((lo = std::fgetc(file)) != EOF && (hi = std::fgetc(file)) != EOF) out += char(lo | (hi << 8));
+        return out;
+    }
+
+private:
+    FILE* file;
+};
+
+struct Decoded {
+    OpenFileRecord rec{};
+    Bytes audio;
+    std::vector<uint32_t> blockSizes;
+    bool opened = false;
+    bool failed = false;  // a DecodeBlock returned 0
+};
+
+// Opens path with the decoder plug-in and reads every block; dec stays loaded so that the
+// record's tag blocks can still be read.
+inline Decoded DecodeAll(clTvDecoder& dec, const char* plugin, const std::string& path, const PluginLogHandles& logs) {
+    Decoded d;
+    const XString wide(path.c_str(), true);
+    if (!dec.LoadFile(Plugin(plugin), XString(u".x")) || !dec.Create(&logs)) return d;
+    d.rec.Path = wide.Text();
+    d.rec.RecordKind = TV_RECORD_KIND_PUMP;
+    if (!dec.Open(&d.rec)) return d;
+    d.opened = true;
+    for (int guard = 0; guard < 100000; ++guard) {
+        AudioBlockRecord block{};
+        if (!dec.DecodeBlock(&block)) {
+            d.failed = true;
+            break;
+        }
+        if (block.Data) {
+            d.audio.insert(d.audio.end(), static_cast<uint8_t*>(block.Data), static_cast<uint8_t*>(block.Data) + block.Size);
+            d.blockSizes.push_back(block.Size);
+        }
+        if (block.EndOfStream) break;
+    }
+    ConversionRecord conv{};
+    dec.Close(&conv);
+    return d;
+}
+
+// Encodes audio of format rec.Format to out with the encoder plug-in in pieces of 'piece'
+// bytes; returns the flag of ENC_EndConversion, or -1 when a step failed.
+inline int EncodeAll(const char* plugin, OpenFileRecord& rec, const Bytes& audio, const std::string& out,
+                     const char16_t* commandLine, const PluginLogHandles& logs, size_t piece = 40000) {
+    clTvEncoder enc;
+    if (!enc.LoadFile(Plugin(plugin)) || !enc.Create(&logs)) return -1;
+    const XString outWide(out.c_str(), true);
+    ConversionRecord conv{};
+    conv.OutputFile = outWide.Text();
+    conv.CommandLine = commandLine;
+    conv.Format = TvFormatOf(&rec);
+    if (!enc.BeginConversion(&conv)) return -1;
+    const size_t align = rec.Format.Format.nBlockAlign;
+    piece -= piece % align;
+    for (size_t at = 0; at < audio.size(); at += piece) {
+        AudioBlockRecord block{};
+        block.Format = rec.Format;
+        block.Data = const_cast<uint8_t*>(audio.data()) + at;
+        block.Size = uint32_t(std::min(audio.size() - at, piece));
+        if (!enc.EncodeBlock(&block)) return -1;
+    }
+    uint32_t writeTags = 0;
+    if (!enc.EndConversion(&conv, &writeTags)) return -1;
+    return int(writeTags);
+}
+
+// Runs a command; its standard output, or "" when it failed.
+inline std::string RunCommand(const std::string& command) {
+    std::string out;
+    FILE* p = popen(command.c_str(), "r");
+    if (!p) return out;
+    char buf[4096];
+    size_t n;
+    while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
+    return pclose(p) == 0 ? out : std::string();
+}
+
+}  // namespace codectest

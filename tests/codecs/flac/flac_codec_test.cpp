@@ -1,0 +1,165 @@
+// The FLAC plug-ins through the host's wrappers: WAV -> FLAC -> WAV is bit-exact, blocks are
+// about 100 ms, the options and refusals hold, and damaged streams end in one error line.
+#include "codec_test_util.h"
+#include "tvkit/tag_block.h"
+
+using namespace codectest;
+
+namespace {
+
+const PluginLogHandles kNoLogs{0, 0, 0};
+
+size_t ErrorLines(const std::string& log) {
+    size_t n = 0;
+    for (size_t at = log.find("Error:"); at != std::string::npos; at = log.find("Error:", at + 1)) ++n;
+    return n;
+}
+
+std::u16string TagOf(const void* block, uint32_t size, std::u16string_view name) {
+    return tvkit::FindTag(tvkit::ParseTagBlock(block, size), name);
+}
+
+// A FLAC file of generated audio, made through the encoder plug-in.
+std::string MakeFlac(const std::string& name, unsigned bits, unsigned channels, unsigned rate, unsigned frames,
+                     Bytes* pcm = nullptr) {
+    const Bytes data = Signal(bits, channels, rate, frames);
+    const std::string wav = TempPath(name + ".wav"), flac = TempPath(name + ".flac");
+    WriteFile(wav, Wave(data, bits, channels, rate));
+    clTvDecoder dec;
+    Decoded src = DecodeAll(dec, "decoder/wave.so", wav, kNoLogs);
+    EXPECT_EQ(1, EncodeAll("encoder/flac.so", src.rec, src.audio, flac, u"", kNoLogs));
+    if (pcm) *pcm = data;
+    return flac;
+}
+
+}  // namespace
+
+TEST(FlacCodec, WaveToFlacToWaveIsBitExact) {
+    struct Shape {
+        unsigned bits, channels, rate;
+    };
+    const Shape shapes[] = {{16, 1, 44100}, {16, 2, 44100}, {16, 6, 48000}, {16, 8, 48000},
+                            {24, 1, 96000}, {24, 2, 48000}, {24, 6, 44100}, {24, 8, 48000}};
+    for (const Shape& s : shapes) {
+        const std::string name = "rt" + std::to_string(s.bits) + "_" + std::to_string(s.channels);
+        SCOPED_TRACE(name);
+        const unsigned frames = s.rate / 4 + 777;  // not a multiple of any block size
+        const Bytes pcm = Signal(s.bits, s.channels, s.rate, frames);
+        const std::string wav = TempPath(name + ".wav"), flac = TempPath(name + ".flac"), back = TempPath(name + "_back.wav");
+        WriteFile(wav, Wave(pcm, s.bits, s.channels, s.rate));
+
+        clTvDecoder wavDec;
+        Decoded src = DecodeAll(wavDec, "decoder/wave.so", wav, kNoLogs);
+        ASSERT_TRUE(src.opened);
+        ASSERT_EQ(1, EncodeAll("encoder/flac.so", src.rec, src.audio, flac, s.channels == 8 ? u"-8" : u"", kNoLogs));
+
+        clTvDecoder flacDec;
+        Decoded mid = DecodeAll(flacDec, "decoder/flac.so", flac, kNoLogs);
+        ASSERT_TRUE(mid.opened);
+        ASSERT_FALSE(mid.failed);
+        EXPECT_EQ(pcm, mid.audio);
+        EXPECT_EQ(int64_t(pcm.size()), int64_t{mid.rec.LengthBytes});
+        EXPECT_EQ(int64_t(frames) * 1000 / s.rate, int64_t{mid.rec.LengthMs});
+        EXPECT_EQ(s.bits, unsigned{mid.rec.Format.Format.wBitsPerSample});
+        EXPECT_EQ(s.channels, unsigned{mid.rec.Format.Format.nChannels});
+        // Every block but the last holds about 100 ms.
+        const size_t tenth = size_t(s.rate) / 10 * mid.rec.Format.Format.nBlockAlign;
+        for (size_t i = 0; i + 1 < mid.blockSizes.size(); ++i) {
+            EXPECT_GE(mid.blockSizes[i], tenth);
+            EXPECT_LT(mid.blockSizes[i], tenth * 2);
+        }
+        EXPECT_EQ(u"Lossless", TagOf(mid.rec.InfoTags, mid.rec.InfoTagsSize, u"Audio Quality"));
+        EXPECT_EQ(u"FLAC", TagOf(mid.rec.InfoTags, mid.rec.InfoTagsSize, u"Codec"));
+        EXPECT_FALSE(TagOf(mid.rec.InfoTags, mid.rec.InfoTagsSize, u"Bit Rate").empty());
+
+        ASSERT_EQ(0, EncodeAll("encoder/wave.so", mid.rec, mid.audio, back, u"", kNoLogs));
+        clTvDecoder backDec;
+        EXPECT_EQ(pcm, DecodeAll(backDec, "decoder/wave.so", back, kNoLogs).audio);
+    }
+    // The outside check: the reference tool tests the stream and its MD5.
+    EXPECT_EQ("ok\n", RunCommand("flac -t -s '" + TempPath("rt24_6.flac") + "' 2>&1 && echo ok"));
+}
+
+TEST(FlacCodec, PropertiesOptionsAndRefusals) {
+    clTvEncoder enc;
+    ASSERT_TRUE(enc.LoadFile(Plugin("encoder/flac.so")));
+    ASSERT_TRUE(enc.Create(&kNoLogs));
+    PluginArgs args{};
+    ASSERT_NE(0, enc.Get(u"Extension", &args));
+    EXPECT_EQ(XString(u".flac"), XString(args.Text));
+    EXPECT_NE(0, enc.Get(u"IsLossless", &args));
+
+    clTvDecoder dec;
+    ASSERT_TRUE(dec.LoadFile(Plugin("decoder/flac.so"), XString(u".flac")));
+    ASSERT_TRUE(dec.Create(&kNoLogs));
+    args = PluginArgs{};
+    ASSERT_NE(0, dec.Get(u"Decodes", &args));
+    EXPECT_EQ(XString(u".flac"), XString(args.Text));
+
+    // Higher levels compress at least as well; all decode to the same samples.
+    Bytes pcm = Signal(16, 2, 44100, 44100);
+    const std::string wav = TempPath("levels.wav");
+    WriteFile(wav, Wave(pcm, 16, 2, 44100));
+    clTvDecoder wavDec;
+    Decoded src = DecodeAll(wavDec, "decoder/wave.so", wav, kNoLogs);
+    ASSERT_EQ(1, EncodeAll("encoder/flac.so", src.rec, src.audio, TempPath("l0.flac"), u"-0", kNoLogs));
+    ASSERT_EQ(1, EncodeAll("encoder/flac.so", src.rec, src.audio, TempPath("l8.flac"), u"-8 -V", kNoLogs));
+    EXPECT_LE(ReadFile(TempPath("l8.flac")).size(), ReadFile(TempPath("l0.flac")).size());
+    clTvDecoder d8;
+    EXPECT_EQ(pcm, DecodeAll(d8, "decoder/flac.so", TempPath("l8.flac"), kNoLogs).audio);
+
+    // Float is refused before any output exists, with what FLAC can hold.
+    LogFile errors;
+    const PluginLogHandles logs{errors.Handle(), 0, 0};
+    OpenFileRecord floatRec{};
+    floatRec.Format.Format = {TV_WAVE_FORMAT_IEEE_FLOAT, 2, 44100, 44100 * 8, 8, 32, 0};
+    const std::string refused = TempPath("float.flac");
+    std::filesystem::remove(refused);
+    EXPECT_EQ(-1, EncodeAll("encoder/flac.so", floatRec, Bytes(800), refused, u"", logs));
+    EXPECT_FALSE(std::filesystem::exists(refused));
+    EXPECT_NE(std::string::npos, errors.Text().find("FLAC holds integer PCM of 4 to 32 bits, 1 to 8 channels"));
+    EXPECT_NE(std::string::npos, errors.Text().find("32-bit float"));
+}
+
+TEST(FlacCodec, DamagedStreamsGiveOneErrorAndNoCrash) {
+    Bytes pcm;
+    const std::string good = MakeFlac("damage", 16, 2, 44100, 44100, &pcm);
+    const Bytes file = ReadFile(good);
+    ASSERT_GT(file.size(), 20000u);
+
+    // Cut in the middle: the audio before the cut arrives, then the error.
+    {
+        const std::string cut = TempPath("cut.flac");
+        WriteFile(cut, Bytes(file.begin(), file.begin() + long(file.size() * 6 / 10)));
+        LogFile errors;
+        clTvDecoder dec;
+        Decoded d = DecodeAll(dec, "decoder/flac.so", cut, {errors.Handle(), 0, 0});
+        ASSERT_TRUE(d.opened);
+        EXPECT_TRUE(d.failed);
+        EXPECT_NE(std::string::npos, errors.Text().find("Error: FLAC stream is truncated at 0:0")) << errors.Text();
+        EXPECT_EQ(1u, ErrorLines(errors.Text()));
+    }
+    // Garbage in the middle of the frames.
+    {
+        Bytes bad = file;
+        for (size_t i = bad.size() / 2; i < bad.size() / 2 + 300; ++i) bad[i] = uint8_t(i * 91);
+        const std::string corrupt = TempPath("corrupt.flac");
+        WriteFile(corrupt, bad);
+        LogFile errors;
+        clTvDecoder dec;
+        Decoded d = DecodeAll(dec, "decoder/flac.so", corrupt, {errors.Handle(), 0, 0});
+        ASSERT_TRUE(d.opened);
+        EXPECT_TRUE(d.failed);
+        EXPECT_NE(std::string::npos, errors.Text().find("Error: FLAC stream is corrupt at 0:00.")) << errors.Text();
+        EXPECT_EQ(1u, ErrorLines(errors.Text()));
+    }
+    // Not FLAC at all, and only the header.
+    for (const Bytes& bytes : {Bytes(5000, 0x55), Bytes(file.begin(), file.begin() + 30)}) {
+        const std::string path = TempPath("notflac.flac");
+        WriteFile(path, bytes);
+        LogFile errors;
+        clTvDecoder dec;
+        EXPECT_FALSE(DecodeAll(dec, "decoder/flac.so", path, {errors.Handle(), 0, 0}).opened);
+        EXPECT_NE(std::string::npos, errors.Text().find("Error: ")) << errors.Text();
+    }
+}
