@@ -393,6 +393,7 @@ int Delete(XRegToolIo& io, const Key& key, const Switches& s) {
         }
         std::vector<XSettingsStore::NamedValue> values;
         XSettingsStore::EnumValues(key.root, key.path.View(), values, false);
+        // A value that went meanwhile (another process) is as good as deleted.
         for (const auto& v : values) XSettingsStore::DeleteValue(key.root, key.path.View(), v.name.View());
     } else {
         XString question = XString::Formatted(u"Permanently delete the registry key %s (Yes/No)? ",

@@ -142,6 +142,7 @@ bool EnsureFolder(const std::string& folder) {
         XSetLastError(XErr::AccessDenied);
         return false;
     }
+    // Best effort: a folder we own but cannot tighten is still ours to use.
     if ((st.st_mode & 0777) != 0700) chmod(folder.c_str(), 0700);
     return true;
 }
@@ -386,7 +387,8 @@ void XCloseObject(XObjectHandle handle) {
     if (!handle || handle->refs.fetch_sub(1) != 1) return;
     if (handle->fd >= 0) {
         FolderLock lock(handle->folder);
-        // Exclusive means no other holder is left: the name goes with us.
+        // Exclusive means no other holder is left: the name goes with us. A file that cannot
+        // be removed is harmless: the next creator finds no holder and starts it afresh.
         if (lock.Ok() && flock(handle->fd, LOCK_EX | LOCK_NB) == 0) unlink(handle->path.c_str());
         munmap(handle->map, handle->mapSize);
         close(handle->fd);
