@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -18,9 +19,7 @@ namespace {
 class TagAssembly : public ::testing::Test {
 protected:
     void SetUp() override {
-        folder = fs::temp_directory_path() /
-                 ("tv-tags-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-                  "-" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        folder = fs::temp_directory_path() / ("tv-tags-" + std::to_string(std::random_device{}()));
         fs::create_directories(folder / "Versions" / "Compression");
         input.programFolder = XString((folder.string() + "/").c_str(), true);
         input.encoderName = u"mp3";
@@ -217,7 +216,7 @@ TEST(TagAssemblyCopies, PictureBytesAreCopiedOnlyByParseAndSerialise) {
 }
 
 TEST(TagAssemblyFlags, ReadFromTheProductKey) {
-    fs::path home = fs::temp_directory_path() / "tv-tags-registry";
+    fs::path home = fs::temp_directory_path() / ("tv-tags-registry-" + std::to_string(std::random_device{}()));
     fs::remove_all(home);
     fs::create_directories(home);
     setenv("TONVALE_CONFIG_HOME", home.c_str(), 1);

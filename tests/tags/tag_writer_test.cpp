@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -76,7 +77,7 @@ TEST(TagWriter, NothingToDo) {
     EXPECT_TRUE(r.console.IsEmpty());
 
     // No decoder for the format beside the program: not a failure, and the words still close.
-    auto home = std::filesystem::temp_directory_path() / "tv-tagwriter-registry";
+    auto home = std::filesystem::temp_directory_path() / ("tv-tagwriter-registry-" + std::to_string(std::random_device{}()));
     setenv("TONVALE_CONFIG_HOME", home.c_str(), 1);
     XCodecTagDecoder real;
     EXPECT_TRUE(XWriteIDTags(real, r.context, u"/no/such/out.zzzq", u"", kBlock, 8));
@@ -89,7 +90,7 @@ TEST(TagWriter, NothingToDo) {
 }
 
 TEST(TagWriter, WaitsForTheFileAndRetriesThePlugin) {
-    auto path = std::filesystem::temp_directory_path() / "tv-tagwriter-out.mp3";
+    auto path = std::filesystem::temp_directory_path() / ("tv-tagwriter-" + std::to_string(std::random_device{}()) + ".mp3");
     std::ofstream(path) << "audio";
     XString file(path.string().c_str(), true);
 
