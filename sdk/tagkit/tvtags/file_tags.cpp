@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include <taglib/flacfile.h>
 #include <taglib/id3v1tag.h>
@@ -125,7 +126,8 @@ void WriteXiph(TagLib::Ogg::XiphComment* xiph, const std::vector<tvkit::TagItem>
 }
 
 void ClearId3(TagLib::ID3v2::Tag* tag) {
-    const TagLib::ID3v2::FrameList frames = tag->frameList();  // a copy: removal changes the list
+    // Pointers of our own: a TagLib list copy would share the tag's auto-deleting storage.
+    const std::vector<TagLib::ID3v2::Frame*> frames(tag->frameList().begin(), tag->frameList().end());
     for (TagLib::ID3v2::Frame* frame : frames) tag->removeFrame(frame);
 }
 
@@ -231,8 +233,8 @@ bool WriteKind(const std::string& name, FileKind kind, const std::vector<tvkit::
             TagLib::MPEG::File f(name.c_str(), false);
             if (!f.isValid()) return false;
             WriteId3(f.ID3v2Tag(true), items);
-            // ID3v2.3: what players and file browsers read most widely.
-            return f.save(TagLib::MPEG::File::ID3v2, TagLib::File::StripOthers, TagLib::ID3v2::v3,
+            // ID3v2.4: version 2.3 has no frames for mood and the sort names, and TagLib drops them.
+            return f.save(TagLib::MPEG::File::ID3v2, TagLib::File::StripOthers, TagLib::ID3v2::v4,
                           TagLib::File::DoNotDuplicate);
         }
         case FileKind::Wave: {
@@ -246,7 +248,7 @@ bool WriteKind(const std::string& name, FileKind kind, const std::vector<tvkit::
                 if (!value.empty() && info->fieldText(id.id).isEmpty() && std::strcmp(id.id, "IPRT") != 0)
                     info->setFieldText(id.id, ToTagLib(value));
             }
-            return f.save(TagLib::RIFF::WAV::File::AllTags, TagLib::File::StripOthers, TagLib::ID3v2::v3);
+            return f.save(TagLib::RIFF::WAV::File::AllTags, TagLib::File::StripOthers, TagLib::ID3v2::v4);
         }
         case FileKind::Unknown: break;
     }

@@ -167,6 +167,20 @@ inline int EncodeAll(const char* plugin, OpenFileRecord& rec, const Bytes& audio
     return int(writeTags);
 }
 
+// A FLAC file of generated audio, made through the plug-ins.
+inline std::string MakeFlac(const std::string& name, unsigned bits, unsigned channels, unsigned rate, unsigned frames,
+                            Bytes* pcm = nullptr) {
+    const PluginLogHandles none{0, 0, 0};
+    const Bytes data = Signal(bits, channels, rate, frames);
+    const std::string wav = TempPath(name + ".wav"), flac = TempPath(name + ".flac");
+    WriteFile(wav, Wave(data, bits, channels, rate));
+    clTvDecoder dec;
+    Decoded src = DecodeAll(dec, "decoder/wave.so", wav, none);
+    EXPECT_EQ(1, EncodeAll("encoder/flac.so", src.rec, src.audio, flac, u"", none));
+    if (pcm) *pcm = data;
+    return flac;
+}
+
 // Runs a command; its standard output, or "" when it failed.
 inline std::string RunCommand(const std::string& command) {
     std::string out;

@@ -19,19 +19,6 @@ std::u16string TagOf(const void* block, uint32_t size, std::u16string_view name)
     return tvkit::FindTag(tvkit::ParseTagBlock(block, size), name);
 }
 
-// A FLAC file of generated audio, made through the encoder plug-in.
-std::string MakeFlac(const std::string& name, unsigned bits, unsigned channels, unsigned rate, unsigned frames,
-                     Bytes* pcm = nullptr) {
-    const Bytes data = Signal(bits, channels, rate, frames);
-    const std::string wav = TempPath(name + ".wav"), flac = TempPath(name + ".flac");
-    WriteFile(wav, Wave(data, bits, channels, rate));
-    clTvDecoder dec;
-    Decoded src = DecodeAll(dec, "decoder/wave.so", wav, kNoLogs);
-    EXPECT_EQ(1, EncodeAll("encoder/flac.so", src.rec, src.audio, flac, u"", kNoLogs));
-    if (pcm) *pcm = data;
-    return flac;
-}
-
 }  // namespace
 
 TEST(FlacCodec, WaveToFlacToWaveIsBitExact) {
