@@ -11,7 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const imageFileInfo info = identifyImageMemory(data, size);
     if (info.formatName == nullptr && info.format != 0) __builtin_trap();
     try {
-        imageHeaderFromMemory(data, size);
+        // Every reader that succeeds has named its format.
+        if (imageHeaderFromMemory(data, size).formatName == nullptr) __builtin_trap();
     } catch (const PP::invalid_input&) {
     }
     PP::streamInMemRef stream(data, size);
