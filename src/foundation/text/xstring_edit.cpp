@@ -2,6 +2,7 @@
 #include <cstring>
 #include <new>
 #include <string_view>
+#include <vector>
 #include <utility>
 
 #include "foundation/text/xstring.h"
@@ -270,24 +271,25 @@ int XString::Replace(const char16_t* find, const char16_t* with, bool ignoreCase
     int length = used - 1;
     int at = Search(text, length, 0, find, findLength, ignoreCase);
     if (at < 0) return 0;
-    // Matches are counted first, then the result is built in one buffer. The search goes on
-    // behind each match in the old text, so replaced text is never searched again.
-    int count = 0;
+    // The match positions are collected in one search pass, then the result is built in one
+    // buffer. The search goes on behind each match in the old text, so replaced text is never
+    // searched again.
+    std::vector<int> hits;
     for (int hit = at; hit >= 0; hit = Search(text, length, hit + findLength, find, findLength, ignoreCase))
-        ++count;
+        hits.push_back(hit);
+    int count = static_cast<int>(hits.size());
     int64_t newLength = static_cast<int64_t>(length) + static_cast<int64_t>(count) * (withLength - findLength);
     if (newLength >= 0x7FFFFFF0 - 32) throw std::bad_alloc();
     XString result;
     result.Reserve(static_cast<int>(newLength) + 1, 32);
     char16_t* out = result.text;
     int from = 0;
-    while (at >= 0) {
-        memcpy(out, text + from, static_cast<size_t>(at - from) * sizeof(char16_t));
-        out += at - from;
+    for (int hit : hits) {
+        memcpy(out, text + from, static_cast<size_t>(hit - from) * sizeof(char16_t));
+        out += hit - from;
         memcpy(out, with, static_cast<size_t>(withLength) * sizeof(char16_t));
         out += withLength;
-        from = at + findLength;
-        at = Search(text, length, from, find, findLength, ignoreCase);
+        from = hit + findLength;
     }
     memcpy(out, text + from, static_cast<size_t>(length - from) * sizeof(char16_t));
     out += length - from;
