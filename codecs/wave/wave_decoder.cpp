@@ -103,10 +103,9 @@ public:
         out.Size = n;
         out.BlockLengthMs = static_cast<int64_t>(static_cast<uint64_t>(n) * 1000 / f.nAvgBytesPerSec);
         done += n;
-        if (done >= header.dataSize) {
-            out.EndOfStream = 1;
-            finished = true;
-        }
+        // The end comes as an empty block of its own, positioned behind the last sample, so
+        // that the host's progress reaches 100 %.
+        if (done >= header.dataSize) finished = true;
         return 1;
     }
 

@@ -129,8 +129,7 @@ bool TvTravex::ParseCommandLine() {
     }
 
     if (Get(u"evtwatchdog", value) && !value.IsEmpty()) evtWatchdog.Create(value.Text());
-    // Binding the main thread to the processor named by `processor` joins here with the
-    // priority handling of the platform layer.
+    if (Get(u"processor", value) && !value.IsEmpty()) BindToProcessor(value);
     if (Get(u"shrbytesencoded", value) && !value.IsEmpty()) {
         sharedBytes.Open(value.Text(), sizeof(uint64_t));
     }
@@ -148,9 +147,9 @@ bool TvTravex::ParseCommandLine() {
         dspCommandLine = FormatDSPOptions(specs);
         XString options;
         StripTravexCmds(options);
-        // Starting the batch with dspCommandLine, encoderName and these options, and taking
-        // its id into batchId, joins with batch coordination. The batch may rewrite the DSP
-        // text, so the chain is read back from it.
+        // The batch may add a DSP that the encoder demands, so the chain is read back.
+        batch.Begin(dspCommandLine, encoderName, options);
+        batchId = batch.batchId;
         specs = ParseDSPString(dspCommandLine);
     }
 

@@ -24,8 +24,8 @@ TvTravex::TvTravex() {
         g_exitStatus = 1;
         return;
     }
-    // The output thread (OutputPump over the internal pipes) starts here; until it exists
-    // error lines go straight to the error stream through `console`.
+    CreateOutputPipes();
+    StartOutputThread();
 
     SplitCommandLine();
     if (!ReadCommandFiles()) {
@@ -39,28 +39,23 @@ TvTravex::TvTravex() {
     }
     if (!silent) ShowBanner();
 
-    // WatchdogPulse starts here, and the decoder wrapper is built on this frame.
+    StartWatchdog();
+    clTvDecoder decoder;
 
     if (!silent) PrintSummary();
 
-    // The run goes on with plug-in loading, the pump and the end steps.
+    Run(decoder);
+    decoder.Unload();
+    StopWatchdog();
 }
 
 TvTravex::~TvTravex() {
-    // Stops the output thread once there is one; members free themselves.
+    // The output thread drains both pipes to their end before it stops.
+    outputThread.Stop(true);
 }
 
 void TvTravex::ReportError(const XString& message, const char* function) {
     XDebugError(message, logSinks, function);
-    // Until the error pipe and its pump exist, the line goes to the error stream here.
-    XString line = message;
-    if (function != nullptr) {
-        line.AppendFast(u"  [");
-        line.AppendFast(XString(function, false));
-        line.AppendChar(u']');
-    }
-    line.AppendFast(u"\r\n");
-    console.WriteErrorText(line);
 }
 
 void TvTravex::DebugLog(const XString& text, const char* function) {

@@ -6,24 +6,35 @@
 #include <memory>
 #include <vector>
 
+#include "batch/tv_batch.h"
 #include "driver/console_writer.h"
+#include "foundation/files/xbuffer.h"
 #include "foundation/files/xfile.h"
+#include "foundation/files/xpipe.h"
 #include "foundation/options/dsp_spec.h"
 #include "foundation/options/xoption_list.h"
+#include "foundation/paths/xtemp_file.h"
 #include "foundation/sync/xevent.h"
 #include "foundation/sync/xshared_memory.h"
+#include "foundation/sync/xthread.h"
 #include "foundation/text/xstring.h"
+#include "foundation/text/xstring_list.h"
+#include "foundation/wave/xwave_format.h"
+#include "plugins/tv_decoder.h"
+#include "plugins/tv_dsp.h"
+#include "plugins/tv_encoder.h"
+#include "tags/id_tags.h"
 #include "tonvale/plugin.h"
 
 // Process-wide result: 0, or 1 once any fatal step has failed. The exit code is 1 when it is
 // non-zero at the moment the constructor has returned.
 extern int32_t g_exitStatus;
 
-// One DSP of the chain, owned by TvTravex::dsps. The loaded plug-in instance (`dsp`) joins
-// this record together with DSP loading.
+// One DSP of the chain, owned by TvTravex::dsps.
 struct DSPEntry {
     XString name;
     XString params;
+    clTvDSP dsp;         // the instance kept for the run
     uint8_t IsLive = 0;  // false until the plug-in is asked
     uint8_t Active = 1;  // cleared once non-live rendering has already applied this DSP
 };
@@ -56,6 +67,52 @@ public:
     void PrintLine(const XString& text, bool withLineEnd);
     void PrintSummary();
 
+    // The run from loading the plug-ins to the closing text (run.cpp).
+    void Run(clTvDecoder& decoder);
+    void ReportInfo(const XString& message, const char* function = nullptr);
+
+    // Output routes (output.cpp).
+    bool CreateOutputPipes();
+    bool DrainOutputPipes();
+    void StartOutputThread();
+    void StartWatchdog();
+    void StopWatchdog();
+    void SetConversionPriority(clTvEncoder& encoder);
+    void BindToProcessor(const XString& value);
+    // A controller line; only in command-file mode.
+    void ControllerLine(const XString& text);
+
+    // The source (pump.cpp, stdin_source.cpp).
+    bool OpenDecoder(clTvDecoder& decoder, OpenFileRecord& record);
+    bool CloseDecoder(clTvDecoder& decoder);
+    bool DecodeAudioBlock(clTvDecoder& decoder, AudioBlockRecord& block);
+    bool PassLiveDSPs(AudioBlockRecord& block);
+    void Pump(clTvDecoder& decoder, clTvEncoder& encoder);
+    bool TryRawUncompressed(const XString& options, clTvDecoder& decoder, clTvEncoder& encoder);
+    void CommunicateStage(const char16_t* stage, clTvDecoder& decoder, clTvEncoder& encoder);
+    void StoreSharedBytes(uint64_t bytes);
+    bool OpenStdinSource(OpenFileRecord& record);
+    bool DecodeStdinBlock(AudioBlockRecord& block);
+    void CloseStdinSource();
+    // The output's tags (tag assembly) from the opened source's blocks.
+    void AssembleTags(const OpenFileRecord& record, clTvEncoder& encoder, const XString& options);
+
+    // The DSP chain (dsp_chain.cpp).
+    bool LoadDSPEffects();
+    bool BeginLiveDSPs();
+    bool EndLiveDSPs();
+    void AfterConversionDSPs();
+    void UnloadDSPs();
+
+    // Non-live rendering (nonlive.cpp).
+    bool HandleNonLiveDSPs(clTvDecoder& decoder);
+    void MakeTempName(XTempFile& file, const char* prefix);
+
+    // After the pump (end_steps.cpp).
+    void EndSteps(clTvDecoder& decoder, clTvEncoder& encoder);
+    void ReportOutputFiles();
+    void ClosingText();
+
     XString encoderName;
     XString inFile;
     XString outFile;
@@ -64,11 +121,13 @@ public:
     std::vector<std::unique_ptr<DSPEntry>> dsps;
     DSPEntry* currentDsp = nullptr;  // a cursor only
     XString quitEventName;
-    // The non-live rendering members (temporary file, its reader, byte count, format and
-    // buffer) join with non-live rendering.
+    XTempFile nonLiveTemp;          // the rendered PCM file
+    XFile nonLiveReader;            // open: the pump reads the rendered file
+    uint64_t nonLiveBytesLeft = 0;
+    XWaveFormat nonLiveFormat;
+    XBuffer nonLiveBuffer;          // 500 ms of nonLiveFormat
     XString tmpFolder;
-    // Error sink, information sink, debug file. The two sinks stay 0 until the internal pipes
-    // exist; error lines then go straight to `console`.
+    // Error sink, information sink, debug file.
     PluginLogHandles logSinks{0, 0, 0};
     TvConsoleWriter console;  // stdOut and stdErr
     uint8_t silent = 0;
@@ -79,19 +138,38 @@ public:
     XEvent evtAfterConvSetError;
     XEvent evtWatchdog;
     XSharedMemory sharedBytes;  // 8 bytes: the byte count for the controller
-    // The two internal pipes and outputThread join with the output pump.
+    XPipe errorPipe;
+    XPipe infoPipe;
+    XThread outputThread;  // OutputPump
+    XThread watchdogThread;  // WatchdogPulse
     uint8_t stdinIsSource = 0;
-    // stdinPipe, stdinFormat and stdinTags join with the standard-input source; conv (the
-    // conversion record with the run's Failed flag) with the encoder interface.
+    XWaveFormat stdinFormat;
+    XBuffer stdinTags;
+    XBuffer stdinBuffer;  // what the last read of standard input took
+    uint8_t stdinEnded = 0;
+    ConversionRecord conv{};  // conv.Failed is the run's one failure flag
     XString tmpOutFile;
     uint64_t bytesEncoded = 0;
     uint32_t batchId = 0;
-    // batch joins with batch coordination; until then a leader only records that it leads.
+    clTvBatch batch;
     uint8_t batchLeader = 0;
     XString dspCommandLine;
     XFile debugFile;
     XEvent debugWatchEvent;  // held for the viewer while the run lasts
-    // The tag members join with tag assembly.
+    // Tags: the assembled list, its block (OutputTags) and the information block (InfoTags).
+    XIDTags outputTags;
+    std::vector<uint8_t> outputTagBlock;
+    std::vector<uint8_t> infoTagBlock;
+
+    // The run's working state.
+    clTvEncoder encoder;
+    OpenFileRecord* openRecord = nullptr;  // the source's record, on the run's frame
+    XString encoderOptions;
+    uint8_t replayGainWanted = 0;  // a DSP or the encoder asked for ReplayGain tags
+    uint32_t writeTagsFlag = 0;
+    uint32_t elapsedMs = 0;
+    double realtimeFactor = 0.0;
+    XStringList outputNames;  // final output files, from ReportOutputFiles
 
 private:
     // The DSP chain named by dsppreset and the dspeffect options, in load order.

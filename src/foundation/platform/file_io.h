@@ -64,6 +64,9 @@ void XSysUnmapView(const void* view, uint64_t length);
 bool XSysCreatePipe(XFileHandle* readHandle, XFileHandle* writeHandle, bool inheritable);
 // Bytes waiting in a pipe, without waiting.
 bool XSysPeekPipe(XFileHandle handle, uint32_t* available);
+// Reads what a pipe or file holds now, without waiting: *done is 0 when nothing is there yet.
+// *ended tells that no more will come (writer gone, end of a file, or an unusable handle).
+bool XSysReadReady(XFileHandle handle, void* buffer, uint32_t count, uint32_t* done, bool* ended);
 
 // Pushes the file's data to the storage device.
 bool XSysFlushFile(XFileHandle handle);

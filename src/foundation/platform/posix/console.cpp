@@ -1,6 +1,7 @@
 #include "foundation/platform/console.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -105,6 +106,10 @@ std::string Join(const std::vector<const char*>& args) {
 }  // namespace
 
 void XEnsureStandardHandles() {
+    // A write to a closed pipe fails with its error (109) instead of ending the process, and
+    // one past the file-size limit fails (disk full) instead of killing it.
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGXFSZ, SIG_IGN);
     for (int fd = 0; fd <= 2; ++fd) {
         if (fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
         int opened = open("/dev/null", fd == 0 ? O_RDONLY : O_WRONLY);

@@ -1,6 +1,7 @@
 #include "foundation/platform/file_io.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -222,6 +223,34 @@ bool XSysPeekPipe(XFileHandle handle, uint32_t* available) {
         return Fail();
     }
     *available = static_cast<uint32_t>(n);
+    return true;
+}
+
+bool XSysReadReady(XFileHandle handle, void* buffer, uint32_t count, uint32_t* done, bool* ended) {
+    *done = 0;
+    *ended = false;
+    pollfd entry{ToFd(handle), POLLIN, 0};
+    int ready;
+    do {
+        ready = poll(&entry, 1, 0);
+    } while (ready < 0 && errno == EINTR);
+    if (ready < 0 || (entry.revents & POLLNVAL) != 0) {
+        *ended = true;
+        return Fail();
+    }
+    // Nothing readable and no hang-up: the writer is still there with nothing to say.
+    if (ready == 0 || (entry.revents & (POLLIN | POLLHUP | POLLERR)) == 0) return true;
+    ssize_t got;
+    do {
+        got = read(ToFd(handle), buffer, count);
+    } while (got < 0 && errno == EINTR);
+    if (got < 0) {
+        *ended = true;
+        return Fail();
+    }
+    // A readable descriptor that gives no byte is at its end: a closed pipe or a file's end.
+    if (got == 0) *ended = true;
+    *done = static_cast<uint32_t>(got);
     return true;
 }
 

@@ -1,0 +1,146 @@
+// After the pump: the end calls, the output file's fate (the temporary name over the old
+// output), its checks and tags, the list of files written, and the closing text.
+#include "driver/travex.h"
+#include "foundation/format/number_format.h"
+#include "foundation/paths/xpath.h"
+#include "foundation/platform/last_error.h"
+#include "tags/tag_writer.h"
+
+namespace {
+constexpr const char* RunFunction = "TvTravex::TvTravex";
+constexpr uint32_t MoveRetryMs = 2000;
+
+bool IgnoredName(const XString& path) { return path.Find(u".iGnore", 1) > 0; }
+
+XString SizeText(const XString& path) { return XString::FormatUInt(XPath(path).Size()); }
+}  // namespace
+
+void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
+    CommunicateStage(TV_PHASE_END_ENCODING, decoder, enc);
+    if (!silent) {
+        PrintLine(XString(), true);
+        PrintLine(XString(), true);
+    }
+    const uint32_t elapsed = elapsedMs == 0 ? 1 : elapsedMs;
+    realtimeFactor = static_cast<double>(openRecord->LengthMs) / static_cast<double>(elapsed);
+
+    if (!CloseDecoder(decoder)) conv.Failed = 1;
+    if (evtQuit.IsSet()) conv.Failed = 1;
+    if (evtAfterConvSetError.IsSet()) conv.Failed = 1;
+    if (!EndLiveDSPs()) conv.Failed = 1;
+    uint32_t tagFlag = 0;
+    if (enc.EndConversion(&conv, &tagFlag) == 0) conv.Failed = 1;
+    if (!writeIdTags) tagFlag = 0;
+
+    const XString& written = tmpOutFile.IsEmpty() ? outFile : tmpOutFile;
+    if (debugFile.IsOpen() && !IgnoredName(written)) {
+        DebugLog(XString::Formatted(u"File Size Check %s: %s bytes   Filename: %s",
+                                    tmpOutFile.IsEmpty() ? u"" : u"(before overwrite final)",
+                                    SizeText(written).Text(), written.Text()));
+    }
+
+    if (!tmpOutFile.IsEmpty()) {
+        XPath temp(tmpOutFile);
+        if (temp.Size() == 0 || conv.Failed) {
+            tagFlag = 0;
+        } else if (!evtQuit.IsSet()) {
+            // The old output goes first, so that the move is a plain rename; a failed move
+            // then leaves neither file. That order is kept on purpose.
+            XPath(outFile).Delete();
+            if (XMoveWithRetry(temp, outFile, 0, MoveRetryMs, evtQuit.Handle())) {
+                conv.OutputFile = outFile.Text();
+            } else {
+                ReportError(XString(u"Error overwriting file ") +
+                                XString::Formatted(u"(Win:%u)", static_cast<unsigned>(XGetLastError())) + u" '" +
+                                outFile + u"'",
+                            RunFunction);
+                conv.Failed = 1;
+                tagFlag = 0;
+            }
+        } else {
+            tagFlag = 0;
+        }
+        temp.Delete();  // gone already after a move; nothing to tell then
+    }
+
+    nonLiveReader.Close();
+    if (!nonLiveTemp.IsEmpty()) nonLiveTemp.Delete();
+
+    XPath out(outFile);
+    if (!XString::Equal(out.Extension().Text(), u".iGnore", 0, true)) {
+        XFile check;
+        const bool opened = check.OpenRead(outFile);
+        const uint64_t size = opened ? check.Size() : 0;
+        check.Close();
+        if (size < 1) {
+            if (!opened) {
+                ReportError(XString::Formatted(out.Exists() ? u"Encoder wrote inaccessible file: %s"
+                                                            : u"Encoder output file does not exist: %s",
+                                               outFile.Text()));
+            } else {
+                ReportError(XString::Formatted(u"Encoder created a blank file: %s", outFile.Text()));
+            }
+        }
+    }
+
+    if (tagFlag) {
+        if (debugFile.IsOpen() && !IgnoredName(outFile)) {
+            DebugLog(XString::Formatted(u"File Size Check (before ID Tags Written): %s bytes   Filename: %s",
+                                        SizeText(outFile).Text(), outFile.Text()));
+        }
+        ControllerLine(XString(u"MSGTO: vMX: Action: Writing ID Tags '") + out.BaseName() + u"'");
+        XCodecTagDecoder tagDecoder;
+        XTagWriterContext context;
+        context.logs = logSinks;
+        context.silent = silent != 0;
+        context.print = [this](const XString& text, bool endLine) { PrintLine(text, endLine); };
+        if (!XWriteIDTags(tagDecoder, context, outFile, tagLoadFile, outputTagBlock.data(),
+                          static_cast<uint32_t>(outputTagBlock.size()))) {
+            ReportError(XString(u"Unable to tag file '") + outFile + u"'", RunFunction);
+            conv.Failed = 1;
+        }
+    }
+}
+
+void TvTravex::ReportOutputFiles() {
+    outputNames.Clear();
+    XIDTags info;
+    if (conv.InfoTags != nullptr) info.Parse(conv.InfoTags, conv.InfoTagsSize);
+    for (int n = 1;; ++n) {
+        const XString value = info.GetValue(XString::Formatted(u"FileName%i", n));
+        if (value.IsEmpty()) break;
+        outputNames.Add(value);
+    }
+    if (outputNames.IsEmpty()) {
+        outputNames.Add(conv.OutputFile != nullptr ? XString(conv.OutputFile) : outFile);
+        return;
+    }
+    DebugLog(u"Multi-FileNames Reported Back to Travex:");
+    if (commandFileMode) {
+        for (int64_t i = 0; i < outputNames.Count(); ++i) {
+            DebugLog(outputNames[i]);
+            PrintLine(XString(u"MSGTO: vMX: FileName: ") + outputNames[i], true);
+        }
+        DebugLog(XString());
+    }
+}
+
+void TvTravex::ClosingText() {
+    XString closing;
+    if (elapsedMs != 0) {
+        closing = XString(u"Conversion completed in ") + XFormatDuration(elapsedMs, XDuration::Words);
+        if (realtimeFactor != 0.0) {
+            closing += u" x";
+            closing += realtimeFactor >= 10.0 ? XString::FormatUInt(static_cast<uint64_t>(realtimeFactor))
+                                              : XString::FormatDouble(static_cast<int64_t>(realtimeFactor * 10) / 10.0, 1, true);
+            closing += u" realtime encoding";
+        }
+        DebugLog(closing);
+        if (debugFile.IsOpen() && !IgnoredName(outFile)) {
+            DebugLog(XString::Formatted(u"File Size Check (travex core exit): %s bytes   Filename: %s",
+                                        SizeText(outFile).Text(), outFile.Text()));
+        }
+    }
+    if (!silent) PrintLine(conv.Failed ? XString(u"Conversion Failed.") : closing, true);
+    if (conv.Failed) g_exitStatus = 1;
+}

@@ -1,0 +1,229 @@
+// The run from loading the plug-ins to the closing text, in its one order. A failing step
+// marks the run failed and the later steps still run, so every plug-in sees its end calls.
+#include <cstring>
+
+#include "driver/travex.h"
+#include "foundation/log/xdebug.h"
+#include "foundation/paths/xpath.h"
+#include "foundation/platform/clock.h"
+#include "foundation/settings/xregistry.h"
+#include "foundation/sync/xmutex.h"
+#include "plugins/codec_handler.h"
+#include "tags/tag_assembly.h"
+
+namespace {
+constexpr const char* RunFunction = "TvTravex::TvTravex";
+constexpr uint32_t PrecachePiece = 65536;
+// The output's whole name stays below 256 characters before ".tmp" and the extension.
+constexpr int TempNameLimit = 255;
+
+// Reads the whole file once, so that the decoder finds it in the system's cache. One
+// precache at a time runs across all processes.
+void Precache(const XString& path) {
+    XMutex mutex(u"mutvMXPrecacheread");
+    mutex.Lock();
+    XFile file;
+    if (file.OpenRead(path)) {
+        XBuffer scratch;
+        if (scratch.Resize(PrecachePiece, false)) {
+            // The bytes are not wanted, only their trip through the cache.
+            while (file.Read(scratch.Data(), PrecachePiece) == PrecachePiece) {
+            }
+        }
+    }
+    file.Close();
+    mutex.Unlock();
+}
+
+void SetText(clTvEncoder& encoder, const char16_t* key, const XString& text) {
+    PluginArgs args{};
+    args.Text = text.Text();
+    encoder.Set(key, &args);
+}
+}  // namespace
+
+void TvTravex::ReportInfo(const XString& message, const char* function) {
+    XDebugInfo(message, logSinks, function);
+}
+
+void TvTravex::AssembleTags(const OpenFileRecord& record, clTvEncoder& enc, const XString& options) {
+    PluginArgs args{};
+    if (enc.Get(TV_PROP_SEND_OVER_REPLAYGAIN_TAGS, &args) != 0) replayGainWanted = 1;
+    XTagAssemblyInput input;
+    input.options = this;
+    input.sourceTags = record.IDTags;
+    input.sourceTagsSize = record.IDTagsSize;
+    input.infoTags = record.InfoTags;
+    input.infoTagsSize = record.InfoTagsSize;
+    input.keepReplayGain = replayGainWanted != 0;
+    input.encoderName = encoderName;
+    input.encoderCommandLine = options;
+    input.sourcePath = inFile;
+    AssembleOutputTags(input, ReadTagAssemblyFlags(), outputTags, outputTagBlock);
+}
+
+void TvTravex::Run(clTvDecoder& decoder) {
+    OpenFileRecord record;
+    std::memset(&record, 0, sizeof record);
+    bool encoderLoaded = false;
+    bool dspsLoaded = false;
+
+    // 13-16: the decoder for the input's extension, then the encoder.
+    if (!stdinIsSource && !clTvCodecHandler::LoadDecoderForFile(inFile, decoder, &logSinks, nullptr, false)) {
+        ReportError(XString(u"Error: Unable to load decoder for file type '") + clTvCodecHandler::ExtensionOf(inFile) +
+                        u"', codec not installed? visit 'Format Depot'.",
+                    RunFunction);
+        g_exitStatus = 1;
+    } else {
+        if (batchId != 0 && !stdinIsSource) {
+            PluginArgs args{};
+            args.Value = batchId;
+            decoder.Set(TV_PROP_BATCH_ID, &args);
+        }
+        if (!clTvCodecHandler::LoadEncoder(encoderName, encoder, &logSinks, nullptr)) {
+            ReportError(XString(u"Error: Unable to load encoder '") + encoderName + u"'.", RunFunction);
+            g_exitStatus = 1;
+        } else {
+            encoderLoaded = true;
+        }
+    }
+
+    if (encoderLoaded) {
+        if (!quitEventName.IsEmpty()) SetText(encoder, TV_PROP_EVENT_QUIT, quitEventName);
+        if (batchId != 0) {
+            PluginArgs args{};
+            args.Value = batchId;
+            encoder.Set(TV_PROP_BATCH_ID, &args);
+        }
+        StripTravexCmds(encoderOptions);
+    }
+
+    // 18-24: the raw path, the DSPs, the first stage, quality, precache and the source.
+    bool ready = encoderLoaded && !TryRawUncompressed(encoderOptions, decoder, encoder);
+    if (ready && !LoadDSPEffects()) {
+        g_exitStatus = 1;
+        UnloadDSPs();
+        ready = false;
+    }
+    if (ready) {
+        dspsLoaded = true;
+        if (!quitEventName.IsEmpty()) {
+            for (auto& entry : dsps) {
+                if (!entry->Active) continue;
+                PluginArgs args{};
+                args.Text = quitEventName.Text();
+                entry->dsp.Set(TV_PROP_EVENT_QUIT, &args);
+            }
+        }
+        CommunicateStage(TV_PHASE_BEFORE_OPEN, decoder, encoder);
+        if (!stdinIsSource) {
+            PluginArgs need{};
+            need.Text = encoderOptions.Text();
+            if (encoder.Get(TV_PROP_NEED_HQ_AUDIO, &need) != 0) {
+                PluginArgs as{};
+                as.Text = u"Highest Quality";
+                decoder.Set(TV_PROP_DECODE_AS, &as);
+            }
+        }
+        if (!stdinIsSource && RegGetInt(u"vMXNoPreCache") == 0) Precache(inFile);
+
+        record.Path = inFile.Text();
+        record.RecordKind = TV_RECORD_KIND_PUMP;
+        openRecord = &record;
+        if (!OpenDecoder(decoder, record)) {
+            g_exitStatus = 1;
+            UnloadDSPs();
+            dspsLoaded = false;
+            ready = false;
+        }
+    }
+
+    if (ready) {
+        ControllerLine(XString(u"MSGTO: vMX: msLen: ") + XString::FormatUInt(static_cast<uint64_t>(record.LengthMs)));
+        SetConversionPriority(encoder);
+
+        // 27-28: the temporary name beside an existing output.
+        XPath out(outFile);
+        const XString extension = out.Extension();
+        if (!XString::Equal(extension.Text(), u".IGNORE", 0, true)) {
+            // A folder that can't be made shows up as the encoder's own failure to write.
+            out.Folder().CreateFolders();
+            if (out.Exists()) {
+                XString name = outFile;
+                const int limit = TempNameLimit - extension.Length();
+                if (name.Length() > limit) name = name.Left(limit);
+                tmpOutFile = name + u".tmp" + extension;
+            }
+        } else {
+            writeIdTags = 0;
+        }
+
+        // 29-31: the tags, the information block and the rest of the record.
+        AssembleTags(record, encoder, encoderOptions);
+        XIDTags info;
+        info.Parse(record.InfoTags, record.InfoTagsSize);
+        info.Add(u"_encoder", encoderName);
+        info.Serialise(infoTagBlock);
+        conv.InfoTags = infoTagBlock.data();
+        conv.InfoTagsSize = static_cast<uint32_t>(infoTagBlock.size());
+        conv.OutputTags = outputTagBlock.data();
+        conv.OutputTagsSize = static_cast<uint32_t>(outputTagBlock.size());
+        conv.CommandLine = encoderOptions.Text();
+        conv.SourceFile = inFile.Text();
+        conv.OutputFile = tmpOutFile.IsEmpty() ? outFile.Text() : tmpOutFile.Text();
+        conv.Format = TvFormatOf(&record);
+
+        if (!HandleNonLiveDSPs(decoder)) conv.Failed = 1;
+        ControllerLine(XString(u"MSGTO: vMX: Action: Encoding '") + out.BaseName() + u"'");
+        if (!BeginLiveDSPs()) conv.Failed = 1;
+
+        // 35-38: the encoder begins, the pump, the end steps.
+        if (encoder.BeginConversion(&conv) == 0) {
+            conv.Failed = 1;
+        } else {
+            CommunicateStage(TV_PHASE_BEFORE_ENCODING, decoder, encoder);
+            DebugLog(XString(u"Encoding To: ") + encoderName);
+            DebugLog(XString(u"Encoder Cmd Line: ") + encoderOptions);
+            if (!dsps.empty()) {
+                DebugLog(u"DSP Effects:");
+                for (auto& entry : dsps) {
+                    DebugLog(XString(u"    ") + entry->name + (entry->IsLive ? u"" : u" (non-live)") + u": " +
+                             entry->params);
+                }
+            }
+            DebugLog(XString());
+            DebugLog(u"============= CONVERSION BEGIN =============");
+            const uint32_t start = XGetTickCount();
+            if (!conv.Failed) Pump(decoder, encoder);
+            elapsedMs = XGetTickCount() - start;
+            DebugLog(u"============= CONVERSION END =============");
+            EndSteps(decoder, encoder);
+
+            // 39-40.
+            ReportOutputFiles();
+            CommunicateStage(TV_PHASE_AFTER_CONVERSION, decoder, encoder);
+            AfterConversionDSPs();
+        }
+        conv.InfoTags = nullptr;
+        conv.InfoTagsSize = 0;
+        infoTagBlock.clear();
+    }
+
+    // 41-43: unload, the encoder's end, the rendered file's reader.
+    if (dspsLoaded) UnloadDSPs();
+    encoderOptions.Clear();
+    encoder.Unload();
+    nonLiveReader.Close();
+    conv.Format = nullptr;
+    openRecord = nullptr;
+
+    // 44: a batch of one file ends here.
+    if (batch.batchId != 0) {
+        std::vector<clTvBatchFile> files(1);
+        files[0].inputPath = inFile;
+        files[0].outputPath = outFile;
+        files[0].hadErrors = conv.Failed;
+        batch.EndConversion(files);
+    }
+    ClosingText();
+}
