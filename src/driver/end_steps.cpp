@@ -141,6 +141,7 @@ void TvTravex::ClosingText() {
                                         SizeText(outFile).Text(), outFile.Text()));
         }
     }
+    FlushOutputPipes();
     if (!silent) PrintLine(conv.Failed ? XString(u"Conversion Failed.") : closing, true);
     if (conv.Failed) g_exitStatus = 1;
 }

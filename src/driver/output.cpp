@@ -8,6 +8,7 @@
 namespace {
 constexpr uint32_t PumpPeriodMs = 50;
 constexpr uint32_t OutputStopWaitMs = 60000;
+constexpr uint32_t FlushWaitMs = 5000;
 constexpr const char* PriorityFunction = "TvTravex::SetConversionPriority";
 
 // Everything the pipe holds now, as text; empty when nothing came.
@@ -51,11 +52,37 @@ bool TvTravex::DrainOutputPipes() {
     return moved;
 }
 
+void TvTravex::FlushOutputPipes() {
+    if (!outputThread.thread) return;
+    drainDone.Reset();
+    drainNow.Set();
+    drainDone.Wait(FlushWaitMs);
+}
+
 void TvTravex::StartOutputThread() {
+    drainNow.Create();
+    drainDone.Create();
     outputThread.Start(
         [this](XEvent& stop) {
             XSetThreadName(u"OutputPump");
-            while (!stop.Wait(PumpPeriodMs)) DrainOutputPipes();
+            for (;;) {
+                const int woken = XEvent::WaitEither(stop, drainNow, PumpPeriodMs);
+                if (woken == 1) break;
+                if (woken < 0) {
+                    // Without the flush events the pump falls back to its plain period.
+                    if (stop.Wait(PumpPeriodMs)) break;
+                    DrainOutputPipes();
+                    continue;
+                }
+                if (woken == 2) {
+                    drainNow.Reset();
+                    while (DrainOutputPipes()) {
+                    }
+                    drainDone.Set();
+                } else {
+                    DrainOutputPipes();
+                }
+            }
             while (DrainOutputPipes()) {
             }
         },

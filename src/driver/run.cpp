@@ -147,7 +147,9 @@ void TvTravex::Run(clTvDecoder& decoder) {
         const XString extension = out.Extension();
         if (!XString::Equal(extension.Text(), u".IGNORE", 0, true)) {
             // A folder that can't be made shows up as the encoder's own failure to write.
-            out.Folder().CreateFolders();
+            XPath folder = out.Folder();
+            folder.StripBackslashes();
+            if (folder != outFile) folder.CreateFolders();
             if (out.Exists()) {
                 XString name = outFile;
                 const int limit = TempNameLimit - extension.Length();

@@ -74,6 +74,9 @@ public:
     // Output routes (output.cpp).
     bool CreateOutputPipes();
     bool DrainOutputPipes();
+    // Has the output thread drain both pipes now and waits for it, so that every report
+    // made so far has counted before the run's result is read.
+    void FlushOutputPipes();
     void StartOutputThread();
     void StartWatchdog();
     void StopWatchdog();
@@ -141,6 +144,8 @@ public:
     XPipe errorPipe;
     XPipe infoPipe;
     XThread outputThread;  // OutputPump
+    XEvent drainNow;       // asks OutputPump for a pass at once
+    XEvent drainDone;      // its answer
     XThread watchdogThread;  // WatchdogPulse
     uint8_t stdinIsSource = 0;
     XWaveFormat stdinFormat;

@@ -187,18 +187,14 @@ bool XPath::CreateFolders() const {
     }
     XPath path;
     if (!LongForm(*this, FolderLimit, path)) return false;
-    XStringList components;
-    for (;;) {
-        XString component = path.PopLast(true);
-        if (component.IsEmpty()) break;
-        components.AddMove(static_cast<XString&&>(component));
+    // Each folder up to a separator behind the root, then the whole path; a relative path
+    // grows from the working folder.
+    for (int at = path.FindChar(XPathSep, path.RootLength()); at > 0; at = path.FindChar(XPathSep, at + 1)) {
+        if (at == 1) continue;
+        XPath prefix(path.Left(at - 1));
+        if (!XSysCreateDirectory(prefix) && XGetLastError() != XErr::AlreadyExists) return false;
     }
-    // path is the root now; build downwards from it.
-    for (int64_t i = components.Count() - 1; i >= 0; --i) {
-        path.AppendFast(components[i]);
-        if (!XSysCreateDirectory(path) && XGetLastError() != XErr::AlreadyExists) return false;
-        path.AppendChar(XPathSep);
-    }
+    if (!XSysCreateDirectory(path) && XGetLastError() != XErr::AlreadyExists) return false;
     return true;
 }
 
