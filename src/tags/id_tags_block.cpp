@@ -132,23 +132,28 @@ void WriteBlock(const std::vector<std::unique_ptr<XIDTagItem>>& items, size_t nu
         total += length;
         if (length) ++written;
     }
-    buffer.assign(size_t(total), 0);
-    uint8_t* out = buffer.data();
-    WriteUInt32(out, written);
-    out += kCountBytes;
+    // Appended piece by piece into reserved room: no zero fill of picture-sized blocks.
+    buffer.clear();
+    buffer.reserve(size_t(total));
+    auto put32 = [&](uint32_t v) {
+        uint8_t bytes[4];
+        WriteUInt32(bytes, v);
+        buffer.insert(buffer.end(), bytes, bytes + 4);
+    };
+    auto putText = [&](const TextBytes& t) {
+        const uint8_t* from = static_cast<const uint8_t*>(t.bytes);
+        if (t.size) buffer.insert(buffer.end(), from, from + t.size);
+        buffer.insert(buffer.end(), nulSize, uint8_t(0));
+    };
+    put32(written);
     for (size_t i = 0; i < items.size(); ++i) {
         if (lengths[i] == 0) continue;
         const XIDTagItem& item = *items[i];
-        WriteUInt32(out, uint32_t(lengths[i]));
-        out += kLengthBytes;
-        TextBytes name = text(item.Name);
-        if (name.size) std::memcpy(out, name.bytes, name.size);
-        out += name.size + nulSize;
-        TextBytes value = text(item.Value);
-        if (value.size) std::memcpy(out, value.bytes, value.size);
-        out += value.size + nulSize;
-        if (item.Data.Size()) std::memcpy(out, item.Data.Bytes(), item.Data.Size());
-        out += item.Data.Size();
+        put32(uint32_t(lengths[i]));
+        putText(text(item.Name));
+        putText(text(item.Value));
+        const uint8_t* data = item.Data.Bytes();
+        if (item.Data.Size()) buffer.insert(buffer.end(), data, data + item.Data.Size());
     }
 }
 
