@@ -1,0 +1,183 @@
+// decoder/opus.so: Ogg Opus through opusfile as 16-bit PCM at 48 kHz (Opus's own rate) in WAV
+// channel order, in blocks of about 100 ms. opusfile cuts the pre-skip and the end trim, so
+// the length is exact. Tags come from the tag kit, which also writes them.
+#include <opus/opusfile.h>  // TagLib has a header of the same name
+
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "lossy_pcm.h"
+#include "ogg_tail.h"
+#include "tvkit/plugin_base.h"
+#include "tvkit/tag_block.h"
+#include "tvkit/text.h"
+#include "tvtags/file_tags.h"
+
+namespace {
+
+constexpr unsigned kRate = 48000;
+constexpr unsigned kBlockFrames = kRate / 10;
+constexpr unsigned kMaxFrameSamples = 5760;  // 120 ms at 48 kHz: the most one packet gives
+
+const tvkit::DecodesEntry kDecodes[] = {
+    {u".opus", u"Ogg Opus"},
+};
+
+std::u16string Num(unsigned long long v) { return tvkit::Number16(v); }
+
+std::u16string ChannelsText(unsigned channels) {
+    if (channels == 1) return u"Mono";
+    if (channels == 2) return u"Stereo";
+    return Num(channels) + u" Channels";
+}
+
+const char16_t* ErrorText(int code) {
+    switch (code) {
+    case OP_EREAD: return u"the file can't be read";
+    case OP_ENOTFORMAT: return u"it holds no Opus stream";
+    case OP_EVERSION: return u"the Opus version is unknown";
+    case OP_EBADHEADER: return u"the Opus headers are damaged";
+    case OP_EIMPL: return u"it uses a feature this decoder lacks";
+    case OP_HOLE: return u"data is missing";
+    case OP_EBADPACKET: return u"a packet is damaged";
+    default: return u"the stream is damaged";
+    }
+}
+
+class OpusFileDecoder final : public tvkit::DecoderBase {
+public:
+    using DecoderBase::DecoderBase;
+    ~OpusFileDecoder() override { Release(); }
+
+    int32_t GetProperty(std::u16string_view name, PluginArgs& args) override {
+        if (name == u"Decodes") return tvkit::AnswerListing(kDecodes, std::size(kDecodes), args);
+        return DecoderBase::GetProperty(name, args);
+    }
+
+    int32_t SetProperty(std::u16string_view name, PluginArgs& args) override {
+        if (name == u"IDTags") return tvtags::SetIDTagsProperty(args, Log(), tvtags::FileKind::Opus);
+        return DecoderBase::SetProperty(name, args);
+    }
+
+    int32_t Open(OpenFileRecord& rec) override {
+        static const char* const kFunction = "Opus::Open";
+        if (file) {
+            Log().Error(u"Error: The decoder is already open.", kFunction);
+            return 0;
+        }
+        path = std::u16string(tvkit::View16(rec.Path));
+        int err = 0;
+        file = op_open_file(tvkit::Utf16ToUtf8(path).c_str(), &err);
+        if (!file) {
+            Log().Error(u"Error: Unable to read Opus file '" + path + u"': " + ErrorText(err) + u".", kFunction);
+            return 0;
+        }
+        const int ch = op_channel_count(file, -1);
+        if (ch < 1 || ch > static_cast<int>(lossy::kMaxChannels) || op_link_count(file) != 1) {
+            Log().Error(u"Error: Opus file '" + path + u"' has a shape this decoder can't deliver (one stream of 1 to 8 channels).",
+                        kFunction);
+            Release();
+            return 0;
+        }
+        channels = static_cast<unsigned>(ch);
+        const ogg_int64_t length = op_pcm_total(file, -1);
+        total = length > 0 ? static_cast<uint64_t>(length) : 0;
+        format = lossy::MakePcm16(channels, kRate);
+        rec.Format = format;
+        rec.BitsPerSecond = kRate * channels * 16;
+        rec.LengthBytes = static_cast<int64_t>(total * format.Format.nBlockAlign);
+        rec.LengthMs = static_cast<int64_t>(total * 1000 / kRate);
+        BuildTags();
+        rec.IDTags = idTags.Data();
+        rec.IDTagsSize = idTags.Size();
+        rec.InfoTags = infoTags.Data();
+        rec.InfoTagsSize = infoTags.Size();
+        pending.resize((kBlockFrames + kMaxFrameSamples) * format.Format.nBlockAlign);
+        floats.resize(kMaxFrameSamples * channels);
+        return 1;
+    }
+
+    int32_t DecodeBlock(AudioBlockRecord& out) override {
+        static const char* const kFunction = "Opus::DecodeBlock";
+        if (!file) return 0;
+        out.Format = format;
+        out.BitsPerSecond = format.Format.nAvgBytesPerSec * 8;
+        out.PositionMs = static_cast<int64_t>(delivered * 1000 / kRate);
+        size_t frames = 0;
+        while (!ended && frames < kBlockFrames) {
+            const int n = op_read_float(file, floats.data(), static_cast<int>(floats.size()), nullptr);
+            if (n == 0) {
+                ended = true;
+            } else if (n < 0) {
+                Log().Error(u"Error: Opus stream is corrupt at " + lossy::TimeText(delivered + frames, kRate) + u": " +
+                                ErrorText(n) + u".",
+                            kFunction);
+                return 0;
+            } else {
+                lossy::VorbisInterleavedToPcm16(floats.data(), channels, static_cast<size_t>(n),
+                                                pending.data() + frames * format.Format.nBlockAlign);
+                frames += static_cast<size_t>(n);
+            }
+        }
+        delivered += frames;
+        if (ended && !CheckEnd(kFunction)) return 0;
+        out.Data = frames ? pending.data() : nullptr;
+        out.Size = static_cast<uint32_t>(frames * format.Format.nBlockAlign);
+        out.BlockLengthMs = static_cast<int64_t>(frames * 1000 / kRate);
+        if (ended) out.EndOfStream = 1;
+        return 1;
+    }
+
+    int32_t Close(ConversionRecord*) override {
+        Release();
+        return 1;
+    }
+
+private:
+    // opusfile ends quietly where a file was cut.
+    bool CheckEnd(const char* function) {
+        if (delivered >= total && oggtail::FileEndsWithFinalPage(path)) return true;
+        Log().Error(u"Error: Opus stream is truncated at " + lossy::TimeText(delivered, kRate) + u".", function);
+        return false;
+    }
+
+    void BuildTags() {
+        std::u16string error;
+        if (!tvtags::ReadFileTags(path, idTags, error, tvtags::FileKind::Opus))
+            Log().Debug(u"No tags read from '" + path + u"': " + error);  // the audio is still good
+        const uint64_t ms = total * 1000 / kRate;
+        const opus_int32 bitrate = op_bitrate(file, -1);
+        const unsigned kbps = bitrate > 0 ? static_cast<unsigned>(bitrate / 1000) : 0;
+        infoTags.Clear();
+        infoTags.Add(u"Audio Quality", u"VBR (about " + Num(kbps) + u" kbps)");
+        infoTags.Add(u"Codec", u"Ogg Opus");
+        const OpusTags* tags = op_tags(file, -1);
+        if (tags && tags->vendor) infoTags.AddUtf8(u"Encoder", tags->vendor);
+        infoTags.Add(u"Bit Rate", Num(kbps) + u" kbps");
+        infoTags.Add(u"Sample Rate", Num(kRate));
+        infoTags.Add(u"Channels", ChannelsText(channels));
+        infoTags.Add(u"Length", Num(ms) + u" ms");
+        infoTags.Add(u"File Name", path);
+    }
+
+    void Release() {
+        if (file) op_free(file);
+        file = nullptr;
+    }
+
+    OggOpusFile* file = nullptr;
+    std::u16string path;
+    unsigned channels = 0;
+    uint64_t total = 0, delivered = 0;
+    bool ended = false;
+    TvWaveFormatExtensible format{};
+    std::vector<uint8_t> pending;
+    std::vector<float> floats;
+    tvkit::TagBlockWriter idTags, infoTags;
+};
+
+}  // namespace
+
+TV_KIT_DECODER_EXPORTS(OpusFileDecoder)

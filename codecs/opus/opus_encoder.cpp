@@ -1,0 +1,233 @@
+// encoder/opus.so: PCM to Ogg Opus through libopusenc. Options as the opusenc tool takes them:
+// --bitrate n (kbps; default 96 mono, 128 stereo, 64 a channel above), --comp n (complexity
+// 0..10), --vbr, --cvbr, --hard-cbr. Opus runs at 48 kHz: other rates go through libsoxr at
+// high quality first. 1 to 8 channels; above stereo with the Vorbis channel layout (mapping
+// family 1). The host writes the tags afterwards through decoder/opus.so.
+#include <opusenc.h>
+#include <soxr.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "lossy_pcm.h"
+#include "tvkit/plugin_base.h"
+#include "tvkit/text.h"
+
+namespace {
+
+constexpr unsigned kRate = 48000;
+constexpr size_t kChunkFrames = 4096;  // input frames converted per step
+constexpr long kMinKbps = 6, kMaxKbps = 512;
+
+enum class RateMode { Vbr, Cvbr, Cbr };
+
+struct Settings {
+    long kbps = 0;  // 0: by channel count
+    long complexity = -1;
+    RateMode mode = RateMode::Vbr;
+    std::u16string ignored, invalid;
+};
+
+Settings ParseSettings(std::u16string_view line) {
+    Settings s;
+    for (const lossy::Option& o : lossy::SplitOptions(line, {u"--bitrate", u"--comp"})) {
+        const std::u16string word = o.value.empty() ? o.name : o.name + u" " + o.value;
+        if (o.name == u"--bitrate") {
+            double kbps = 0;
+            if (lossy::ParseDecimal(o.value, kMinKbps, kMaxKbps, kbps)) s.kbps = static_cast<long>(kbps + 0.5);
+            else s.invalid += u" " + word;
+        } else if (o.name == u"--comp") {
+            if (!lossy::ParseNumber(o.value, 0, 10, s.complexity)) s.invalid += u" " + word;
+        } else if (o.name == u"--vbr") {
+            s.mode = RateMode::Vbr;
+        } else if (o.name == u"--cvbr") {
+            s.mode = RateMode::Cvbr;
+        } else if (o.name == u"--hard-cbr") {
+            s.mode = RateMode::Cbr;
+        } else if (!o.name.empty()) {
+            s.ignored += u" " + word;
+        }
+    }
+    return s;
+}
+
+long DefaultKbps(unsigned channels) { return channels == 1 ? 96 : channels == 2 ? 128 : 64 * static_cast<long>(channels); }
+
+class OpusFileEncoder final : public tvkit::EncoderBase {
+public:
+    using EncoderBase::EncoderBase;
+    ~OpusFileEncoder() override { Release(); }
+
+    int32_t GetProperty(std::u16string_view name, PluginArgs& args) override {
+        if (name == u"Extension") {
+            args.Text = u".opus";
+            return 1;
+        }
+        if (name == u"IsLossless") return 0;
+        return EncoderBase::GetProperty(name, args);
+    }
+
+    int32_t BeginConversion(ConversionRecord& conv) override {
+        static const char* const kFunction = "Opus::BeginConversion";
+        if (encoder || !conv.Format) {
+            Log().Error(u"Error: No conversion to begin.", kFunction);
+            return 0;
+        }
+        settings = ParseSettings(tvkit::View16(conv.CommandLine));
+        if (!settings.invalid.empty()) {
+            Log().Error(u"Error: Invalid Opus options:" + settings.invalid + u" (--bitrate 6..512, --comp 0..10).", kFunction);
+            return 0;
+        }
+        if (!settings.ignored.empty())
+            Log().Info(u"Options not known to the Opus encoder were ignored:" + settings.ignored, kFunction);
+        path = std::u16string(tvkit::View16(conv.OutputFile));
+        return Start(conv.Format->Format, kFunction) ? 1 : 0;
+    }
+
+    int32_t EncodeBlock(AudioBlockRecord& block) override {
+        static const char* const kFunction = "Opus::EncodeBlock";
+        if (!encoder) return 0;
+        if (!block.Data || block.Size == 0) return 1;
+        if (!lossy::SameShape(block.Format, format)) {
+            if (written) {
+                Log().Error(u"Error: The audio format changed in the middle of '" + path + u"'.", kFunction);
+                return 0;
+            }
+            Release();  // a DSP changed the format before any audio came: start anew
+            if (!Start(block.Format, kFunction)) return 0;
+        }
+        const auto* p = static_cast<const uint8_t*>(block.Data);
+        size_t frames = block.Size / layout.frameBytes;
+        while (frames) {
+            const size_t n = frames < kChunkFrames ? frames : kChunkFrames;
+            lossy::ToFloat(p, n * layout.channels, layout, input.data());
+            if (!Feed(input.data(), n, kFunction)) return 0;
+            p += n * layout.frameBytes;
+            frames -= n;
+            written += n;
+        }
+        return 1;
+    }
+
+    int32_t EndConversion(ConversionRecord&, uint32_t& writeTags) override {
+        static const char* const kFunction = "Opus::EndConversion";
+        writeTags = 0;
+        if (!encoder) return 0;
+        bool ok = !resampler || Feed(nullptr, 0, kFunction);
+        if (ok) {
+            const int r = ope_encoder_drain(encoder);
+            ok = r == OPE_OK;
+            if (!ok)
+                Log().Error(u"Error: Unable to finish Opus file '" + path + u"': " + tvkit::Utf8ToUtf16(ope_strerror(r)),
+                            kFunction);
+        }
+        Release();
+        writeTags = ok ? 1 : 0;
+        return ok ? 1 : 0;
+    }
+
+private:
+    bool Start(const TvWaveFormatExtensible& f, const char* function) {
+        if (!lossy::ReadLayout(f, layout) || layout.channels > lossy::kMaxChannels) {
+            Log().Error(u"Error: Opus takes PCM or float audio of 1 to 8 channels; this audio is " + lossy::Describe(f) + u".",
+                        function);
+            return false;
+        }
+        format = f;
+        if (layout.rate != kRate) {
+            soxr_error_t err = nullptr;
+            const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
+            const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
+            resampler = soxr_create(layout.rate, kRate, layout.channels, &err, &io, &quality, nullptr);
+            if (!resampler) {
+                Log().Error(u"Error: Unable to resample " + lossy::Describe(f) + u" to 48000 Hz: " +
+                                tvkit::Utf8ToUtf16(err ? err : "unknown error"),
+                            function);
+                return false;
+            }
+        }
+        comments = ope_comments_create();  // the host's tag writer fills them later
+        int err = OPE_OK;
+        if (comments)
+            encoder = ope_encoder_create_file(std::filesystem::path(tvkit::Utf16ToUtf8(path)).c_str(), comments, kRate,
+                                              static_cast<int>(layout.channels), layout.channels > 2 ? 1 : 0, &err);
+        if (!encoder) {
+            Log().Error(u"Error: Unable to create file '" + path + u"': " +
+                            tvkit::Utf8ToUtf16(comments ? ope_strerror(err) : "out of memory"),
+                        function);
+            Release();
+            return false;
+        }
+        const long kbps = settings.kbps ? settings.kbps : DefaultKbps(layout.channels);
+        ope_encoder_ctl(encoder, OPUS_SET_BITRATE(static_cast<opus_int32>(kbps * 1000)));
+        ope_encoder_ctl(encoder, OPUS_SET_VBR(settings.mode == RateMode::Cbr ? 0 : 1));
+        ope_encoder_ctl(encoder, OPUS_SET_VBR_CONSTRAINT(settings.mode == RateMode::Cvbr ? 1 : 0));
+        if (settings.complexity >= 0) ope_encoder_ctl(encoder, OPUS_SET_COMPLEXITY(static_cast<opus_int32>(settings.complexity)));
+        input.resize(kChunkFrames * layout.channels);
+        resampled.resize((kChunkFrames * kRate / layout.rate + 64) * layout.channels);
+        ordered.resize(resampled.size());
+        written = 0;
+        return true;
+    }
+
+    // Input frames through the resampler (data null: its tail) to the encoder.
+    bool Feed(const float* data, size_t frames, const char* function) {
+        if (!resampler) return Encode(data, frames, function);
+        size_t consumed = 0;
+        for (;;) {
+            size_t used = 0, made = 0;
+            const soxr_error_t err = soxr_process(resampler, data ? data + consumed * layout.channels : nullptr,
+                                                  data ? frames - consumed : 0, &used, resampled.data(),
+                                                  resampled.size() / layout.channels, &made);
+            if (err) {
+                Log().Error(u"Error: Resampling for '" + path + u"' failed: " + tvkit::Utf8ToUtf16(err), function);
+                return false;
+            }
+            consumed += used;
+            if (made && !Encode(resampled.data(), made, function)) return false;
+            if (data ? consumed >= frames && made == 0 : made == 0) return true;
+        }
+    }
+
+    bool Encode(const float* data, size_t frames, const char* function) {
+        const float* src = data;
+        if (layout.channels > 2) {
+            // Family 1 takes the Vorbis channel order.
+            const unsigned n = layout.channels;
+            if (ordered.size() < frames * n) ordered.resize(frames * n);
+            for (size_t i = 0; i < frames; ++i)
+                for (unsigned c = 0; c < n; ++c) ordered[i * n + lossy::VorbisIndexOfWave(n, c)] = data[i * n + c];
+            src = ordered.data();
+        }
+        const int r = ope_encoder_write_float(encoder, src, static_cast<int>(frames));
+        if (r != OPE_OK) {
+            Log().Error(u"Error: Opus encoding of '" + path + u"' failed: " + tvkit::Utf8ToUtf16(ope_strerror(r)), function);
+            return false;
+        }
+        return true;
+    }
+
+    void Release() {
+        if (encoder) ope_encoder_destroy(encoder);
+        encoder = nullptr;
+        if (comments) ope_comments_destroy(comments);
+        comments = nullptr;
+        if (resampler) soxr_delete(resampler);
+        resampler = nullptr;
+    }
+
+    OggOpusEnc* encoder = nullptr;
+    OggOpusComments* comments = nullptr;
+    soxr_t resampler = nullptr;
+    Settings settings;
+    std::u16string path;
+    TvWaveFormatExtensible format{};
+    lossy::Layout layout;
+    std::vector<float> input, resampled, ordered;
+    uint64_t written = 0;
+};
+
+}  // namespace
+
+TV_KIT_ENCODER_EXPORTS(OpusFileEncoder)

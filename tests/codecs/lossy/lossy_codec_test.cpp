@@ -1,0 +1,198 @@
+// The MP3, Vorbis and Opus plug-ins through the host's wrappers: round trips keep the length
+// (MP3 to the sample), the sound and the channel order; options, quality facts and refusals.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "lossy_test_util.h"
+
+using namespace codectest;
+using namespace lossytest;
+
+namespace {
+
+const PluginLogHandles kNoLogs{0, 0, 0};
+
+struct Trip {
+    Decoded decoded;
+    int encodeResult = -1;
+};
+
+// Encodes a tone of the given layout with the plug-in pair and decodes it again.
+Trip RoundTrip(const char* codec, const char* ext, const std::string& name, OpenFileRecord rec, unsigned frames,
+               const char16_t* options, clTvDecoder& dec) {
+    const Bytes pcm = Tone(rec, frames);
+    const std::string out = TempPath("lossy_" + name + ext);
+    std::filesystem::remove(out);
+    rec.LengthBytes = int64_t(pcm.size());
+    Trip t;
+    t.encodeResult = EncodeAll((std::string("encoder/") + codec + ".so").c_str(), rec, pcm, out, options, kNoLogs);
+    if (t.encodeResult == 1) t.decoded = DecodeAll(dec, (std::string("decoder/") + codec + ".so").c_str(), out, kNoLogs);
+    return t;
+}
+
+}  // namespace
+
+TEST(LossyCodecs, Mp3RoundTripKeepsTheSampleCountAndTheSound) {
+    struct Case {
+        const char* name;
+        unsigned bits, channels, rate;
+        bool isFloat;
+        const char16_t* options;
+        const char16_t* quality;  // start of "Audio Quality"
+    };
+    const Case cases[] = {
+        {"mp3_v2", 16, 2, 44100, false, u"", u"V2 (about "},
+        {"mp3_cbr", 24, 2, 48000, false, u" -b=\"320\"", u"CBR 320 kbps"},
+        {"mp3_abr", 32, 1, 32000, true, u"--abr 96 -q 2", u"ABR 96 kbps"},
+        {"mp3_v5", 8, 1, 22050, false, u"-V5", u"V5 (about "},
+        {"mp3_8k", 32, 2, 8000, false, u"-V 4", u"V4 (about "},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const unsigned frames = c.rate + 1234;  // a second and a bit: no whole number of MP3 frames
+        clTvDecoder dec;
+        const Trip t = RoundTrip("mp3", ".mp3", c.name, Record(c.bits, c.channels, c.rate, c.isFloat), frames, c.options, dec);
+        ASSERT_EQ(1, t.encodeResult);
+        ASSERT_TRUE(t.decoded.opened);
+        ASSERT_FALSE(t.decoded.failed);
+        const OpenFileRecord& r = t.decoded.rec;
+        EXPECT_EQ(size_t(frames) * 2 * c.channels, t.decoded.audio.size());
+        EXPECT_EQ(int64_t(frames) * 2 * c.channels, int64_t{r.LengthBytes});
+        EXPECT_EQ(c.rate, unsigned{r.Format.Format.nSamplesPerSec});
+        EXPECT_EQ(16u, unsigned{r.Format.Format.wBitsPerSample});
+        const size_t tenth = size_t(c.rate) / 10 * r.Format.Format.nBlockAlign;
+        for (size_t i = 0; i + 1 < t.decoded.blockSizes.size(); ++i) EXPECT_NEAR(double(t.decoded.blockSizes[i]), double(tenth), 2.0 * c.channels);
+        // Gapless: the decoded tone lies exactly on the source, so the difference is the codec's noise only.
+        for (unsigned ch = 0; ch < c.channels; ++ch) EXPECT_GT(ChannelSnr(t.decoded.audio, c.channels, ch, c.rate), 15.0);
+        const std::u16string quality = TagOf(r.InfoTags, r.InfoTagsSize, u"Audio Quality");
+        EXPECT_EQ(0u, quality.find(c.quality)) << XString(quality.c_str()).ToStdUtf8();
+        EXPECT_EQ(0u, TagOf(r.InfoTags, r.InfoTagsSize, u"Encoder").find(u"LAME"));
+        EXPECT_FALSE(TagOf(r.InfoTags, r.InfoTagsSize, u"Bit Rate").empty());
+    }
+    // The reference decoder agrees on the length (it reads the same LAME frame).
+    const std::string wav = TempPath("lossy_mp3_v2_ref.wav");
+    ASSERT_FALSE(RunCommand("mpg123 -q -w '" + wav + "' '" + TempPath("lossy_mp3_v2.mp3") + "' && echo ok").empty());
+    EXPECT_EQ(44u + size_t(44100 + 1234) * 4, std::filesystem::file_size(wav));
+}
+
+TEST(LossyCodecs, VorbisAndOpusRoundTripsKeepLengthSoundAndChannelOrder) {
+    struct Case {
+        const char* codec;
+        const char* ext;
+        const char* name;
+        unsigned bits, channels, rate;
+        bool isFloat;
+        const char16_t* options;
+    };
+    const Case cases[] = {
+        {"vorbis", ".ogg", "vorbis_stereo", 16, 2, 44100, false, u""},
+        {"vorbis", ".ogg", "vorbis_6ch", 24, 6, 48000, false, u"-q 3"},
+        {"vorbis", ".ogg", "vorbis_float", 32, 1, 32000, true, u"-q=\"7.5\""},
+        {"opus", ".opus", "opus_stereo", 16, 2, 48000, false, u""},
+        {"opus", ".opus", "opus_8ch", 16, 8, 48000, false, u"--bitrate 384"},
+        {"opus", ".opus", "opus_mono_float", 32, 1, 48000, true, u"--bitrate=64 --comp 5"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const unsigned frames = c.rate + 777;
+        clTvDecoder dec;
+        const Trip t = RoundTrip(c.codec, c.ext, c.name, Record(c.bits, c.channels, c.rate, c.isFloat), frames, c.options, dec);
+        ASSERT_EQ(1, t.encodeResult);
+        ASSERT_TRUE(t.decoded.opened);
+        ASSERT_FALSE(t.decoded.failed);
+        const OpenFileRecord& r = t.decoded.rec;
+        EXPECT_EQ(size_t(frames) * 2 * c.channels, t.decoded.audio.size());
+        EXPECT_EQ(int64_t(t.decoded.audio.size()), int64_t{r.LengthBytes});
+        EXPECT_EQ(c.channels, unsigned{r.Format.Format.nChannels});
+        // Each channel comes back as its own tone, in its own place (a swapped one would be far
+        // below 0 dB). The LFE is coded coarsely.
+        for (unsigned ch = 0; ch < c.channels; ++ch)
+            EXPECT_GT(ChannelSnr(t.decoded.audio, c.channels, ch, c.rate), c.channels >= 6 && ch == 3 ? 6.0 : 15.0) << ch;
+        EXPECT_EQ(0u, TagOf(r.InfoTags, r.InfoTagsSize, u"Audio Quality").find(u"VBR (about "));
+        EXPECT_FALSE(TagOf(r.InfoTags, r.InfoTagsSize, u"Encoder").empty());
+    }
+}
+
+TEST(LossyCodecs, OpusResamplesOtherRatesTo48k) {
+    for (unsigned rate : {44100u, 22050u}) {
+        SCOPED_TRACE(rate);
+        clTvDecoder dec;
+        const unsigned frames = rate + rate / 2;
+        const Trip t = RoundTrip("opus", ".opus", "opus_" + std::to_string(rate), Record(24, 2, rate), frames, u"", dec);
+        ASSERT_EQ(1, t.encodeResult);
+        ASSERT_TRUE(t.decoded.opened);
+        EXPECT_EQ(48000u, unsigned{t.decoded.rec.Format.Format.nSamplesPerSec});
+        const double expected = double(frames) * 48000 / rate;
+        EXPECT_NEAR(expected, double(t.decoded.audio.size() / 4), 2.0);
+        // The tones keep their pitch and loudness: compared at the new rate.
+        for (unsigned ch = 0; ch < 2; ++ch) EXPECT_GT(ChannelSnr(t.decoded.audio, 2, ch, 48000), 15.0);
+    }
+}
+
+TEST(LossyCodecs, PropertiesAndRefusals) {
+    struct Enc {
+        const char* plugin;
+        const char16_t* ext;
+    };
+    for (const Enc& e : {Enc{"encoder/mp3.so", u".mp3"}, Enc{"encoder/vorbis.so", u".ogg"}, Enc{"encoder/opus.so", u".opus"}}) {
+        clTvEncoder enc;
+        ASSERT_TRUE(enc.LoadFile(Plugin(e.plugin)));
+        ASSERT_TRUE(enc.Create(&kNoLogs));
+        PluginArgs args{};
+        ASSERT_NE(0, enc.Get(u"Extension", &args));
+        EXPECT_EQ(XString(e.ext), XString(args.Text));
+        args = {};
+        EXPECT_EQ(0, enc.Get(u"IsLossless", &args));
+    }
+    struct Dec {
+        const char* plugin;
+        std::vector<const char16_t*> exts;
+    };
+    for (const Dec& d : {Dec{"decoder/mp3.so", {u".mp3"}}, Dec{"decoder/vorbis.so", {u".ogg", u".oga"}},
+                         Dec{"decoder/opus.so", {u".opus"}}}) {
+        clTvDecoder dec;
+        ASSERT_TRUE(dec.LoadFile(Plugin(d.plugin), XString(u".x")));
+        ASSERT_TRUE(dec.Create(&kNoLogs));
+        for (uint32_t i = 0; i <= d.exts.size(); ++i) {
+            PluginArgs args{};
+            args.Index = i;
+            if (i == d.exts.size()) {
+                EXPECT_EQ(0, dec.Get(u"Decodes", &args));
+            } else {
+                ASSERT_NE(0, dec.Get(u"Decodes", &args));
+                EXPECT_EQ(XString(d.exts[i]), XString(args.Text));
+            }
+        }
+    }
+
+    // Refused in ENC_BeginConversion, before anything is written, with what is supported.
+    struct Refusal {
+        const char* plugin;
+        OpenFileRecord rec;
+        const char16_t* options;
+        const char* says;
+    };
+    const Refusal refusals[] = {
+        {"encoder/mp3.so", Record(16, 8, 48000), u"", "mono or stereo"},
+        {"encoder/mp3.so", Record(16, 2, 96000), u"", "44100 or 48000 Hz"},
+        {"encoder/mp3.so", Record(16, 2, 44100), u"-b 100", "Invalid MP3 options"},
+        {"encoder/mp3.so", Record(16, 2, 44100), u"-V 11", "Invalid MP3 options"},
+        {"encoder/vorbis.so", Record(16, 2, 44100), u"-q 12", "Invalid Vorbis options"},
+        {"encoder/opus.so", Record(16, 2, 44100), u"--bitrate 2", "Invalid Opus options"},
+        {"encoder/opus.so", Record(16, 2, 44100, false), u"", nullptr},
+    };
+    for (const Refusal& r : refusals) {
+        if (!r.says) continue;
+        SCOPED_TRACE(r.says);
+        LogFile errors;
+        const PluginLogHandles logs{errors.Handle(), 0, 0};
+        const std::string out = TempPath("lossy_refused.out");
+        std::filesystem::remove(out);
+        OpenFileRecord rec = r.rec;
+        EXPECT_EQ(-1, EncodeAll(r.plugin, rec, Tone(rec, 1000), out, r.options, logs));
+        EXPECT_FALSE(std::filesystem::exists(out));
+        EXPECT_EQ(1u, ErrorLines(errors.Text()));
+        EXPECT_NE(std::string::npos, errors.Text().find(r.says)) << errors.Text();
+    }
+}
