@@ -121,9 +121,11 @@ public:
                 long newRate = 0;
                 int newChannels = 0, enc = 0;
                 mpg123_getformat(handle, &newRate, &newChannels, &enc);
+                // A frame of another rate or channel count in one file is damage, not a feature.
                 if (static_cast<unsigned>(newRate) != rate || static_cast<unsigned>(newChannels) != channels) {
-                    Log().Error(u"Error: MP3 stream changes its format at " +
-                                    lossy::TimeText(delivered + filled / format.Format.nBlockAlign, rate) + u".",
+                    Log().Error(u"Error: MP3 stream is corrupt at " +
+                                    lossy::TimeText(delivered + filled / format.Format.nBlockAlign, rate) +
+                                    u": a frame of another format follows.",
                                 kFunction);
                     return 0;
                 }

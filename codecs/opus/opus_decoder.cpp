@@ -82,6 +82,8 @@ public:
             return 0;
         }
         channels = static_cast<unsigned>(ch);
+        const OpusHead* head = op_head(file, -1);
+        preSkip = head ? head->pre_skip : 0;
         const ogg_int64_t length = op_pcm_total(file, -1);
         total = length > 0 ? static_cast<uint64_t>(length) : 0;
         format = lossy::MakePcm16(channels, kRate);
@@ -136,10 +138,16 @@ public:
     }
 
 private:
-    // opusfile ends quietly where a file was cut.
+    // opusfile ends quietly where a file was cut, and a damaged page in the middle can make it
+    // take an early page for the last: the final page's position tells both apart from a
+    // sound stream (which starts at position 0, as every encoder writes it).
     bool CheckEnd(const char* function) {
-        if (delivered >= total && oggtail::FileEndsWithFinalPage(path)) return true;
-        Log().Error(u"Error: Opus stream is truncated at " + lossy::TimeText(delivered, kRate) + u".", function);
+        int64_t granule = 0;
+        const bool final = oggtail::FileEndsWithFinalPage(path, granule);
+        if (final && delivered >= total && granule - preSkip <= static_cast<int64_t>(delivered)) return true;
+        Log().Error(u"Error: Opus stream is " + std::u16string(final ? u"corrupt" : u"truncated") + u" at " +
+                        lossy::TimeText(delivered, kRate) + u".",
+                    function);
         return false;
     }
 
@@ -170,6 +178,7 @@ private:
     OggOpusFile* file = nullptr;
     std::u16string path;
     unsigned channels = 0;
+    int64_t preSkip = 0;
     uint64_t total = 0, delivered = 0;
     bool ended = false;
     TvWaveFormatExtensible format{};

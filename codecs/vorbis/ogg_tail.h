@@ -12,10 +12,10 @@ namespace oggtail {
 constexpr size_t kTailBytes = 65307;
 
 // tail: the last bytes of the file (all of it when shorter). True when they end with a whole
-// page whose end-of-stream flag is set.
-bool EndsWithFinalPage(const uint8_t* tail, size_t size);
+// page whose end-of-stream flag is set; granule then holds that page's granule position.
+bool EndsWithFinalPage(const uint8_t* tail, size_t size, int64_t& granule);
 
 // The same for a file; false when it can't be read.
-bool FileEndsWithFinalPage(std::u16string_view path);
+bool FileEndsWithFinalPage(std::u16string_view path, int64_t& granule);
 
 }  // namespace oggtail

@@ -138,7 +138,8 @@ public:
 private:
     // vorbisfile ends quietly where a file was cut.
     bool CheckEnd(const char* function) {
-        if (delivered >= total && oggtail::FileEndsWithFinalPage(path)) return true;
+        int64_t granule = 0;
+        if (delivered >= total && oggtail::FileEndsWithFinalPage(path, granule)) return true;
         Log().Error(u"Error: Ogg Vorbis stream is truncated at " + lossy::TimeText(delivered, rate) + u".", function);
         return false;
     }
