@@ -143,7 +143,7 @@ private:
     // sound stream (which starts at position 0, as every encoder writes it).
     bool CheckEnd(const char* function) {
         int64_t granule = 0;
-        const bool final = oggtail::FileEndsWithFinalPage(path, granule);
+        const bool final = oggtail::FileEndsWithFinalPage(tvkit::Utf16ToUtf8(path), granule);
         if (final && delivered >= total && granule - preSkip <= static_cast<int64_t>(delivered)) return true;
         Log().Error(u"Error: Opus stream is " + std::u16string(final ? u"corrupt" : u"truncated") + u" at " +
                         lossy::TimeText(delivered, kRate) + u".",

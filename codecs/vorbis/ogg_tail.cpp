@@ -5,8 +5,6 @@
 #include <fstream>
 #include <vector>
 
-#include "tvkit/text.h"
-
 namespace oggtail {
 
 namespace {
@@ -34,8 +32,8 @@ bool EndsWithFinalPage(const uint8_t* tail, size_t size, int64_t& granule) {
     return false;
 }
 
-bool FileEndsWithFinalPage(std::u16string_view path, int64_t& granule) {
-    std::ifstream in(std::filesystem::path(tvkit::Utf16ToUtf8(path)), std::ios::binary | std::ios::ate);
+bool FileEndsWithFinalPage(const std::string& utf8Path, int64_t& granule) {
+    std::ifstream in(std::filesystem::path(utf8Path), std::ios::binary | std::ios::ate);
     if (!in) return false;
     const std::streamoff size = in.tellg();
     const std::streamoff take = size < static_cast<std::streamoff>(kTailBytes) ? size : static_cast<std::streamoff>(kTailBytes);

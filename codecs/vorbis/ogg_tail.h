@@ -4,7 +4,7 @@
 // to tell a truncated file from a short one. Shared with the Opus decoder.
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
+#include <string>
 
 namespace oggtail {
 
@@ -16,6 +16,6 @@ constexpr size_t kTailBytes = 65307;
 bool EndsWithFinalPage(const uint8_t* tail, size_t size, int64_t& granule);
 
 // The same for a file; false when it can't be read.
-bool FileEndsWithFinalPage(std::u16string_view path, int64_t& granule);
+bool FileEndsWithFinalPage(const std::string& utf8Path, int64_t& granule);
 
 }  // namespace oggtail

@@ -139,7 +139,7 @@ private:
     // vorbisfile ends quietly where a file was cut.
     bool CheckEnd(const char* function) {
         int64_t granule = 0;
-        if (delivered >= total && oggtail::FileEndsWithFinalPage(path, granule)) return true;
+        if (delivered >= total && oggtail::FileEndsWithFinalPage(tvkit::Utf16ToUtf8(path), granule)) return true;
         Log().Error(u"Error: Ogg Vorbis stream is truncated at " + lossy::TimeText(delivered, rate) + u".", function);
         return false;
     }
