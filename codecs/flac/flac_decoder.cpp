@@ -100,7 +100,6 @@ public:
         rec.InfoTags = infoTags.Data();
         rec.InfoTagsSize = infoTags.Size();
         blockBytes = (rate + kBlocksPerSecond - 1) / kBlocksPerSecond * format.Format.nBlockAlign;
-        pending.reserve(blockBytes * 2);
         return 1;
     }
 
@@ -110,8 +109,8 @@ public:
         out.Format = format;
         out.BitsPerSecond = format.Format.nAvgBytesPerSec * 8;
         out.PositionMs = static_cast<int64_t>(delivered * 1000 / rate);
-        pending.clear();
-        while (!ended && pending.size() < blockBytes) {
+        pending.Clear();
+        while (!ended && pending.Size() < blockBytes) {
             if (FLAC__stream_decoder_get_state(decoder) == FLAC__STREAM_DECODER_END_OF_STREAM) {
                 ended = true;
                 break;
@@ -130,9 +129,9 @@ public:
             }
         }
         if (ended && !finished && !Finish(kFunction)) return 0;
-        const size_t frames = pending.size() / format.Format.nBlockAlign;
-        out.Data = pending.empty() ? nullptr : pending.data();
-        out.Size = static_cast<uint32_t>(pending.size());
+        const size_t frames = pending.Size() / format.Format.nBlockAlign;
+        out.Data = pending.Size() ? pending.Data() : nullptr;
+        out.Size = static_cast<uint32_t>(pending.Size());
         out.BlockLengthMs = static_cast<int64_t>(frames * 1000 / rate);
         delivered += frames;
         if (ended) out.EndOfStream = 1;
@@ -249,7 +248,7 @@ private:
     bool ended = false, finished = false;
     TvWaveFormatExtensible format{};
     size_t blockBytes = 0;
-    std::vector<uint8_t> pending;
+    flacpcm::ByteBuffer pending;
     tvkit::TagBlockWriter idTags, infoTags;
 };
 

@@ -23,6 +23,7 @@ constexpr unsigned kMinDepth = 4;
 constexpr unsigned kMaxDepth = 32;
 constexpr unsigned kMaxRate = 1048575;  // the 20-bit rate field of STREAMINFO
 constexpr size_t kChunkFrames = 4096;   // frames converted per libFLAC call
+constexpr unsigned kSeekSpacingSeconds = 10;
 
 struct Settings {
     unsigned level = kDefaultLevel;
@@ -51,7 +52,8 @@ Settings ParseSettings(std::u16string_view line) {
         } else if (word == u"--no-verify") {
             s.verify = false;
         } else {
-            s.ignored += (s.ignored.empty() ? u"" : u" ") + std::u16string(word);
+            if (!s.ignored.empty()) s.ignored += u' ';
+            s.ignored += word;
         }
     }
     return s;
@@ -81,7 +83,7 @@ public:
     using EncoderBase::EncoderBase;
     ~FlacEncoder() override {
         Release();
-        if (padding) FLAC__metadata_object_delete(padding);
+        FreeMetadata();
     }
 
     int32_t GetProperty(std::u16string_view name, PluginArgs& args) override {
@@ -171,11 +173,11 @@ private:
         FLAC__stream_encoder_set_compression_level(encoder, settings.level);
         FLAC__stream_encoder_set_verify(encoder, settings.verify);
         if (frames) FLAC__stream_encoder_set_total_samples_estimate(encoder, frames);
-        if (!padding) {
-            padding = FLAC__metadata_object_new(FLAC__METADATA_TYPE_PADDING);
-            if (padding) padding->length = kPaddingBytes;
+        if (!SetMetadata(frames, f.Format.nSamplesPerSec)) {
+            Log().Error(u"Error: Out of memory.", function);
+            Release();
+            return false;
         }
-        if (padding) FLAC__stream_encoder_set_metadata(encoder, &padding, 1);
         const std::string narrow = tvkit::Utf16ToUtf8(path);
         const FLAC__StreamEncoderInitStatus init = FLAC__stream_encoder_init_file(encoder, narrow.c_str(), nullptr, nullptr);
         if (init != FLAC__STREAM_ENCODER_INIT_STATUS_OK) {
@@ -188,6 +190,31 @@ private:
         samples.resize(kChunkFrames * channels);
         written = 0;
         return true;
+    }
+
+    // A seek table when the length is known (libFLAC fills its points in as it goes), and the
+    // padding for the tags.
+    bool SetMetadata(uint64_t frames, unsigned rate) {
+        FreeMetadata();
+        if (frames) {
+            FLAC__StreamMetadata* table = FLAC__metadata_object_new(FLAC__METADATA_TYPE_SEEKTABLE);
+            if (!table) return false;
+            metadata.push_back(table);
+            if (!FLAC__metadata_object_seektable_template_append_spaced_points_by_samples(
+                    table, rate * kSeekSpacingSeconds, frames) ||
+                !FLAC__metadata_object_seektable_template_sort(table, true))
+                return false;
+        }
+        FLAC__StreamMetadata* padding = FLAC__metadata_object_new(FLAC__METADATA_TYPE_PADDING);
+        if (!padding) return false;
+        padding->length = kPaddingBytes;
+        metadata.push_back(padding);
+        return FLAC__stream_encoder_set_metadata(encoder, metadata.data(), static_cast<unsigned>(metadata.size()));
+    }
+
+    void FreeMetadata() {
+        for (FLAC__StreamMetadata* m : metadata) FLAC__metadata_object_delete(m);
+        metadata.clear();
     }
 
     static std::u16string Describe(const TvWaveFormatExtensible& f) {
@@ -217,7 +244,7 @@ private:
     }
 
     FLAC__StreamEncoder* encoder = nullptr;
-    FLAC__StreamMetadata* padding = nullptr;
+    std::vector<FLAC__StreamMetadata*> metadata;  // must outlive the encoder's use of it
     Settings settings;
     std::u16string path;
     TvWaveFormatExtensible format{};

@@ -33,44 +33,63 @@ TvWaveFormatExtensible MakeFormat(unsigned channels, unsigned depth, unsigned ra
     return f;
 }
 
-void Pack(const int32_t* const* channels, unsigned channelCount, size_t frames, unsigned depth, std::vector<uint8_t>& out) {
+uint8_t* ByteBuffer::Append(size_t n) {
+    if (size + n > capacity) {
+        const size_t grown = (size + n) * 2;
+        std::unique_ptr<uint8_t[]> larger(new uint8_t[grown]);
+        if (size) std::memcpy(larger.get(), bytes.get(), size);
+        bytes = std::move(larger);
+        capacity = grown;
+    }
+    uint8_t* at = bytes.get() + size;
+    size += n;
+    return at;
+}
+
+void Pack(const int32_t* const* channels, unsigned channelCount, size_t frames, unsigned depth, ByteBuffer& out) {
     const unsigned container = ContainerBits(depth);
     const unsigned shift = container - depth;
-    const size_t bytes = container / 8;
-    const size_t start = out.size();
-    out.resize(start + frames * channelCount * bytes);
-    uint8_t* p = out.data() + start;
-    const size_t stride = channelCount * bytes;
-    for (unsigned c = 0; c < channelCount; ++c) {
-        const int32_t* s = channels[c];
-        uint8_t* q = p + c * bytes;
-        switch (container) {
-            case 8:
-                for (size_t i = 0; i < frames; ++i, q += stride)
-                    q[0] = static_cast<uint8_t>((static_cast<uint32_t>(s[i]) << shift) + 128);
+    uint8_t* q = out.Append(frames * channelCount * (container / 8));
+    // Frame by frame, so that the writes run straight through the buffer.
+    switch (container) {
+        case 8:
+            for (size_t i = 0; i < frames; ++i)
+                for (unsigned c = 0; c < channelCount; ++c)
+                    *q++ = static_cast<uint8_t>((static_cast<uint32_t>(channels[c][i]) << shift) + 128);
+            break;
+        case 16:
+            if (channelCount == 2 && shift == 0) {
+                const int32_t* l = channels[0];
+                const int32_t* r = channels[1];
+                for (size_t i = 0; i < frames; ++i, q += 4) {
+                    const uint32_t v = (static_cast<uint32_t>(l[i]) & 0xFFFF) | static_cast<uint32_t>(r[i]) << 16;
+                    std::memcpy(q, &v, 4);  // little-endian host, as the contract is
+                }
                 break;
-            case 16:
-                for (size_t i = 0; i < frames; ++i, q += stride) {
-                    const uint32_t v = static_cast<uint32_t>(s[i]) << shift;
+            }
+            for (size_t i = 0; i < frames; ++i)
+                for (unsigned c = 0; c < channelCount; ++c, q += 2) {
+                    const uint32_t v = static_cast<uint32_t>(channels[c][i]) << shift;
                     q[0] = static_cast<uint8_t>(v);
                     q[1] = static_cast<uint8_t>(v >> 8);
                 }
-                break;
-            case 24:
-                for (size_t i = 0; i < frames; ++i, q += stride) {
-                    const uint32_t v = static_cast<uint32_t>(s[i]) << shift;
+            break;
+        case 24:
+            for (size_t i = 0; i < frames; ++i)
+                for (unsigned c = 0; c < channelCount; ++c, q += 3) {
+                    const uint32_t v = static_cast<uint32_t>(channels[c][i]) << shift;
                     q[0] = static_cast<uint8_t>(v);
                     q[1] = static_cast<uint8_t>(v >> 8);
                     q[2] = static_cast<uint8_t>(v >> 16);
                 }
-                break;
-            default:
-                for (size_t i = 0; i < frames; ++i, q += stride) {
-                    const uint32_t v = static_cast<uint32_t>(s[i]) << shift;
-                    std::memcpy(q, &v, 4);  // little-endian host, as the contract is
+            break;
+        default:
+            for (size_t i = 0; i < frames; ++i)
+                for (unsigned c = 0; c < channelCount; ++c, q += 4) {
+                    const uint32_t v = static_cast<uint32_t>(channels[c][i]) << shift;
+                    std::memcpy(q, &v, 4);
                 }
-                break;
-        }
+            break;
     }
 }
 

@@ -4,8 +4,8 @@
 // in the high bits, as WAV keeps it.
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
-#include <vector>
 
 #include "tonvale/plugin.h"
 
@@ -18,8 +18,22 @@ unsigned ContainerBits(unsigned depth);
 // bits, otherwise extensible with the valid bits and FLAC's default speaker mask.
 TvWaveFormatExtensible MakeFormat(unsigned channels, unsigned depth, unsigned rate);
 
+// A byte buffer that grows without clearing what it adds: every byte is written right after.
+class ByteBuffer {
+public:
+    uint8_t* Data() { return bytes.get(); }
+    size_t Size() const { return size; }
+    void Clear() { size = 0; }
+    // Room for n more bytes at the end, counted in Size from now on.
+    uint8_t* Append(size_t n);
+
+private:
+    std::unique_ptr<uint8_t[]> bytes;
+    size_t size = 0, capacity = 0;
+};
+
 // Appends frames of per-channel samples to out as interleaved PCM of the container.
-void Pack(const int32_t* const* channels, unsigned channelCount, size_t frames, unsigned depth, std::vector<uint8_t>& out);
+void Pack(const int32_t* const* channels, unsigned channelCount, size_t frames, unsigned depth, ByteBuffer& out);
 
 // Reads frames of interleaved PCM (container bits, depth valid bits) into interleaved 32-bit.
 void Unpack(const uint8_t* data, size_t samples, unsigned container, unsigned depth, int32_t* out);

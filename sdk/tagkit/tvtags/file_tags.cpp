@@ -97,7 +97,8 @@ bool Resolve(std::u16string_view path, FileKind& kind, std::u16string& error) {
 }
 
 std::u16string NotValid(std::u16string_view path, FileKind kind) {
-    return u"'" + std::u16string(path) + u"' can't be read as a " + KindName(kind) + u" file";
+    std::u16string text(u"'");  // (not u"'" + text: gcc 12 warns falsely on that at -O3)
+    return text.append(path).append(u"' can't be read as a ").append(KindName(kind)).append(u" file");
 }
 
 // RIFF INFO ids and the host's names; ISFT follows the WAV decoder's reading of it.

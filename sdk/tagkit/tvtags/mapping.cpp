@@ -133,8 +133,9 @@ void PropertiesToItems(const TagLib::PropertyMap& props, Style style, std::vecto
             std::u16string value = FromTagLib(v);
             if (value.empty()) continue;
             if (known && value.find(u'/') == std::u16string::npos) {
-                if (name == u"Track" && !trackTotal.isEmpty()) value += u"/" + FromTagLib(trackTotal);
-                if (name == u"Disc" && !discTotal.isEmpty()) value += u"/" + FromTagLib(discTotal);
+                // (appended piece by piece: gcc 12 warns falsely on u"/" + text at -O3)
+                const TagLib::String& totalText = name == u"Track" ? trackTotal : discTotal;
+                if ((name == u"Track" || name == u"Disc") && !totalText.isEmpty()) value.append(u"/").append(FromTagLib(totalText));
             }
             items.push_back({name, std::move(value), {}});
         }
