@@ -38,17 +38,19 @@ inline void Put16(Bytes& b, uint32_t v) { b.push_back(uint8_t(v)); b.push_back(u
 inline void Put32(Bytes& b, uint32_t v) { Put16(b, v & 0xFFFF); Put16(b, v >> 16); }
 
 // Interleaved little-endian PCM: a tone per channel with a little noise, loud enough to use
-// the whole depth, so that every bit of the samples is exercised.
-inline Bytes Signal(unsigned bits, unsigned channels, unsigned rate, unsigned frames) {
+// the whole depth, so that every bit of the samples is exercised. A depth (valid bits) below
+// the container sits in the high bits.
+inline Bytes Signal(unsigned bits, unsigned channels, unsigned rate, unsigned frames, unsigned valid = 0) {
+    if (!valid) valid = bits;
     Bytes out;
     uint32_t noise = 12345;
-    const double full = std::ldexp(1.0, int(bits) - 1) - 1;
+    const double full = std::ldexp(1.0, int(valid) - 1) - 1;
     for (unsigned i = 0; i < frames; ++i) {
         for (unsigned c = 0; c < channels; ++c) {
             noise = noise * 1664525u + 1013904223u;
             const double tone = std::sin(2 * M_PI * (220.0 + 110.0 * c) * i / rate) * 0.8;
             const double jitter = (double(noise >> 8) / double(1 << 24) - 0.5) * 0.2;
-            const auto v = static_cast<int64_t>(std::lround((tone + jitter) * full));
+            const auto v = static_cast<int64_t>(std::lround((tone + jitter) * full)) * (int64_t{1} << (bits - valid));
             for (unsigned k = 0; k < bits / 8; ++k) out.push_back(uint8_t(uint64_t(v) >> (8 * k)));
         }
     }
@@ -56,8 +58,9 @@ inline Bytes Signal(unsigned bits, unsigned channels, unsigned rate, unsigned fr
 }
 
 // A WAV file of integer PCM: plain for 16 bit up to stereo, extensible otherwise.
-inline Bytes Wave(const Bytes& data, unsigned bits, unsigned channels, unsigned rate) {
-    const bool ext = channels > 2 || bits > 16;
+inline Bytes Wave(const Bytes& data, unsigned bits, unsigned channels, unsigned rate, unsigned valid = 0) {
+    if (!valid) valid = bits;
+    const bool ext = channels > 2 || bits > 16 || valid != bits;
     Bytes fmt;
     const unsigned align = bits / 8 * channels;
     Put16(fmt, ext ? 0xFFFE : 1);
@@ -68,7 +71,7 @@ inline Bytes Wave(const Bytes& data, unsigned bits, unsigned channels, unsigned 
     Put16(fmt, bits);
     if (ext) {
         Put16(fmt, 22);
-        Put16(fmt, bits);
+        Put16(fmt, valid);
         Put32(fmt, 0);
         const uint8_t guid[16] = {1, 0, 0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
         fmt.insert(fmt.end(), guid, guid + 16);

@@ -23,17 +23,19 @@ std::u16string TagOf(const void* block, uint32_t size, std::u16string_view name)
 
 TEST(FlacCodec, WaveToFlacToWaveIsBitExact) {
     struct Shape {
-        unsigned bits, channels, rate;
+        unsigned bits, channels, rate, valid = 0;
     };
     const Shape shapes[] = {{16, 1, 44100}, {16, 2, 44100}, {16, 6, 48000}, {16, 8, 48000},
-                            {24, 1, 96000}, {24, 2, 48000}, {24, 6, 44100}, {24, 8, 48000}};
+                            {24, 1, 96000}, {24, 2, 48000}, {24, 6, 44100}, {24, 8, 48000},
+                            {8, 2, 22050},  {32, 2, 48000}, {24, 2, 44100, 20}, {16, 1, 8000, 12}};
     for (const Shape& s : shapes) {
-        const std::string name = "rt" + std::to_string(s.bits) + "_" + std::to_string(s.channels);
+        const unsigned valid = s.valid ? s.valid : s.bits;
+        const std::string name = "rt" + std::to_string(valid) + "_" + std::to_string(s.channels);
         SCOPED_TRACE(name);
         const unsigned frames = s.rate / 4 + 777;  // not a multiple of any block size
-        const Bytes pcm = Signal(s.bits, s.channels, s.rate, frames);
+        const Bytes pcm = Signal(s.bits, s.channels, s.rate, frames, valid);
         const std::string wav = TempPath(name + ".wav"), flac = TempPath(name + ".flac"), back = TempPath(name + "_back.wav");
-        WriteFile(wav, Wave(pcm, s.bits, s.channels, s.rate));
+        WriteFile(wav, Wave(pcm, s.bits, s.channels, s.rate, valid));
 
         clTvDecoder wavDec;
         Decoded src = DecodeAll(wavDec, "decoder/wave.so", wav, kNoLogs);
@@ -48,6 +50,9 @@ TEST(FlacCodec, WaveToFlacToWaveIsBitExact) {
         EXPECT_EQ(int64_t(pcm.size()), int64_t{mid.rec.LengthBytes});
         EXPECT_EQ(int64_t(frames) * 1000 / s.rate, int64_t{mid.rec.LengthMs});
         EXPECT_EQ(s.bits, unsigned{mid.rec.Format.Format.wBitsPerSample});
+        if (valid != s.bits) {
+            EXPECT_EQ(valid, unsigned{mid.rec.Format.wValidBitsPerSample});
+        }
         EXPECT_EQ(s.channels, unsigned{mid.rec.Format.Format.nChannels});
         // Every block but the last holds about 100 ms.
         const size_t tenth = size_t(s.rate) / 10 * mid.rec.Format.Format.nBlockAlign;
