@@ -141,6 +141,18 @@ TEST(TagKit, EveryFormatKeepsTagsAndPictures) {
     cases.push_back({"opus_named.ogg", Opus(), tvtags::FileKind::Opus});
     cases.push_back({"tags.wav", Wave(Signal(16, 2, 44100, 4410), 16, 2, 44100), tvtags::FileKind::Wave});
     cases.push_back({"tags.flac", ReadFile(MakeFlac("tagsrc", 16, 2, 44100, 4410)), tvtags::FileKind::Flac});
+    Bytes encodedAudio;
+    {
+        // A WAV file as the bundled encoder writes it, to be tagged in place.
+        const PluginLogHandles none{0, 0, 0};
+        const std::string plain = TempPath("plain.wav"), encoded = TempPath("encoded.wav");
+        WriteFile(plain, Wave(Signal(24, 2, 48000, 4801), 24, 2, 48000));
+        clTvDecoder dec;
+        Decoded src = DecodeAll(dec, "decoder/wave.so", plain, none);
+        ASSERT_EQ(0, EncodeAll("encoder/wave.so", src.rec, src.audio, encoded, u"", none));
+        cases.push_back({"encoded.wav", ReadFile(encoded), tvtags::FileKind::Wave});
+        encodedAudio = src.audio;
+    }
     const std::vector<tvkit::TagItem> tags = SampleTags();
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -154,6 +166,10 @@ TEST(TagKit, EveryFormatKeepsTagsAndPictures) {
         std::vector<tvkit::TagItem> back;
         ASSERT_TRUE(tvtags::ReadFileTags(wide, back, error)) << tvkit::Utf16ToUtf8(error);
         ExpectContains(back, tags);
+        if (std::string(c.name) == "encoded.wav") {
+            clTvDecoder dec;  // the audio is untouched
+            EXPECT_EQ(encodedAudio, DecodeAll(dec, "decoder/wave.so", path, {0, 0, 0}).audio);
+        }
 
         // A second write replaces everything, pictures included.
         ASSERT_TRUE(tvtags::WriteFileTags(wide, {{u"TITLE", u"Only", {}}}, error));
