@@ -93,6 +93,7 @@ public:
         out.Format = header.format;
         out.BitsPerSecond = f.nAvgBytesPerSec * 8;
         out.PositionMs = static_cast<int64_t>(done * 1000 / f.nAvgBytesPerSec);
+        ReleaseDelivered();
         if (finished) {  // asked again after the end: an empty last block
             out.EndOfStream = 1;
             return 1;
@@ -144,7 +145,19 @@ private:
         return true;
     }
 
+    // The blocks handed out before this call are the host's no longer: their pages go, so that
+    // memory stays flat however long the file is.
+    void ReleaseDelivered() {
+        if (map == empty) return;
+        const uint64_t page = static_cast<uint64_t>(::sysconf(_SC_PAGESIZE));
+        const uint64_t end = (header.dataOffset + done) / page * page;
+        if (end <= released) return;
+        ::madvise(map + released, end - released, MADV_DONTNEED);  // only advice; nothing to do on failure
+        released = end;
+    }
+
     void Unmap() {
+        released = 0;
         if (map && map != empty) ::munmap(map, mapSize);
         map = nullptr;
         mapSize = 0;
@@ -176,6 +189,7 @@ private:
     uint8_t empty[1] = {0};
     uint8_t* map = nullptr;
     uint64_t mapSize = 0;
+    uint64_t released = 0;  // bytes from the map's start whose pages were given back
     int lastErrno = 0;
     wavefile::WaveHeader header;
     tvkit::TagBlockWriter idTags, infoTags;
