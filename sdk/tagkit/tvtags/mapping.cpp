@@ -122,23 +122,31 @@ bool HasItem(const std::vector<tvkit::TagItem>& items, std::u16string_view name)
 void PropertiesToItems(const TagLib::PropertyMap& props, Style style, std::vector<tvkit::TagItem>& items) {
     const TagLib::String trackTotal = style == Style::Xiph ? FirstOf(props, kTrackTotals) : TagLib::String();
     const TagLib::String discTotal = style == Style::Xiph ? FirstOf(props, kDiscTotals) : TagLib::String();
-    for (const auto& [key, values] : props) {
-        if (style == Style::Xiph && (KeyIs(key, kTrackTotals) || KeyIs(key, kDiscTotals))) continue;
-        const KeyName* known = ByKey(key);
-        // A second spelling of a name already read (DESCRIPTION beside COMMENT) adds nothing.
-        if (known && std::string_view(known->key) != ByName(known->name)->key && props.contains(ByName(known->name)->key))
-            continue;
-        const std::u16string name = known ? std::u16string(known->name) : FromTagLib(key);
+    auto add = [&](const std::u16string& name, const TagLib::StringList& values, const TagLib::String& total) {
         for (const TagLib::String& v : values) {
             std::u16string value = FromTagLib(v);
             if (value.empty()) continue;
-            if (known && value.find(u'/') == std::u16string::npos) {
-                // (appended piece by piece: gcc 12 warns falsely on u"/" + text at -O3)
-                const TagLib::String& totalText = name == u"Track" ? trackTotal : discTotal;
-                if ((name == u"Track" || name == u"Disc") && !totalText.isEmpty()) value.append(u"/").append(FromTagLib(totalText));
-            }
+            // (appended piece by piece: gcc 12 warns falsely on u"/" + text at -O3)
+            if (!total.isEmpty() && value.find(u'/') == std::u16string::npos) value.append(u"/").append(FromTagLib(total));
             items.push_back({name, std::move(value), {}});
         }
+    };
+    // The known names first, in the table's order, each from the first of its spellings that
+    // the file has; then every other field as it is.
+    for (const KeyName& k : kKeys) {
+        if (ByName(k.name) != &k) continue;
+        for (const KeyName& spelling : kKeys) {
+            if (std::u16string_view(spelling.name) != k.name) continue;
+            const auto it = props.find(spelling.key);
+            if (it == props.end()) continue;
+            const std::u16string name(k.name);
+            add(name, it->second, name == u"Track" ? trackTotal : name == u"Disc" ? discTotal : TagLib::String());
+            break;
+        }
+    }
+    for (const auto& [key, values] : props) {
+        if (ByKey(key) || (style == Style::Xiph && (KeyIs(key, kTrackTotals) || KeyIs(key, kDiscTotals)))) continue;
+        add(FromTagLib(key), values, TagLib::String());
     }
 }
 
