@@ -1,0 +1,52 @@
+// Whole conversions through travex: WAV -> FLAC -> WAV keeps every sample, and tags given on
+// the command line and a source's cover reach the FLAC output through the host's tag writer.
+#include "codec_test_util.h"
+#include "tvkit/tag_block.h"
+#include "tvkit/text.h"
+#include "tvtags/file_tags.h"
+
+using namespace codectest;
+
+namespace {
+
+// Runs travex with a settings store of its own; true when it succeeded.
+bool Travex(const std::string& args) {
+    const std::string home = TempPath("home");
+    std::filesystem::create_directories(home);
+    const std::string cmd = "export TONVALE_CONFIG_HOME='" + home + "' HOME='" + home + "' XDG_RUNTIME_DIR='" + home +
+                            "' && '" + TV_BIN_DIR + "/travex' " + args + " -silent >/dev/null 2>&1 </dev/null";
+    return std::system(cmd.c_str()) == 0;
+}
+
+}  // namespace
+
+TEST(FlacTravex, ConversionsKeepSamplesTagsAndCover) {
+    const Bytes pcm = Signal(24, 2, 48000, 24000 + 17);
+    const std::string wav = TempPath("tv_in.wav"), flac = TempPath("tv_out.flac"), back = TempPath("tv_back.wav");
+    WriteFile(wav, Wave(pcm, 24, 2, 48000));
+    std::filesystem::remove(flac);
+    ASSERT_TRUE(Travex("-infile='" + wav + "' -outfile='" + flac + "' -convert_to=flac -8 " +
+                        "'-tag=Title=Over the top' -tag=Artist=Someone -tag=Track=4/10"));
+    const std::u16string flacWide = XString(flac.c_str(), true).Text();
+    std::vector<tvkit::TagItem> tags;
+    std::u16string error;
+    ASSERT_TRUE(tvtags::ReadFileTags(flacWide, tags, error));
+    EXPECT_EQ(u"Over the top", tvkit::FindTag(tags, u"Title"));
+    EXPECT_EQ(u"4/10", tvkit::FindTag(tags, u"Track"));
+
+    // A cover in the source travels to the next output.
+    tags.push_back({u"_albumart_1_Front Album Cover", u"", Bytes{0xFF, 0xD8, 0xFF, 0xE0, 1, 2, 3, 0xFF, 0xD9}});
+    ASSERT_TRUE(tvtags::WriteFileTags(flacWide, tags, error));
+    const std::string again = TempPath("tv_again.flac");
+    ASSERT_TRUE(Travex("-infile='" + flac + "' -outfile='" + again + "' -convert_to=flac"));
+    std::vector<tvkit::TagItem> copied;
+    ASSERT_TRUE(tvtags::ReadFileTags(XString(again.c_str(), true).Text(), copied, error));
+    EXPECT_EQ(u"Someone", tvkit::FindTag(copied, u"Artist"));
+    bool cover = false;
+    for (const tvkit::TagItem& item : copied) cover = cover || (item.name == tags.back().name && item.data == tags.back().data);
+    EXPECT_TRUE(cover);
+
+    ASSERT_TRUE(Travex("-infile='" + again + "' -outfile='" + back + "' -convert_to=wave"));
+    clTvDecoder dec;
+    EXPECT_EQ(pcm, DecodeAll(dec, "decoder/wave.so", back, {0, 0, 0}).audio);
+}
