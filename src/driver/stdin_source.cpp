@@ -77,8 +77,21 @@ bool TvTravex::DecodeStdinBlock(AudioBlockRecord& block) {
     }
     uint32_t got = 0;
     bool ended = stdinEnded != 0;
+    // Whole frames of what waits are taken, the rest stays for the next read: a pipe that
+    // holds part of a frame is then never split mid-stream by the reader's timing.
+    uint32_t want = StdinChunk;
+    uint32_t waiting = 0;
+    const uint32_t align = stdinFormat.BlockAlign() == 0 ? 1 : stdinFormat.BlockAlign();
+    if (XSysPeekPipe(XStdInputHandle, &waiting) && waiting > 0) {
+        if (waiting >= align) {
+            want = waiting < StdinChunk ? waiting : StdinChunk - StdinChunk % align;
+            want -= want % align;
+        } else if (!XSysWriterGone(XStdInputHandle)) {
+            return true;  // part of a frame: the rest is on its way
+        }
+    }
     // A read that fails is the end of the stream.
-    if (!ended) XSysReadReady(XStdInputHandle, stdinBuffer.Data(), StdinChunk, &got, &ended);
+    if (!ended) XSysReadReady(XStdInputHandle, stdinBuffer.Data(), want, &got, &ended);
     if (ended) stdinEnded = 1;
     if (got > 0) {
         StoreWaveFormat(block.Format, stdinFormat);

@@ -333,6 +333,12 @@ TEST_F(TravexRun, StandardInputIsRawPcm) {
     EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), Input));
     for (const auto& line : Log()) EXPECT_NE(line.rfind("dec.", 0), 0u) << line;
 
+    // A writer that stops inside a frame: the reader waits for the rest of it.
+    r = Shell("(head -c 3 in.raw; sleep 0.3; tail -c +4 in.raw) | \"$T\" -infile=- -outfile=o.pcm "
+              "-convert_to=tvt -sourcefreq=44100 -sourcechannels=2 -sourcebits=24 -silent");
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), Input));
+
     // A redirected file is read to its end.
     r = Travex(args, "", "<in.raw");
     EXPECT_EQ(r.status, 0) << r.err;
@@ -445,4 +451,31 @@ TEST_F(TravexRun, RealWavToWav) {
         }
     }
     EXPECT_EQ(last, 100);
+}
+
+TEST_F(TravexRun, BatchIdsReachThePlugins) {
+    WriteBytes(dir / "in.tvt", Input);
+    Result r = Travex("-infile=in.tvt -outfile=o.pcm -convert_to=tvt -silent -batchid=7 -DecoderSet=Mode "
+                      "-dspeffect1=tvtlive=a");
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(Logged("dec.Set BatchID 7"));
+    EXPECT_TRUE(Logged("enc.Set BatchID 7"));
+    EXPECT_TRUE(Logged("live.Set BatchID 7"));
+    EXPECT_TRUE(Logged("dec.Set Mode"));
+    for (const auto& line : Log()) EXPECT_EQ(line.find("BatchEndConversion"), std::string::npos);
+
+    // A batch of one: a fresh instance of each DSP hears the end, with the list of one file.
+    ClearLog();
+    r = Travex("-infile=in.tvt -outfile=o.pcm -convert_to=tvt -silent -batchid=auto -dspeffect1=tvtlive=a");
+    EXPECT_EQ(r.status, 0) << r.err;
+    const auto log = Log();
+    const auto end = std::find_if(log.begin(), log.end(),
+                                  [](const std::string& l) { return l.rfind("live.Set BatchEndConversion a ", 0) == 0; });
+    ASSERT_NE(end, log.end());
+    EXPECT_EQ(*(end - 1), "live.Create");
+    EXPECT_EQ(*(end + 1), "live.Destroy");
+    const auto id = std::find_if(log.begin(), log.end(),
+                                 [](const std::string& l) { return l.rfind("enc.Set BatchID ", 0) == 0; });
+    ASSERT_NE(id, log.end());
+    EXPECT_GT(std::atol(id->c_str() + 16), 0);
 }

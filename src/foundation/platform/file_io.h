@@ -67,6 +67,9 @@ bool XSysPeekPipe(XFileHandle handle, uint32_t* available);
 // Reads what a pipe or file holds now, without waiting: *done is 0 when nothing is there yet.
 // *ended tells that no more will come (writer gone, end of a file, or an unusable handle).
 bool XSysReadReady(XFileHandle handle, void* buffer, uint32_t count, uint32_t* done, bool* ended);
+// Whether nothing more can arrive beyond what the handle holds now: a pipe whose writers are
+// gone, or anything that isn't a pipe or socket (a file holds all it ever will).
+bool XSysWriterGone(XFileHandle handle);
 
 // Pushes the file's data to the storage device.
 bool XSysFlushFile(XFileHandle handle);

@@ -254,6 +254,18 @@ bool XSysReadReady(XFileHandle handle, void* buffer, uint32_t count, uint32_t* d
     return true;
 }
 
+bool XSysWriterGone(XFileHandle handle) {
+    struct stat st {};
+    if (fstat(ToFd(handle), &st) != 0) return true;
+    if (!S_ISFIFO(st.st_mode) && !S_ISSOCK(st.st_mode)) return true;
+    pollfd entry{ToFd(handle), POLLIN, 0};
+    int ready;
+    do {
+        ready = poll(&entry, 1, 0);
+    } while (ready < 0 && errno == EINTR);
+    return ready < 0 || (entry.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
+}
+
 bool XSysFlushFile(XFileHandle handle) {
     int r;
     do {
