@@ -190,16 +190,20 @@ std::vector<Option> SplitOptions(std::u16string_view line, const std::vector<std
         Option o;
         const std::u16string& w = words[i];
         const size_t eq = w.find(u'=');
+        const bool glued = w.size() > 2 && w[0] == u'-' && w[1] != u'-' &&
+                           ((w[2] >= u'0' && w[2] <= u'9') || w[2] == u'.' || w[2] == u'-');
         if (eq != std::u16string::npos) {
             o.name = w.substr(0, eq);
             o.value = w.substr(eq + 1);
-        } else if (w.size() > 2 && w[0] == u'-' && w[1] != u'-' && wantsValue(w.substr(0, 2))) {
+        } else if (glued && wantsValue(w.substr(0, 2))) {
             o.name = w.substr(0, 2);  // "-V2"
             o.value = w.substr(2);
         } else {
             o.name = w;
-            if (wantsValue(w) && i + 1 < words.size()) o.value = words[++i];
         }
+        // The host hands every option on with one dash: "-bitrate" means "--bitrate".
+        if (o.name.size() > 2 && o.name[0] == u'-' && o.name[1] != u'-') o.name.insert(0, 1, u'-');
+        if (eq == std::u16string::npos && o.value.empty() && wantsValue(o.name) && i + 1 < words.size()) o.value = words[++i];
         out.push_back(std::move(o));
     }
     return out;

@@ -47,9 +47,9 @@ void VorbisInterleavedToPcm16(const float* in, unsigned channels, size_t frames,
 // "1:23.456" for a count of frames at a rate.
 std::u16string TimeText(uint64_t frames, unsigned rate);
 
-// One word of an encoder command line: "-V 2", "-V2", -V="2" and --abr=192 all give a name
-// ("-V", "--abr") and a value. Names in takesValue take the next word when none is attached;
-// single-letter names take digits glued to them.
+// One word of an encoder command line: "-V 2", "-V2", -V="2", --abr=192 and -abr="192" all
+// give a name ("-V", "--abr") and a value. Names in takesValue take the next word when none is
+// attached; single-letter names take a number glued to them. Long names get two dashes.
 struct Option {
     std::u16string name;
     std::u16string value;
