@@ -62,6 +62,28 @@ void TvTravex::AssembleTags(const OpenFileRecord& record, clTvEncoder& enc, cons
     AssembleOutputTags(input, ReadTagAssemblyFlags(), outputTags, outputTagBlock);
 }
 
+void TvTravex::SetDecodeQuality(clTvDecoder& decoder, clTvEncoder& enc) {
+    if (stdinIsSource) return;
+    PluginArgs need{};
+    need.Text = encoderOptions.Text();
+    if (enc.Get(TV_PROP_NEED_HQ_AUDIO, &need) == 0) return;
+    PluginArgs as{};
+    as.Text = u"Highest Quality";
+    decoder.Set(TV_PROP_DECODE_AS, &as);
+}
+
+void TvTravex::LogConversionSetup() {
+    DebugLog(XString(u"Encoding To: ") + encoderName);
+    DebugLog(XString(u"Encoder Cmd Line: ") + encoderOptions);
+    if (!dsps.empty()) {
+        DebugLog(u"DSP Effects:");
+        for (auto& entry : dsps) {
+            DebugLog(XString(u"    ") + entry->name + (entry->IsLive ? u"" : u" (non-live)") + u": " + entry->params);
+        }
+    }
+    DebugLog(XString());
+}
+
 void TvTravex::Run(clTvDecoder& decoder) {
     OpenFileRecord record;
     std::memset(&record, 0, sizeof record);
@@ -116,15 +138,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
             }
         }
         CommunicateStage(TV_PHASE_BEFORE_OPEN, decoder, encoder);
-        if (!stdinIsSource) {
-            PluginArgs need{};
-            need.Text = encoderOptions.Text();
-            if (encoder.Get(TV_PROP_NEED_HQ_AUDIO, &need) != 0) {
-                PluginArgs as{};
-                as.Text = u"Highest Quality";
-                decoder.Set(TV_PROP_DECODE_AS, &as);
-            }
-        }
+        SetDecodeQuality(decoder, encoder);
         if (!stdinIsSource && RegGetInt(u"vMXNoPreCache") == 0) Precache(inFile);
 
         record.Path = inFile.Text();
@@ -184,16 +198,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
             conv.Failed = 1;
         } else {
             CommunicateStage(TV_PHASE_BEFORE_ENCODING, decoder, encoder);
-            DebugLog(XString(u"Encoding To: ") + encoderName);
-            DebugLog(XString(u"Encoder Cmd Line: ") + encoderOptions);
-            if (!dsps.empty()) {
-                DebugLog(u"DSP Effects:");
-                for (auto& entry : dsps) {
-                    DebugLog(XString(u"    ") + entry->name + (entry->IsLive ? u"" : u" (non-live)") + u": " +
-                             entry->params);
-                }
-            }
-            DebugLog(XString());
+            LogConversionSetup();
             DebugLog(u"============= CONVERSION BEGIN =============");
             const uint32_t start = XGetTickCount();
             if (!conv.Failed) Pump(decoder, encoder);

@@ -70,6 +70,8 @@ public:
     // The run from loading the plug-ins to the closing text (run.cpp).
     void Run(clTvDecoder& decoder);
     void ReportInfo(const XString& message, const char* function = nullptr);
+    void SetDecodeQuality(clTvDecoder& decoder, clTvEncoder& encoder);
+    void LogConversionSetup();
 
     // Output routes (output.cpp).
     bool CreateOutputPipes();

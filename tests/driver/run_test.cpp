@@ -366,6 +366,20 @@ TEST_F(TravexRun, NonLiveChainRendersThroughATemporaryFile) {
     EXPECT_EQ(at("enc.Block 88200 end") + 1, at("dec.Communicate EndEncoding 1"));  // 500 ms, one piece
     EXPECT_LT(at("enc.End 0"), static_cast<long>(log.size()));
     EXPECT_LT(at("live.End 0"), at("enc.End 0"));
+
+    // The controller sees the rendering steps.
+    WriteBytes(dir / "cmd.txt", Utf16("-infile=in.tvt -outfile=o.pcm -convert_to=tvt -tmpfolder=tmp "
+                                      "-dspeffect1=tvtnonlive=x -dspeffect2=tvtlive=y"));
+    r = Travex("-tvcmd=cmd.txt");
+    EXPECT_EQ(r.status, 0) << r.err;
+    const auto lines = SplitLines(r.out);
+    const std::vector<std::string> head = {"MSGTO: vMX: msLen: 500", "MSGTO: vMX: Action: Rendering For DSPs...",
+                                           "MSGTO: vMX: Action: Running DSP Effect tvtnonlive",
+                                           "MSGTO: vMX: Action: Running DSP Effect tvtlive", "MSGTO: vMX: Action: ",
+                                           "MSGTO: vMX: Action: Encoding 'o'"};
+    ASSERT_GE(lines.size(), head.size());
+    EXPECT_EQ(std::vector<std::string>(lines.begin(), lines.begin() + static_cast<long>(head.size())), head);
+    EXPECT_TRUE(fs::is_empty(dir / "tmp"));
 }
 
 TEST_F(TravexRun, QuitEventCancels) {
