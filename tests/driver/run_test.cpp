@@ -403,6 +403,17 @@ TEST_F(TravexRun, QuitEventCancels) {
               "dec.never");
     EXPECT_EQ(r.status, 1);
     EXPECT_TRUE(Logged("enc.End 1"));
+
+    // The same during rendering for a non-live DSP: no DSP runs, and the rendered file goes.
+    ClearLog();
+    fs::create_directories(dir / "tmp");
+    r = Shell("\"$C\" hold q3 -- sh -c '(sleep 0.4; \"$C\" event set q3) & \"$T\" -infile=in.tvt "
+              "-outfile=n.pcm -convert_to=tvt -evtquit=q3 -silent -tmpfolder=tmp -dspeffect1=tvtnonlive=x'",
+              "dec.never");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_FALSE(Logged("nonlive.NonLive x 0"));
+    EXPECT_TRUE(Logged("enc.End 1"));
+    EXPECT_TRUE(fs::is_empty(dir / "tmp"));
 }
 
 TEST_F(TravexRun, ExistingOutputSurvivesFailures) {
