@@ -1,6 +1,8 @@
 // decoder/wave.so: RIFF WAVE and RF64/BW64, PCM and IEEE float, plain or extensible. The file
 // is mapped privately, and blocks point straight into the mapping: no sample is copied, and a
 // DSP that writes into a block only touches its own copy-on-write pages.
+// Tags of RIFF files (LIST INFO and an "ID3 " chunk with pictures) go through the kit's TagLib
+// part both ways; TagLib can't read RF64, whose INFO texts this decoder reads itself.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -13,6 +15,7 @@
 #include "tvkit/plugin_base.h"
 #include "tvkit/tag_block.h"
 #include "tvkit/text.h"
+#include "tvtags/file_tags.h"
 #include "wave_header.h"
 
 namespace {
@@ -32,6 +35,17 @@ std::u16string ChannelsText(uint16_t channels) {
     return tvkit::Number16(static_cast<unsigned long long>(channels)) + u" Channels";
 }
 
+// Whether a file starts as a 64-bit container; false also when it can't be read, which
+// leaves the reason to the tag writer's own attempt.
+bool IsRf64File(const std::u16string& path) {
+    const int fd = ::open(tvkit::Utf16ToUtf8(path).c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    char id[4] = {};
+    const bool whole = ::pread(fd, id, sizeof id, 0) == static_cast<ssize_t>(sizeof id);
+    ::close(fd);
+    return whole && (std::memcmp(id, "RF64", 4) == 0 || std::memcmp(id, "BW64", 4) == 0);
+}
+
 class WaveDecoder final : public tvkit::DecoderBase {
 public:
     using DecoderBase::DecoderBase;
@@ -40,6 +54,21 @@ public:
     int32_t GetProperty(std::u16string_view name, PluginArgs& args) override {
         if (name == u"Decodes") return tvkit::AnswerListing(kDecodes, std::size(kDecodes), args);
         return DecoderBase::GetProperty(name, args);
+    }
+
+    // The host's tag writer: the WAV encoder asks for it on RIFF output and writes the INFO
+    // texts of RF64 output itself, as TagLib can't rewrite those.
+    int32_t SetProperty(std::u16string_view name, PluginArgs& args) override {
+        if (name == u"IDTags") {
+            const std::u16string path(tvkit::View16(args.Text));
+            if (!path.empty() && IsRf64File(path)) {
+                Log().Error(u"Error: Tags of the RF64 file '" + path + u"' can only be written while encoding it.",
+                            "Wave::SetIDTags");
+                return 0;
+            }
+            return tvtags::SetIDTagsProperty(args, Log(), tvtags::FileKind::Wave);
+        }
+        return DecoderBase::SetProperty(name, args);
     }
 
     int32_t Open(OpenFileRecord& rec) override {
@@ -164,6 +193,17 @@ private:
     }
 
     void BuildTags(const std::u16string& path) {
+        std::u16string error;
+        const bool read = !header.rf64 && tvtags::ReadFileTags(path, idTags, error, tvtags::FileKind::Wave);
+        if (!read) {
+            // The audio is still good, and its INFO texts may still be readable.
+            if (!header.rf64) Log().Debug(u"Tags of '" + path + u"' read without TagLib: " + error);
+            BuildInfoTags();
+        }
+        BuildFacts(path);
+    }
+
+    void BuildInfoTags() {
         idTags.Clear();
         for (const wavefile::InfoText& t : header.info)
             for (size_t i = 0; i < wavefile::kInfoNameCount; ++i)
@@ -171,6 +211,9 @@ private:
                     idTags.AddUtf8(wavefile::kInfoNames[i].tag, t.value);
                     break;
                 }
+    }
+
+    void BuildFacts(const std::u16string& path) {
         const TvWaveFormatEx& f = header.format.Format;
         const uint16_t tag = f.wFormatTag == TV_WAVE_FORMAT_EXTENSIBLE ? static_cast<uint16_t>(header.format.SubFormat.Data1)
                                                                         : f.wFormatTag;

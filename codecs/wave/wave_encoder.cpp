@@ -1,6 +1,7 @@
 // encoder/wave.so: writes the blocks it is given as they are, behind a header that is
 // rewritten with the real sizes at the end. The header keeps room for a ds64 chunk, so a file
-// that passes 4 GiB becomes RF64 without moving its data.
+// that passes 4 GiB becomes RF64 without moving its data. Text tags go behind the data as
+// LIST INFO; a RIFF file then asks the host to write the full tags (ID3 chunk, pictures).
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -97,7 +98,7 @@ public:
         return 1;
     }
 
-    int32_t EndConversion(ConversionRecord&, uint32_t& writeTags) override {
+    int32_t EndConversion(ConversionRecord& conv, uint32_t& writeTags) override {
         static const char* const kFunction = "Wave::EndConversion";
         writeTags = 0;
         if (fd < 0) return 0;
@@ -106,7 +107,8 @@ public:
             const uint8_t pad = 0;
             ok = WriteAll(&pad, 1, static_cast<off_t>(headerSize + dataSize));
         }
-        // The tags travel in the file itself, so the host needn't write them afterwards.
+        // The INFO texts go in here in any case, so that the file has its tags also when the
+        // host writes none; RF64 keeps only these.
         const uint64_t infoAt = headerSize + dataSize + (dataSize & 1);
         if (ok && !info.empty()) ok = WriteAll(info.data(), info.size(), static_cast<off_t>(infoAt));
         // The final header has the same length as the first one, whatever container it names.
@@ -119,6 +121,9 @@ public:
             Fail(u"Error: Unable to finish file '", kFunction);
         }
         fd = -1;
+        // A RIFF file gets the whole set, pictures included, from the host's tag writer through
+        // the WAV decoder, as long as the tags can't push it past the 32-bit sizes.
+        writeTags = ok && !wavefile::NeedsRf64(format, dataSize, info.size() + TagRoom(conv)) ? 1 : 0;
         return ok ? 1 : 0;
     }
 
@@ -160,6 +165,13 @@ private:
                 }
         }
         return wavefile::BuildInfoList(entries);
+    }
+
+    // Upper bound of what the tag writer adds: INFO and ID3v2 each hold at most the texts of
+    // the block (UTF-16 there, UTF-8 or Latin-1 here) and the pictures once.
+    static uint64_t TagRoom(const ConversionRecord& conv) {
+        constexpr uint64_t kChunkOverhead = 64 * 1024;
+        return 2ull * conv.OutputTagsSize + kChunkOverhead;
     }
 
     void Fail(const char16_t* what, const char* function) {
