@@ -504,3 +504,31 @@ TEST_F(TravexRun, BatchIdsReachThePlugins) {
     ASSERT_NE(id, log.end());
     EXPECT_GT(std::atol(id->c_str() + 16), 0);
 }
+
+TEST_F(TravexRun, OutputNamesAndChecks) {
+    WriteBytes(dir / "in.tvt", Input);
+    // An existing output of a long path: the temporary name stays within 259 characters.
+    const std::string folder = std::string(178 - dir.string().size(), 'd');
+    fs::create_directories(dir / folder);
+    const std::string out = (dir / folder / (std::string(116, 'n') + ".pcm")).string();
+    ASSERT_EQ(out.size(), 300u);
+    WriteBytes(out, "old");
+    Result r = Travex("-infile=in.tvt -outfile=" + Quote(out) + " -convert_to=tvt -silent");
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(SameBytes(ReadBytes(out), Input));
+    const std::string temp = out.substr(0, 251) + ".tmp.pcm";
+    EXPECT_TRUE(Logged("enc.Begin " + temp.substr(temp.rfind('/') + 1) + " "));
+
+    // An encoder that leaves nothing behind: the three checks of the output.
+    r = Travex("-infile=in.tvt -outfile=new.pcm -convert_to=tvt -silent", "enc.blank");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "Encoder output file does not exist: new.pcm\r\n");
+    WriteBytes(dir / "empty.pcm", "");
+    r = Travex("-infile=in.tvt -outfile=empty.pcm -convert_to=tvt -silent", "enc.blank");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "Encoder created a blank file: empty.pcm\r\n");
+    // ".IGNORE" output: no folder, no temporary name, no check.
+    r = Travex("-infile=in.tvt -outfile=gone/x.IGNORE -convert_to=tvt -silent", "enc.blank");
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_FALSE(fs::exists(dir / "gone"));
+}
