@@ -129,10 +129,10 @@ protected:
         const fs::path built(TV_BIN_DIR);
         fs::copy_file(built / "travex", dir / "bin/travex");
         fs::copy_file(built / "tvctl", dir / "bin/tvctl");
-        for (const char* kind : {"decoder", "encoder", "DSPs"}) {
-            fs::create_directories(dir / "bin" / kind);
-            const fs::path test = fs::path(TV_TEST_PLUGIN_DIR) / kind;
-            if (fs::exists(test)) fs::copy(test, dir / "bin" / kind);
+        // Only this suite's plug-ins: other suites may keep theirs in the same folder.
+        for (const char* plugin : {"decoder/tvt.so", "encoder/tvt.so", "DSPs/tvtlive.so", "DSPs/tvtnonlive.so"}) {
+            fs::create_directories((dir / "bin" / plugin).parent_path());
+            fs::copy_file(fs::path(TV_TEST_PLUGIN_DIR) / plugin, dir / "bin" / plugin);
         }
         fs::copy_file(built / "decoder/wave.so", dir / "bin/decoder/wave.so");
         fs::copy_file(built / "encoder/wave.so", dir / "bin/encoder/wave.so");
