@@ -167,7 +167,7 @@ TEST(WaveCodec, EverySampleFormatRoundTripsBitExactly) {
         }
         uint32_t writeTags = 7;
         ASSERT_NE(0, enc.EndConversion(&conv, &writeTags));
-        EXPECT_EQ(0u, writeTags);
+        EXPECT_EQ(1u, writeTags);  // RIFF: the host writes the full tags
 
         clTvDecoder again;
         OpenFileRecord rec2{};
@@ -336,6 +336,7 @@ TEST(WaveCodec, EncoderKeepsTextTagsInListInfo) {
     ASSERT_NE(0, enc.EncodeBlock(&b));
     uint32_t writeTags = 0;
     ASSERT_NE(0, enc.EndConversion(&conv, &writeTags));
+    EXPECT_EQ(1u, writeTags);  // a RIFF output asks for the host's tag writer
 
     clTvDecoder again;
     Bytes redecoded;
@@ -351,4 +352,77 @@ TEST(WaveCodec, EncoderKeepsTextTagsInListInfo) {
     uint32_t riff;
     std::memcpy(&riff, file.data() + 4, 4);
     EXPECT_EQ(file.size() - 8, riff);
+}
+
+namespace {
+
+// What the host's tag writer does: Set("IDTags") on a fresh decoder instance.
+int32_t WriteTagsThroughDecoder(const std::string& path, const XIDTags& tags) {
+    const PluginLogHandles none{0, 0, 0};
+    std::vector<uint8_t> block;
+    tags.Serialise(block);
+    const XString wide(path.c_str(), true);
+    clTvDecoder writer;
+    if (!writer.LoadFile(plugtest::BinPath("decoder/wave.so"), u".wav") || !writer.Create(&none)) return -1;
+    PluginArgs args{};
+    args.Text = wide.Text();
+    args.Data = block.data();
+    args.Value = uint32_t(block.size());
+    return writer.Set(u"IDTags", &args);
+}
+
+}  // namespace
+
+TEST(WaveCodec, DecoderWritesAndReadsTagsAndCover) {
+    const PluginLogHandles none{0, 0, 0};
+    const Bytes data = Samples(4 * 301);  // odd frame count: the data chunk has a pad byte
+    const Bytes cover = {0xFF, 0xD8, 0xFF, 0xE0, 0, 0x10, 'J', 'F', 'I', 'F', 0, 7, 0xFF, 0xD9};
+    XIDTags tags;
+    tags.Add(u"Title", u"Caf\u00e9 \u2603");
+    tags.Add(u"Artist", u"Someone");
+    tags.Add(u"Album", u"First");
+    tags.Add(u"Track", u"3/12");
+    tags.Add(u"Year", u"2024");
+    tags.Add(u"Genre", u"Ambient");
+    tags.AddBinary(u"_albumart_1_Front Album Cover", cover.data(), cover.size());
+
+    // A file that already has INFO: everything is replaced, the audio stays.
+    const std::string path = WriteTemp(Wave(Fmt({1, 0, 16, 2}), data, true), "cover.wav");
+    ASSERT_NE(0, WriteTagsThroughDecoder(path, tags));
+    clTvDecoder dec;
+    OpenFileRecord rec{};
+    Bytes audio;
+    ASSERT_TRUE(DecodeAll(path, audio, rec, none, dec));
+    EXPECT_EQ(data, audio);
+    XIDTags back;
+    back.Parse(rec.IDTags, rec.IDTagsSize);
+    for (const char16_t* name : {u"Title", u"Artist", u"Album", u"Track", u"Year", u"Genre"})
+        EXPECT_EQ(tags.GetValue(name), back.GetValue(name)) << XString(name).Utf8();
+    const XIDTagItem* art = back.Find(u"_albumart_1_Front Album Cover");
+    ASSERT_NE(nullptr, art);
+    EXPECT_EQ(cover, Bytes(art->Data.Bytes(), art->Data.Bytes() + art->Data.Size()));
+    const Bytes file = ReadFile(path);
+    uint32_t riff;
+    std::memcpy(&riff, file.data() + 4, 4);
+    EXPECT_EQ(file.size() - 8, riff);
+
+    // RF64 can't be rewritten by the tag writer: refused, the file untouched.
+    Bytes body;
+    Id(body, "WAVE");
+    Bytes ds64;
+    Put64(ds64, 0);
+    Put64(ds64, data.size());
+    Put64(ds64, 301);
+    Put32(ds64, 0);
+    Chunk(body, "ds64", ds64);
+    Chunk(body, "fmt ", Fmt({1, 0, 16, 2}));
+    Chunk(body, "data", data);
+    Bytes rf64;
+    Id(rf64, "RF64");
+    Put32(rf64, 0xFFFFFFFF);
+    rf64.insert(rf64.end(), body.begin(), body.end());
+    const std::string rfPath = WriteTemp(rf64, "cover_rf64.wav");
+    EXPECT_EQ(0, WriteTagsThroughDecoder(rfPath, tags));
+    EXPECT_EQ(rf64, ReadFile(rfPath));
+    EXPECT_EQ(0, WriteTagsThroughDecoder(std::string(TV_TEST_PLUGIN_DIR) + "/missing.wav", tags));
 }
