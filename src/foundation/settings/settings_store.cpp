@@ -184,22 +184,35 @@ public:
     }
     Query(const Query&) = delete;
     Query& operator=(const Query&) = delete;
+    // Binding to a statement that failed to prepare does nothing; Ok() or Done() tells.
     bool Ok() const { return s != nullptr; }
     Query& Int(int i, int64_t v) {
-        sqlite3_bind_int64(s, i, v);
+        if (s) sqlite3_bind_int64(s, i, v);
         return *this;
     }
     Query& Text(int i, std::u16string_view v) {
-        sqlite3_bind_text16(s, i, v.data() ? v.data() : u"", static_cast<int>(v.size() * 2),
-                            SQLITE_TRANSIENT);
+        if (s) {
+            sqlite3_bind_text16(s, i, v.data() ? v.data() : u"", static_cast<int>(v.size() * 2),
+                                SQLITE_TRANSIENT);
+        }
         return *this;
     }
     Query& Blob(int i, const void* data, size_t size) {
+        if (!s) return *this;
         if (size == 0) sqlite3_bind_zeroblob(s, i, 0);
         else sqlite3_bind_blob(s, i, data, static_cast<int>(size), SQLITE_TRANSIENT);
         return *this;
     }
     int Step() { return sqlite3_step(s); }
+    // Runs a statement that returns no rows; false when it could not be prepared or failed.
+    bool Done() { return s && sqlite3_step(s) == SQLITE_DONE; }
+    // A text column as UTF-16.
+    std::u16string_view Text16(int column) const {
+        const void* text = sqlite3_column_text16(s, column);
+        int bytes = sqlite3_column_bytes16(s, column);
+        if (!text) return {};
+        return {static_cast<const char16_t*>(text), static_cast<size_t>(bytes / 2)};
+    }
     sqlite3_stmt* operator*() const { return s; }
 
 private:
@@ -213,6 +226,36 @@ bool Fail(uint32_t code) {
 
 // The store could not do what was asked: access denied stands for every such cause.
 bool StoreFail() { return Fail(XErr::AccessDenied); }
+
+// Outcome of a key look-up: found (id > 0), missing (0) or a store error (-1).
+bool KeyFound(int64_t id) {
+    if (id > 0) return true;
+    return id == 0 ? Fail(XErr::FileNotFound) : StoreFail();
+}
+
+// The shared connection, locked for the length of one call.
+class Session {
+public:
+    Session() : c(Shared()), guard(c.lock), db(c.Get()) {}
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+    // False when the store cannot be used now.
+    bool Ok() const { return db != nullptr; }
+
+    Connection& c;
+
+private:
+    std::lock_guard<std::mutex> guard;
+
+public:
+    sqlite3* const db;
+};
+
+// The normal form of a key path; false, with the reason set, for an empty one.
+bool KeyPath(std::u16string_view rawPath, std::u16string& path) {
+    path = NormalPath(rawPath);
+    return !path.empty() || Fail(XErr::InvalidParameter);
+}
 
 // A write transaction that rolls back unless committed.
 class Transaction {
@@ -268,9 +311,9 @@ int64_t MakeKey(Connection& c, uint32_t root, std::u16string_view path) {
         size_t at = path.find(u'\\', from);
         std::u16string_view part = path.substr(0, at);
         Query q(c, SqlInsertKey);
-        if (!q.Ok()) return 0;
-        q.Int(1, root).Text(2, part).Text(3, ParentOf(part)).Text(4, LastName(part));
-        if (q.Step() != SQLITE_DONE) return 0;
+        if (!q.Int(1, root).Text(2, part).Text(3, ParentOf(part)).Text(4, LastName(part)).Done()) {
+            return 0;
+        }
         if (at == std::u16string_view::npos) break;
         from = at + 1;
     }
@@ -279,12 +322,12 @@ int64_t MakeKey(Connection& c, uint32_t root, std::u16string_view path) {
 }
 
 // Key id, made when missing and asked to; 0 when missing, -1 on a store error.
-int64_t OpenKey(Connection& c, sqlite3* db, uint32_t root, std::u16string_view path, bool create) {
-    int64_t id = FindKey(c, root, path);
+int64_t OpenKey(Session& s, uint32_t root, std::u16string_view path, bool create) {
+    int64_t id = FindKey(s.c, root, path);
     if (id != 0 || !create) return id;
-    Transaction t(db);
+    Transaction t(s.db);
     if (!t.Ok()) return -1;
-    id = MakeKey(c, root, path);
+    id = MakeKey(s.c, root, path);
     if (id <= 0 || !t.Commit()) return -1;
     return id;
 }
@@ -331,39 +374,31 @@ XString DatabasePath() {
 }
 
 bool CreateKey(uint32_t root, std::u16string_view rawPath) {
-    std::u16string path = NormalPath(rawPath);
-    if (path.empty()) return Fail(XErr::InvalidParameter);
-    Connection& c = Shared();
-    std::lock_guard<std::mutex> guard(c.lock);
-    sqlite3* db = c.Get();
-    if (!db) return StoreFail();
-    return OpenKey(c, db, root, path, true) > 0 || StoreFail();
+    std::u16string path;
+    if (!KeyPath(rawPath, path)) return false;
+    Session s;
+    if (!s.Ok()) return StoreFail();
+    return OpenKey(s, root, path, true) > 0 || StoreFail();
 }
 
 bool KeyExists(uint32_t root, std::u16string_view rawPath) {
-    std::u16string path = NormalPath(rawPath);
-    if (path.empty()) return Fail(XErr::InvalidParameter);
-    Connection& c = Shared();
-    std::lock_guard<std::mutex> guard(c.lock);
-    sqlite3* db = c.Get();
-    if (!db) return StoreFail();
-    int64_t id = FindKey(c, root, path);
-    if (id > 0) return true;
-    return id == 0 ? Fail(XErr::FileNotFound) : StoreFail();
+    std::u16string path;
+    if (!KeyPath(rawPath, path)) return false;
+    Session s;
+    if (!s.Ok()) return StoreFail();
+    return KeyFound(FindKey(s.c, root, path));
 }
 
 bool GetValue(uint32_t root, std::u16string_view rawPath, std::u16string_view name, Value& value,
               bool createKey) {
     value.type = 0;
     value.data.clear();
-    std::u16string path = NormalPath(rawPath);
-    if (path.empty()) return Fail(XErr::InvalidParameter);
-    Connection& c = Shared();
-    std::lock_guard<std::mutex> guard(c.lock);
-    sqlite3* db = c.Get();
-    if (!db) return StoreFail();
+    std::u16string path;
+    if (!KeyPath(rawPath, path)) return false;
+    Session s;
+    if (!s.Ok()) return StoreFail();
     {
-        Query q(c, SqlFindValue);
+        Query q(s.c, SqlFindValue);
         if (!q.Ok()) return StoreFail();
         q.Int(1, root).Text(2, path).Text(3, name);
         int r = q.Step();
@@ -375,28 +410,22 @@ bool GetValue(uint32_t root, std::u16string_view rawPath, std::u16string_view na
         if (r != SQLITE_DONE) return StoreFail();
     }
     // No key: reading makes it, as the registry's create-on-open does.
-    if (createKey && OpenKey(c, db, root, path, true) <= 0) return StoreFail();
+    if (createKey && OpenKey(s, root, path, true) <= 0) return StoreFail();
     return Fail(XErr::FileNotFound);
 }
 
 bool SetValue(uint32_t root, std::u16string_view rawPath, std::u16string_view name, uint32_t type,
               const void* data, size_t size) {
-    std::u16string path = NormalPath(rawPath);
-    if (path.empty()) return Fail(XErr::InvalidParameter);
+    std::u16string path;
+    if (!KeyPath(rawPath, path)) return false;
     if (size > 0x7FFFFFFF || (size && !data)) return Fail(XErr::InvalidParameter);
-    Connection& c = Shared();
-    std::lock_guard<std::mutex> guard(c.lock);
-    sqlite3* db = c.Get();
-    if (!db) return StoreFail();
-    Transaction t(db);
-    if (!t.Ok()) return StoreFail();
-    int64_t id = MakeKey(c, root, path);
+    Session s;
+    if (!s.Ok()) return StoreFail();
+    Transaction t(s.db);
+    int64_t id = t.Ok() ? MakeKey(s.c, root, path) : 0;
     if (id <= 0) return StoreFail();
-    {
-        Query q(c, SqlUpsertValue);
-        if (!q.Ok()) return StoreFail();
-        q.Int(1, id).Text(2, name).Int(3, type).Blob(4, data, size);
-        if (q.Step() != SQLITE_DONE) return StoreFail();
+    if (!Query(s.c, SqlUpsertValue).Int(1, id).Text(2, name).Int(3, type).Blob(4, data, size).Done()) {
+        return StoreFail();
     }
     if (!t.Commit()) return StoreFail();
     XSetLastError(XErr::Success);
@@ -404,23 +433,18 @@ bool SetValue(uint32_t root, std::u16string_view rawPath, std::u16string_view na
 }
 
 bool DeleteValue(uint32_t root, std::u16string_view rawPath, std::u16string_view name) {
-    std::u16string path = NormalPath(rawPath);
-    if (path.empty()) return Fail(XErr::InvalidParameter);
-    Connection& c = Shared();
-    std::lock_guard<std::mutex> guard(c.lock);
-    sqlite3* db = c.Get();
-    if (!db) return StoreFail();
-    Transaction t(db);
-    if (!t.Ok()) return StoreFail();
-    int64_t id = MakeKey(c, root, path);
+    std::u16string path;
+    if (!KeyPath(rawPath, path)) return false;
+    Session s;
+    if (!s.Ok()) return StoreFail();
+    Transaction t(s.db);
+    int64_t id = t.Ok() ? MakeKey(s.c, root, path) : 0;
     if (id <= 0) return StoreFail();
     int changed = 0;
     {
-        Query q(c, SqlDeleteValue);
-        if (!q.Ok()) return StoreFail();
-        q.Int(1, id).Text(2, name);
-        if (q.Step() != SQLITE_DONE) return StoreFail();
-        changed = sqlite3_changes(db);
+        Query q(s.c, SqlDeleteValue);
+        if (!q.Int(1, id).Text(2, name).Done()) return StoreFail();
+        changed = sqlite3_changes(s.db);
     }
     if (!t.Commit()) return StoreFail();
     return changed > 0 || Fail(XErr::FileNotFound);
@@ -428,24 +452,18 @@ bool DeleteValue(uint32_t root, std::u16string_view rawPath, std::u16string_view
 
 bool EnumKeys(uint32_t root, std::u16string_view rawPath, XStringList& names, bool createKey) {
     names.Clear();
+    // The empty path lists the top keys of the root.
     std::u16string path = NormalPath(rawPath);
-    Connection& c = Shared();
-    std::lock_guard<std::mutex> guard(c.lock);
-    sqlite3* db = c.Get();
-    if (!db) return StoreFail();
-    if (!path.empty()) {
-        int64_t id = OpenKey(c, db, root, path, createKey);
-        if (id < 0) return StoreFail();
-        if (id == 0) return Fail(XErr::FileNotFound);
-    }
-    Query q(c, SqlEnumKeys);
+    Session s;
+    if (!s.Ok()) return StoreFail();
+    if (!path.empty() && !KeyFound(OpenKey(s, root, path, createKey))) return false;
+    Query q(s.c, SqlEnumKeys);
     if (!q.Ok()) return StoreFail();
     q.Int(1, root).Text(2, path);
     int r;
     while ((r = q.Step()) == SQLITE_ROW) {
-        const void* text = sqlite3_column_text16(*q, 0);
-        int bytes = sqlite3_column_bytes16(*q, 0);
-        names.AddRange(text ? static_cast<const char16_t*>(text) : u"", bytes / 2);
+        std::u16string_view name = q.Text16(0);
+        names.AddRange(name.data() ? name.data() : u"", static_cast<int>(name.size()));
     }
     return r == SQLITE_DONE || StoreFail();
 }
@@ -453,25 +471,19 @@ bool EnumKeys(uint32_t root, std::u16string_view rawPath, XStringList& names, bo
 bool EnumValues(uint32_t root, std::u16string_view rawPath, std::vector<NamedValue>& values,
                 bool createKey) {
     values.clear();
-    std::u16string path = NormalPath(rawPath);
-    if (path.empty()) return Fail(XErr::InvalidParameter);
-    Connection& c = Shared();
-    std::lock_guard<std::mutex> guard(c.lock);
-    sqlite3* db = c.Get();
-    if (!db) return StoreFail();
-    int64_t id = OpenKey(c, db, root, path, createKey);
-    if (id < 0) return StoreFail();
-    if (id == 0) return Fail(XErr::FileNotFound);
-    Query q(c, SqlEnumValues);
+    std::u16string path;
+    if (!KeyPath(rawPath, path)) return false;
+    Session s;
+    if (!s.Ok()) return StoreFail();
+    int64_t id = OpenKey(s, root, path, createKey);
+    if (!KeyFound(id)) return false;
+    Query q(s.c, SqlEnumValues);
     if (!q.Ok()) return StoreFail();
     q.Int(1, id);
     int r;
     while ((r = q.Step()) == SQLITE_ROW) {
         NamedValue item;
-        const void* text = sqlite3_column_text16(*q, 0);
-        int bytes = sqlite3_column_bytes16(*q, 0);
-        item.name = XString(std::u16string_view(text ? static_cast<const char16_t*>(text) : u"",
-                                                static_cast<size_t>(bytes / 2)));
+        item.name = XString(q.Text16(0));
         ReadValue(*q, 1, item.value);
         values.push_back(std::move(item));
     }
@@ -479,51 +491,38 @@ bool EnumValues(uint32_t root, std::u16string_view rawPath, std::vector<NamedVal
 }
 
 bool DeleteKey(uint32_t root, std::u16string_view rawPath) {
-    std::u16string path = NormalPath(rawPath);
-    if (path.empty()) return Fail(XErr::InvalidParameter);
-    Connection& c = Shared();
-    std::lock_guard<std::mutex> guard(c.lock);
-    sqlite3* db = c.Get();
-    if (!db) return StoreFail();
-    Transaction t(db);
+    std::u16string path;
+    if (!KeyPath(rawPath, path)) return false;
+    Session s;
+    if (!s.Ok()) return StoreFail();
+    Transaction t(s.db);
     if (!t.Ok()) return StoreFail();
-    int64_t id = FindKey(c, root, path);
-    if (id < 0) return StoreFail();
-    if (id == 0) return Fail(XErr::FileNotFound);
+    int64_t id = FindKey(s.c, root, path);
+    if (!KeyFound(id)) return false;
     {
-        Query q(c, SqlCountChildren);
+        Query q(s.c, SqlCountChildren);
         if (!q.Ok()) return StoreFail();
         q.Int(1, root).Text(2, path);
         if (q.Step() != SQLITE_ROW) return StoreFail();
         if (sqlite3_column_int64(*q, 0) > 0) return Fail(XErr::AccessDenied);
     }
     for (Sql which : {SqlDeleteKeyValues, SqlDeleteKey}) {
-        Query q(c, which);
-        if (!q.Ok()) return StoreFail();
-        q.Int(1, id);
-        if (q.Step() != SQLITE_DONE) return StoreFail();
+        if (!Query(s.c, which).Int(1, id).Done()) return StoreFail();
     }
     return t.Commit() || StoreFail();
 }
 
 bool DeleteTree(uint32_t root, std::u16string_view rawPath) {
-    std::u16string path = NormalPath(rawPath);
-    if (path.empty()) return Fail(XErr::InvalidParameter);
+    std::u16string path;
+    if (!KeyPath(rawPath, path)) return false;
     std::u16string below = path + u'\\';
-    Connection& c = Shared();
-    std::lock_guard<std::mutex> guard(c.lock);
-    sqlite3* db = c.Get();
-    if (!db) return StoreFail();
-    Transaction t(db);
+    Session s;
+    if (!s.Ok()) return StoreFail();
+    Transaction t(s.db);
     if (!t.Ok()) return StoreFail();
-    int64_t id = FindKey(c, root, path);
-    if (id < 0) return StoreFail();
-    if (id == 0) return Fail(XErr::FileNotFound);
+    if (!KeyFound(FindKey(s.c, root, path))) return false;
     for (Sql which : {SqlDeleteTreeValues, SqlDeleteTreeKeys}) {
-        Query q(c, which);
-        if (!q.Ok()) return StoreFail();
-        q.Int(1, root).Text(2, path).Text(3, below);
-        if (q.Step() != SQLITE_DONE) return StoreFail();
+        if (!Query(s.c, which).Int(1, root).Text(2, path).Text(3, below).Done()) return StoreFail();
     }
     return t.Commit() || StoreFail();
 }
