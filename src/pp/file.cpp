@@ -5,6 +5,7 @@
 
 #include "foundation/platform/last_error.h"
 #include "foundation/platform/raw_file.h"
+#include "foundation/text/xstring.h"
 #include "pp/abort.h"
 
 namespace PP {
@@ -17,35 +18,7 @@ namespace {
 }
 
 // UTF-16 to UTF-8; an unpaired surrogate becomes U+FFFD, as the system conversion does.
-std::string toUtf8(std::u16string_view w) {
-  std::string out;
-  out.reserve(w.size());
-  for (size_t i = 0; i < w.size(); ++i) {
-    uint32_t c = w[i];
-    if (c >= 0xD800 && c <= 0xDBFF && i + 1 < w.size() && w[i + 1] >= 0xDC00 && w[i + 1] <= 0xDFFF) {
-      c = 0x10000 + ((c - 0xD800) << 10) + (w[i + 1] - 0xDC00);
-      ++i;
-    } else if (c >= 0xD800 && c <= 0xDFFF) {
-      c = 0xFFFD;
-    }
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += static_cast<char>(0xC0 | (c >> 6));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      out += static_cast<char>(0xE0 | (c >> 12));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      out += static_cast<char>(0xF0 | (c >> 18));
-      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    }
-  }
-  return out;
-}
+std::string toUtf8(std::u16string_view w) { return XString(w).ToStdUtf8(); }
 
 std::atomic<urlOpenerFn> g_urlOpener{nullptr};
 

@@ -27,6 +27,7 @@
 #include <string>
 
 #include "foundation/platform/last_error.h"
+#include "foundation/text/xstring.h"
 
 enum class XObjectKind { Event, Mutex, Section };
 
@@ -59,38 +60,13 @@ long Futex(void* address, int op, uint32_t value, const timespec* timeout) {
     return syscall(SYS_futex, address, op, value, timeout, nullptr, 0);
 }
 
-std::string ToUtf8(const char16_t* text) {
-    std::string out;
-    for (const char16_t* p = text; *p; ++p) {
-        uint32_t c = *p;
-        if (c >= 0xD800 && c <= 0xDBFF && p[1] >= 0xDC00 && p[1] <= 0xDFFF) {
-            c = 0x10000 + ((c - 0xD800) << 10) + (p[1] - 0xDC00);
-            ++p;
-        }
-        if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else if (c < 0x800) {
-            out += static_cast<char>(0xC0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else if (c < 0x10000) {
-            out += static_cast<char>(0xE0 | (c >> 12));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        } else {
-            out += static_cast<char>(0xF0 | (c >> 18));
-            out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-            out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-            out += static_cast<char>(0x80 | (c & 0x3F));
-        }
-    }
-    return out;
-}
-
 // A file name that any object name maps to safely: letters, digits, '_', '-' and '.' stay,
 // everything else (the separator, '%', control characters, non-ASCII) becomes %XX. Over-long
 // names are cut and given a hash of the whole name so that they stay distinct.
+// The name goes through the text foundation's UTF-8 conversion, so a lone surrogate reads
+// as U+FFFD there.
 std::string EscapeName(const char16_t* name) {
-    std::string utf8 = ToUtf8(name);
+    std::string utf8 = XString(name).ToStdUtf8();
     // "Local\" and "Global\" name the same session-wide space here.
     if (utf8.rfind("Local\\", 0) == 0) utf8.erase(0, 6);
     else if (utf8.rfind("Global\\", 0) == 0) utf8.erase(0, 7);
