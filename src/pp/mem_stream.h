@@ -7,6 +7,16 @@
 
 namespace PP {
 
+// A read position in a memory block; both readers below move through their block with it.
+struct memCursor {
+  const uint8_t* base;
+  size_t size;
+  size_t position = 0;
+
+  size_t read(void* buffer, size_t length);
+  uint64_t skip(uint64_t length);
+};
+
 // Forward-only reader of a memory block.
 class streamInMemRef : public streamIn {
  public:
@@ -15,9 +25,7 @@ class streamInMemRef : public streamIn {
   uint64_t skip(uint64_t length) override;
 
  private:
-  const uint8_t* base_;
-  size_t size_;
-  size_t position_ = 0;
+  memCursor at_;
 };
 
 // Seekable reader of a memory block: a position equal to the size is allowed, beyond throws.
@@ -28,13 +36,11 @@ class fileInMemRef : public fileIn {
   uint64_t skip(uint64_t length) override;
   bool isSeekable() override { return true; }
   void seek(uint64_t position) override;
-  uint64_t tell() override { return position_; }
-  uint64_t size() override { return size_; }
+  uint64_t tell() override { return at_.position; }
+  uint64_t size() override { return at_.size; }
 
  private:
-  const uint8_t* base_;
-  size_t size_;
-  size_t position_ = 0;
+  memCursor at_;
 };
 
 }  // namespace PP
