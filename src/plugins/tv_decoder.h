@@ -1,13 +1,23 @@
 #pragma once
 // clTvDecoder: a decoder library, its instance and its exports. Every entry is a thin
 // forward that returns 0 without an instance or export.
-#include "plugins/records.h"
-#include "plugins/xdll.h"
+#include "plugins/plugin_instance.h"
 
-class clTvDecoder : public XDLL {
+struct TvDecoderExports {
+    TvDecoderCreateFn Create;
+    TvDecoderDestroyFn Destroy;
+    TvDecoderGetFn Get;
+    TvDecoderSetFn Set;
+    TvDecoderOpenFn Open;
+    TvDecoderCloseFn Close;
+    TvDecoderDecodeBlockFn DecodeBlock;
+    TvDecoderSetPositionFn SetPosition;
+    TvDecoderDeleteATagFn DeleteATag;
+};
+
+class clTvDecoder : public XPluginInstance<TvDecoderExports> {
 public:
     clTvDecoder();
-    ~clTvDecoder() override;
 
     bool Load(const char16_t* path) override;
     // Destroys the instance, frees the library, resets the table, empties Extension and Path.
@@ -15,15 +25,6 @@ public:
     // Unload, then Load(path); on success records extension and path.
     bool LoadFile(const XString& path, const XString& extension);
 
-    // Destroys any instance held, then makes one; true when the handle is nonzero.
-    bool Create(const PluginLogHandles* logs);
-    // Calls the destroy export when handle and export are set; always clears the handle.
-    void Destroy();
-    bool HasInstance() const { return instance != 0; }
-    TvInstance Instance() const { return instance; }
-
-    int32_t Get(const char16_t* name, PluginArgs* args);
-    int32_t Set(const char16_t* name, PluginArgs* args);
     int32_t Open(OpenFileRecord* rec);
     int32_t Close(ConversionRecord* conv);
     int32_t DecodeBlock(AudioBlockRecord* block);
@@ -35,18 +36,4 @@ public:
 
     static constexpr size_t ExportCount = TV_DECODER_EXPORT_COUNT;
     static const char* const ExportNames[ExportCount];
-
-private:
-    TvInstance instance = 0;
-    struct Exports {
-        TvDecoderCreateFn Create;
-        TvDecoderDestroyFn Destroy;
-        TvDecoderGetFn Get;
-        TvDecoderSetFn Set;
-        TvDecoderOpenFn Open;
-        TvDecoderCloseFn Close;
-        TvDecoderDecodeBlockFn DecodeBlock;
-        TvDecoderSetPositionFn SetPosition;
-        TvDecoderDeleteATagFn DeleteATag;
-    } exports{};
 };

@@ -1,25 +1,30 @@
 #pragma once
 // clTvDSP: a DSP effect library, its instance and its exports; thin forwards as in
 // clTvDecoder.
-#include "plugins/records.h"
-#include "plugins/xdll.h"
+#include "plugins/plugin_instance.h"
 
-class clTvDSP : public XDLL {
+struct TvDspExports {
+    TvDspCreateFn Create;
+    TvDspDestroyFn Destroy;
+    TvDspGetFn Get;
+    TvDspSetFn Set;
+    TvDspShowConfigBitFn ShowConfigBit;
+    TvDspRemoveConfigBitFn RemoveConfigBit;
+    TvDspBeginConversionFn BeginConversion;
+    TvDspEndConversionFn EndConversion;
+    TvDspPassAudioBlockFn PassAudioBlock;
+    TvDspPassNonLiveFn PassNonLive;
+    TvDspAfterConversionFn AfterConversion;
+};
+
+class clTvDSP : public XPluginInstance<TvDspExports> {
 public:
     clTvDSP();
-    ~clTvDSP() override;
 
     bool Load(const char16_t* path) override;
     void Unload();
     bool LoadFile(const XString& path);
 
-    bool Create(const PluginLogHandles* logs);
-    void Destroy();
-    bool HasInstance() const { return instance != 0; }
-    TvInstance Instance() const { return instance; }
-
-    int32_t Get(const char16_t* name, PluginArgs* args);
-    int32_t Set(const char16_t* name, PluginArgs* args);
     int32_t ShowConfigBit(intptr_t parent, const char16_t* settings, void* context);
     int32_t RemoveConfigBit(intptr_t panel);
     int32_t BeginConversion(ConversionRecord* conv, const char16_t* settings);
@@ -31,20 +36,4 @@ public:
 
     static constexpr size_t ExportCount = TV_DSP_EXPORT_COUNT;
     static const char* const ExportNames[ExportCount];
-
-private:
-    TvInstance instance = 0;
-    struct Exports {
-        TvDspCreateFn Create;
-        TvDspDestroyFn Destroy;
-        TvDspGetFn Get;
-        TvDspSetFn Set;
-        TvDspShowConfigBitFn ShowConfigBit;
-        TvDspRemoveConfigBitFn RemoveConfigBit;
-        TvDspBeginConversionFn BeginConversion;
-        TvDspEndConversionFn EndConversion;
-        TvDspPassAudioBlockFn PassAudioBlock;
-        TvDspPassNonLiveFn PassNonLive;
-        TvDspAfterConversionFn AfterConversion;
-    } exports{};
 };

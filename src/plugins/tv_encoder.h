@@ -1,25 +1,28 @@
 #pragma once
 // clTvEncoder: an encoder library, its instance and its exports; thin forwards as in
 // clTvDecoder.
-#include "plugins/records.h"
-#include "plugins/xdll.h"
+#include "plugins/plugin_instance.h"
 
-class clTvEncoder : public XDLL {
+struct TvEncoderExports {
+    TvEncoderCreateFn Create;
+    TvEncoderDestroyFn Destroy;
+    TvEncoderGetFn Get;
+    TvEncoderSetFn Set;
+    TvEncoderShowConfigBitFn ShowConfigBit;
+    TvEncoderRemoveConfigBitFn RemoveConfigBit;
+    TvEncoderBeginConversionFn BeginConversion;
+    TvEncoderEndConversionFn EndConversion;
+    TvEncoderEncodeBlockFn EncodeBlock;
+};
+
+class clTvEncoder : public XPluginInstance<TvEncoderExports> {
 public:
     clTvEncoder();
-    ~clTvEncoder() override;
 
     bool Load(const char16_t* path) override;
     void Unload();
     bool LoadFile(const XString& path);
 
-    bool Create(const PluginLogHandles* logs);
-    void Destroy();
-    bool HasInstance() const { return instance != 0; }
-    TvInstance Instance() const { return instance; }
-
-    int32_t Get(const char16_t* name, PluginArgs* args);
-    int32_t Set(const char16_t* name, PluginArgs* args);
     int32_t ShowConfigBit(intptr_t parent, const char16_t* settings, void* context);
     int32_t RemoveConfigBit(intptr_t panel);
     int32_t BeginConversion(ConversionRecord* conv);
@@ -28,18 +31,4 @@ public:
 
     static constexpr size_t ExportCount = TV_ENCODER_EXPORT_COUNT;
     static const char* const ExportNames[ExportCount];
-
-private:
-    TvInstance instance = 0;
-    struct Exports {
-        TvEncoderCreateFn Create;
-        TvEncoderDestroyFn Destroy;
-        TvEncoderGetFn Get;
-        TvEncoderSetFn Set;
-        TvEncoderShowConfigBitFn ShowConfigBit;
-        TvEncoderRemoveConfigBitFn RemoveConfigBit;
-        TvEncoderBeginConversionFn BeginConversion;
-        TvEncoderEndConversionFn EndConversion;
-        TvEncoderEncodeBlockFn EncodeBlock;
-    } exports{};
 };
