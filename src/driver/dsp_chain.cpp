@@ -1,5 +1,8 @@
 // The DSP chain of a run: loading (a probe instance answers the questions, a second instance
 // is kept), the live begin and end calls, the after-conversion calls and unloading.
+#include <cstddef>
+#include <cstring>
+
 #include "driver/travex.h"
 #include "plugins/codec_handler.h"
 
@@ -63,9 +66,12 @@ bool TvTravex::EndLiveDSPs() {
 void TvTravex::AfterConversionDSPs() {
     for (auto& entry : dsps) {
         for (int64_t n = 0; n < outputNames.Count(); ++n) {
-            ConversionRecord copy = conv;
+            // Failed last and on its own: the output thread may be setting it meanwhile.
+            ConversionRecord copy{};
+            std::memcpy(&copy, &conv, offsetof(ConversionRecord, Failed));
+            copy.Failed = IsFailed() ? 1 : 0;
             copy.OutputFile = outputNames[n].Text();
-            if (entry->dsp.AfterConversion(&copy) == 0) conv.Failed = 1;
+            if (entry->dsp.AfterConversion(&copy) == 0) MarkFailed();
         }
     }
 }

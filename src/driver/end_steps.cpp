@@ -24,12 +24,12 @@ void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
     const uint32_t elapsed = elapsedMs == 0 ? 1 : elapsedMs;
     realtimeFactor = static_cast<double>(openRecord->LengthMs) / static_cast<double>(elapsed);
 
-    if (!CloseDecoder(decoder)) conv.Failed = 1;
-    if (evtQuit.IsSet()) conv.Failed = 1;
-    if (evtAfterConvSetError.IsSet()) conv.Failed = 1;
-    if (!EndLiveDSPs()) conv.Failed = 1;
+    if (!CloseDecoder(decoder)) MarkFailed();
+    if (evtQuit.IsSet()) MarkFailed();
+    if (evtAfterConvSetError.IsSet()) MarkFailed();
+    if (!EndLiveDSPs()) MarkFailed();
     uint32_t tagFlag = 0;
-    if (enc.EndConversion(&conv, &tagFlag) == 0) conv.Failed = 1;
+    if (enc.EndConversion(&conv, &tagFlag) == 0) MarkFailed();
     if (!writeIdTags) tagFlag = 0;
 
     const XString& written = tmpOutFile.IsEmpty() ? outFile : tmpOutFile;
@@ -41,7 +41,7 @@ void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
 
     if (!tmpOutFile.IsEmpty()) {
         XPath temp(tmpOutFile);
-        if (temp.Size() == 0 || conv.Failed) {
+        if (temp.Size() == 0 || IsFailed()) {
             tagFlag = 0;
         } else if (!evtQuit.IsSet()) {
             // The old output goes first, so that the move is a plain rename; a failed move
@@ -54,7 +54,7 @@ void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
                                 XString::Formatted(u"(Win:%u)", static_cast<unsigned>(XGetLastError())) + u" '" +
                                 outFile + u"'",
                             RunFunction);
-                conv.Failed = 1;
+                MarkFailed();
                 tagFlag = 0;
             }
         } else {
@@ -97,7 +97,7 @@ void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
         if (!XWriteIDTags(tagDecoder, context, outFile, tagLoadFile, outputTagBlock.data(),
                           static_cast<uint32_t>(outputTagBlock.size()))) {
             ReportError(XString(u"Unable to tag file '") + outFile + u"'", RunFunction);
-            conv.Failed = 1;
+            MarkFailed();
         }
     }
 }
@@ -142,6 +142,6 @@ void TvTravex::ClosingText() {
         }
     }
     FlushOutputPipes();
-    if (!silent) PrintLine(conv.Failed ? XString(u"Conversion Failed.") : closing, true);
-    if (conv.Failed) g_exitStatus = 1;
+    if (!silent) PrintLine(IsFailed() ? XString(u"Conversion Failed.") : closing, true);
+    if (IsFailed()) g_exitStatus = 1;
 }

@@ -46,7 +46,7 @@ bool TvTravex::DrainOutputPipes() {
     XString errors = TakePipeText(errorPipe);
     if (!errors.IsEmpty()) {
         moved = true;
-        conv.Failed = 1;
+        MarkFailed();
         console.WriteErrorText(errors);
     }
     return moved;

@@ -95,7 +95,7 @@ void TvTravex::Pump(clTvDecoder& decoder, clTvEncoder& enc) {
         AudioBlockRecord block;
         std::memset(&block, 0, sizeof block);
         if (!DecodeAudioBlock(decoder, block)) {
-            conv.Failed = 1;
+            MarkFailed();
             break;
         }
         if (commandFileMode && TextChanged(block.ActionText, lastInputText)) {
@@ -107,7 +107,7 @@ void TvTravex::Pump(clTvDecoder& decoder, clTvEncoder& enc) {
                 ++idleIndex;
             }
             IdleWait(idleIndex);
-            if (conv.Failed) break;
+            if (IsFailed()) break;
             continue;
         }
         if (block.Data == nullptr) block.Size = 0;
@@ -121,7 +121,7 @@ void TvTravex::Pump(clTvDecoder& decoder, clTvEncoder& enc) {
                 ReportInfo(u"Information: Audio data contains incomplete samples at end.", RunFunction);
             } else {
                 ReportError(u"Error: Audio data contains incomplete samples mid-stream.");
-                conv.Failed = 1;
+                MarkFailed();
             }
             break;
         }
@@ -144,12 +144,12 @@ void TvTravex::Pump(clTvDecoder& decoder, clTvEncoder& enc) {
 
         block.ActionText = nullptr;
         if (!PassLiveDSPs(block)) {
-            conv.Failed = 1;
+            MarkFailed();
             break;
         }
         block.ActionText = nullptr;
         if (enc.EncodeBlock(&block) == 0) {
-            conv.Failed = 1;
+            MarkFailed();
             break;
         }
         if (commandFileMode && TextChanged(block.ActionText, lastOutputText)) {
@@ -158,12 +158,12 @@ void TvTravex::Pump(clTvDecoder& decoder, clTvEncoder& enc) {
         bytesEncoded += sourceSize;
         StoreSharedBytes(bytesEncoded);
         IdleWait(0);
-        if (block.EndOfStream || conv.Failed) break;
+        if (block.EndOfStream || IsFailed()) break;
     }
 }
 
 void TvTravex::CommunicateStage(const char16_t* stage, clTvDecoder& decoder, clTvEncoder& enc) {
-    RunCommunicatePhase(stage, stdinIsSource ? nullptr : &decoder, &enc, conv.Failed != 0, stdinIsSource != 0);
+    RunCommunicatePhase(stage, stdinIsSource ? nullptr : &decoder, &enc, IsFailed(), stdinIsSource != 0);
 }
 
 bool TvTravex::OpenDecoder(clTvDecoder& decoder, OpenFileRecord& record) {
@@ -210,7 +210,7 @@ bool TvTravex::TryRawUncompressed(const XString& options, clTvDecoder& decoder, 
     }
     SetConversionPriority(enc);
     AssembleTags(record, enc, options);
-    if (!CloseDecoder(decoder)) conv.Failed = 1;
+    if (!CloseDecoder(decoder)) MarkFailed();
     conv.InfoTags = record.InfoTags;
     conv.InfoTagsSize = record.InfoTagsSize;
     conv.OutputTags = outputTagBlock.data();
@@ -219,7 +219,7 @@ bool TvTravex::TryRawUncompressed(const XString& options, clTvDecoder& decoder, 
     conv.SourceFile = inFile.Text();
     conv.OutputFile = outFile.Text();
     conv.Format = TvFormatOf(&record);
-    if (enc.BeginConversion(&conv) == 0) conv.Failed = 1;
+    if (enc.BeginConversion(&conv) == 0) MarkFailed();
     // The record lives on this frame only.
     conv.Format = nullptr;
     openRecord = nullptr;

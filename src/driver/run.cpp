@@ -189,19 +189,19 @@ void TvTravex::Run(clTvDecoder& decoder) {
         conv.OutputFile = tmpOutFile.IsEmpty() ? outFile.Text() : tmpOutFile.Text();
         conv.Format = TvFormatOf(&record);
 
-        if (!HandleNonLiveDSPs(decoder)) conv.Failed = 1;
+        if (!HandleNonLiveDSPs(decoder)) MarkFailed();
         ControllerLine(XString(u"MSGTO: vMX: Action: Encoding '") + out.BaseName() + u"'");
-        if (!BeginLiveDSPs()) conv.Failed = 1;
+        if (!BeginLiveDSPs()) MarkFailed();
 
         // 35-38: the encoder begins, the pump, the end steps.
         if (encoder.BeginConversion(&conv) == 0) {
-            conv.Failed = 1;
+            MarkFailed();
         } else {
             CommunicateStage(TV_PHASE_BEFORE_ENCODING, decoder, encoder);
             LogConversionSetup();
             DebugLog(u"============= CONVERSION BEGIN =============");
             const uint32_t start = XGetTickCount();
-            if (!conv.Failed) Pump(decoder, encoder);
+            if (!IsFailed()) Pump(decoder, encoder);
             elapsedMs = XGetTickCount() - start;
             DebugLog(u"============= CONVERSION END =============");
             EndSteps(decoder, encoder);
@@ -229,7 +229,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
         std::vector<clTvBatchFile> files(1);
         files[0].inputPath = inFile;
         files[0].outputPath = outFile;
-        files[0].hadErrors = conv.Failed;
+        files[0].hadErrors = IsFailed();
         batch.EndConversion(files);
     }
     ClosingText();

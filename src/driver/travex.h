@@ -2,6 +2,7 @@
 // TvTravex: the driver. Its constructor is the whole run of one conversion; when it returns
 // the run is over, whatever the outcome, and g_exitStatus tells it. The destructor only stops
 // the output thread and frees members. The object is itself the run's option list.
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -155,6 +156,11 @@ public:
     XBuffer stdinBuffer;  // what the last read of standard input took
     uint8_t stdinEnded = 0;
     ConversionRecord conv{};  // conv.Failed is the run's one failure flag
+    // The output thread fails the run too, so every access of conv.Failed goes through these.
+    void MarkFailed() { std::atomic_ref<uint32_t>(conv.Failed).store(1, std::memory_order_release); }
+    bool IsFailed() const {
+        return std::atomic_ref<uint32_t>(const_cast<uint32_t&>(conv.Failed)).load(std::memory_order_acquire) != 0;
+    }
     XString tmpOutFile;
     uint64_t bytesEncoded = 0;
     uint32_t batchId = 0;
