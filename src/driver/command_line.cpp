@@ -139,38 +139,38 @@ bool TvTravex::ParseCommandLine() {
         tmpFolder.EnsureTrailing(XPathSep);
     }
 
-    DSPSpecList specs = CollectDSPSpecs();
+    DSPSpecList chain = CollectDSPSpecs();
 
     if (batchLeader) {
         // dsps is still empty here, so this copy of the options keeps its dspeffect entries:
         // that is the form in which the batch stores them.
-        dspCommandLine = FormatDSPOptions(specs);
+        dspCommandLine = FormatDSPOptions(chain);
         XString options;
         StripTravexCmds(options);
         // The batch may add a DSP that the encoder demands, so the chain is read back.
         batch.Begin(dspCommandLine, encoderName, options);
         batchId = batch.batchId;
-        specs = ParseDSPString(dspCommandLine);
+        chain = ParseDSPString(dspCommandLine);
     }
 
-    MoveReplayGainLast(specs);
-    for (DSPSpec& spec : specs) {
+    MoveReplayGainLast(chain);
+    for (DSPSpec& dsp : chain) {
         auto entry = std::make_unique<DSPEntry>();
-        entry->name = std::move(spec.name);
-        entry->params = std::move(spec.params);
+        entry->name = std::move(dsp.name);
+        entry->params = std::move(dsp.params);
         dsps.push_back(std::move(entry));
     }
     return true;
 }
 
 DSPSpecList TvTravex::CollectDSPSpecs() {
-    DSPSpecList specs;
+    DSPSpecList chain;
     XString value;
     if (Get(u"dsppreset", value) && !value.IsEmpty()) {
         XString line;
         // An unreadable preset is no error and adds nothing.
-        if (ReadPresetLine(value, line)) specs = ParseDSPString(line);
+        if (ReadPresetLine(value, line)) chain = ParseDSPString(line);
     }
-    ParseDSPOptions(*this, specs);
-    return specs;
+    ParseDSPOptions(*this, chain);
+    return chain;
 }

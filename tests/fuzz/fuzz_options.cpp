@@ -33,13 +33,13 @@ void FuzzText(const uint8_t* data, size_t size, int start) {
     XOptionList again(list.ToText());
     (void)again;
 
-    DSPSpecList specs = ParseDSPString(text);
+    DSPSpecList chain = ParseDSPString(text);
     // What FormatDSPOptions writes must read back as the same chain.
-    DSPSpecList back = ParseDSPString(FormatDSPOptions(specs));
-    // %s stops at a NUL, which may cut a spec's '=' away; other text round-trips.
+    DSPSpecList back = ParseDSPString(FormatDSPOptions(chain));
+    // %s stops at a NUL, which may cut a DSP's '=' away; other text round-trips.
     bool hasNul = units.find(u'\0') != std::u16string::npos;
-    if (!hasNul && back.size() != specs.size()) abort();
-    MoveReplayGainLast(specs);
+    if (!hasNul && back.size() != chain.size()) abort();
+    MoveReplayGainLast(chain);
 }
 
 void FuzzArguments(const uint8_t* data, size_t size) {

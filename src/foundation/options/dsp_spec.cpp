@@ -6,7 +6,7 @@ namespace {
 constexpr const char16_t* QuoteToken = u"{qt}";
 }
 
-void ParseDSPOptions(const XOptionList& options, DSPSpecList& specs) {
+void ParseDSPOptions(const XOptionList& options, DSPSpecList& chain) {
     XString value;
     for (int i = 1;; ++i) {
         XString name = XString::Formatted(u"dspeffect%i", i);
@@ -14,32 +14,32 @@ void ParseDSPOptions(const XOptionList& options, DSPSpecList& specs) {
         value.Replace(QuoteToken, u"\"");
         int eq = value.FindChar(u'=');
         if (eq == 0) continue;
-        specs.push_back(DSPSpec{value.Left(eq - 1), value.From(eq + 1)});
+        chain.push_back(DSPSpec{value.Left(eq - 1), value.From(eq + 1)});
     }
 }
 
 DSPSpecList ParseDSPString(const XString& text) {
     XOptionList options(text);
-    DSPSpecList specs;
-    ParseDSPOptions(options, specs);
-    return specs;
+    DSPSpecList chain;
+    ParseDSPOptions(options, chain);
+    return chain;
 }
 
-XString FormatDSPOptions(const DSPSpecList& specs) {
+XString FormatDSPOptions(const DSPSpecList& chain) {
     XString text;
     int number = 1;
-    for (const DSPSpec& spec : specs) {
-        XString item = spec.name;
+    for (const DSPSpec& dsp : chain) {
+        XString item = dsp.name;
         item.AppendChar(u'=');
-        item.AppendFast(spec.params);
+        item.AppendFast(dsp.params);
         item.Replace(u"\"", QuoteToken);
         text.AppendFast(XString::Formatted(u" -dspeffect%i=\"%s\"", number++, item.Text()));
     }
     return text;
 }
 
-void MoveReplayGainLast(DSPSpecList& specs) {
-    std::stable_partition(specs.begin(), specs.end(), [](const DSPSpec& spec) {
-        return !XString::Equal(spec.name.Text(), u"ReplayGain");
+void MoveReplayGainLast(DSPSpecList& chain) {
+    std::stable_partition(chain.begin(), chain.end(), [](const DSPSpec& dsp) {
+        return !XString::Equal(dsp.name.Text(), u"ReplayGain");
     });
 }

@@ -14,12 +14,12 @@ struct DSPSpec {
 
 using DSPSpecList = std::vector<DSPSpec>;
 
-// Appends dspeffect1, dspeffect2, ... of the options to specs; the first missing number ends
+// Appends dspeffect1, dspeffect2, ... of the options to chain; the first missing number ends
 // the chain, a value without '=' is skipped.
-void ParseDSPOptions(const XOptionList& options, DSPSpecList& specs);
+void ParseDSPOptions(const XOptionList& options, DSPSpecList& chain);
 // The chain of an option string.
 DSPSpecList ParseDSPString(const XString& text);
-// " -dspeffect1=\"name=params\"" for each spec, quotes written as "{qt}".
-XString FormatDSPOptions(const DSPSpecList& specs);
-// Every spec named exactly "ReplayGain" goes behind the others; both groups keep their order.
-void MoveReplayGainLast(DSPSpecList& specs);
+// " -dspeffect1=\"name=params\"" for each DSP, quotes written as "{qt}".
+XString FormatDSPOptions(const DSPSpecList& chain);
+// Every DSP named exactly "ReplayGain" goes behind the others; both groups keep their order.
+void MoveReplayGainLast(DSPSpecList& chain);

@@ -25,9 +25,9 @@ std::string Parsed(const char16_t* text, int start = 1) {
     return Dump(list);
 }
 
-std::string Dump(const DSPSpecList& specs) {
+std::string Dump(const DSPSpecList& chain) {
     std::string out;
-    for (const DSPSpec& s : specs) {
+    for (const DSPSpec& s : chain) {
         if (!out.empty()) out += '|';
         out += s.name.ToStdUtf8() + ":" + s.params.ToStdUtf8();
     }
@@ -157,14 +157,14 @@ TEST(OptionGrammar, JoinedCommandLineLosesOnlyTheUnrepresentable) {
 
 TEST(DspOptions, ChainRules) {
     XOptionList gap(XString(u"-dspeffect1=A=1 -dspeffect3=C=3"));
-    DSPSpecList specs;
-    ParseDSPOptions(gap, specs);
-    EXPECT_EQ(Dump(specs), "A:1");
+    DSPSpecList chain;
+    ParseDSPOptions(gap, chain);
+    EXPECT_EQ(Dump(chain), "A:1");
 
     XOptionList noEquals(XString(u"-dspeffect1=novalue -dspeffect2=B=2"));
-    specs.clear();
-    ParseDSPOptions(noEquals, specs);
-    EXPECT_EQ(Dump(specs), "B:2");
+    chain.clear();
+    ParseDSPOptions(noEquals, chain);
+    EXPECT_EQ(Dump(chain), "B:2");
 
     EXPECT_EQ(Dump(ParseDSPString(
                   XString(u"-DSPEFFECT1=\"Eq=a=b {qt}x{qt}\" -dspeffect2=\"=p\" -dspeffect2=X=1"))),
@@ -172,18 +172,18 @@ TEST(DspOptions, ChainRules) {
 }
 
 TEST(DspOptions, FormatRoundTripsAndReplayGainGoesLast) {
-    DSPSpecList specs = {{u"ReplayGain", u"mode=1"},
+    DSPSpecList chain = {{u"ReplayGain", u"mode=1"},
                          {u"Echo", u"say \"hi\""},
                          {u"replaygain", u"x"},
                          {u"ReplayGain", u"mode=2"},
                          {u"Gain", u"-3"}};
-    XString text = FormatDSPOptions(specs);
+    XString text = FormatDSPOptions(chain);
     EXPECT_EQ(text.Left(41), u" -dspeffect1=\"ReplayGain=mode=1\" -dspeffe");
     EXPECT_GT(text.Find(u"say {qt}hi{qt}"), 0);
-    EXPECT_EQ(Dump(ParseDSPString(text)), Dump(specs));
+    EXPECT_EQ(Dump(ParseDSPString(text)), Dump(chain));
 
-    MoveReplayGainLast(specs);
-    EXPECT_EQ(Dump(specs),
+    MoveReplayGainLast(chain);
+    EXPECT_EQ(Dump(chain),
               "Echo:say \"hi\"|replaygain:x|Gain:-3|ReplayGain:mode=1|ReplayGain:mode=2");
     EXPECT_TRUE(FormatDSPOptions({}).IsEmpty());
 }
