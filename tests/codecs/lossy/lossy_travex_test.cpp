@@ -1,0 +1,91 @@
+// Whole conversions by travex between WAV, MP3, Ogg Vorbis and Opus: the sample count of the
+// MP3 leg, the tags through every leg, and an input MP3 can't hold refused before any output.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+
+#include "lossy_test_util.h"
+
+using namespace codectest;
+using namespace lossytest;
+namespace fs = std::filesystem;
+
+namespace {
+
+const PluginLogHandles kNoLogs{0, 0, 0};
+
+class LossyTravex : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::random_device rd;
+        dir = fs::temp_directory_path() / ("lossy-travex-" + std::to_string(rd()));
+        fs::create_directories(dir);
+    }
+    void TearDown() override {
+        std::error_code ec;
+        fs::remove_all(dir, ec);  // best effort: a left-over temporary folder harms nothing
+    }
+
+    // travex in the folder with a settings store of its own; its exit status, and its
+    // standard error (UTF-16) as ASCII in err.
+    int Travex(const std::string& args, std::string* err = nullptr) {
+        const std::string cmd = "cd '" + dir.string() + "' && export TONVALE_CONFIG_HOME=\"$PWD\" HOME=\"$PWD\" " +
+                                "XDG_RUNTIME_DIR=\"$PWD\" TONVALE_DEBUG= && '" + TV_BIN_DIR + "/travex' " + args +
+                                " -silent >out.bin 2>err.bin </dev/null; echo $? >rc.txt";
+        EXPECT_EQ(0, std::system(cmd.c_str()));
+        if (err) {
+            err->clear();
+            for (uint8_t c : ReadFile(Path("err.bin")))
+                if (c >= 0x20 && c < 0x7F) *err += char(c);
+        }
+        return std::stoi(std::string(reinterpret_cast<const char*>(ReadFile(Path("rc.txt")).data()), 1));
+    }
+    std::string Path(const std::string& name) const { return (dir / name).string(); }
+
+    fs::path dir;
+};
+
+}  // namespace
+
+TEST_F(LossyTravex, WaveToMp3ToVorbisToOpusKeepsTagsAndTheMp3SampleCount) {
+    OpenFileRecord rec = Record(16, 2, 44100);
+    const unsigned frames = 44100 + 4321;
+    WriteFile(Path("in.wav"), Wave(Tone(rec, frames), 16, 2, 44100));
+
+    ASSERT_EQ(0, Travex("-infile=in.wav -outfile=a.mp3 -convert_to=mp3 -V=3 \"-tag=Title=Round the Formats\" "
+                        "\"-tag=Artist=Travex\""));
+    ASSERT_EQ(0, Travex("-infile=a.mp3 -outfile=b.ogg -convert_to=vorbis -q=4"));
+    ASSERT_EQ(0, Travex("-infile=b.ogg -outfile=c.opus -convert_to=opus -bitrate=96"));
+    ASSERT_EQ(0, Travex("-infile=a.mp3 -outfile=d.wav -convert_to=wave"));
+
+    struct Leg {
+        const char* plugin;
+        const char* file;
+        size_t bytes;  // of decoded 16-bit stereo audio
+    };
+    const size_t at44 = size_t(frames) * 4, at48 = size_t(frames) * 48000 / 44100 * 4;
+    for (const Leg& leg : {Leg{"decoder/mp3.so", "a.mp3", at44}, Leg{"decoder/vorbis.so", "b.ogg", at44},
+                           Leg{"decoder/opus.so", "c.opus", at48}}) {
+        SCOPED_TRACE(leg.file);
+        clTvDecoder dec;
+        const Decoded d = DecodeAll(dec, leg.plugin, Path(leg.file), kNoLogs);
+        ASSERT_TRUE(d.opened);
+        EXPECT_FALSE(d.failed);
+        EXPECT_NEAR(double(leg.bytes), double(d.audio.size()), 8.0);
+        EXPECT_EQ(u"Round the Formats", TagOf(d.rec.IDTags, d.rec.IDTagsSize, u"Title"));
+        EXPECT_EQ(u"Travex", TagOf(d.rec.IDTags, d.rec.IDTagsSize, u"Artist"));
+    }
+    // The MP3 leg back to WAV: every sample of the source, not one more.
+    clTvDecoder wav;
+    EXPECT_EQ(at44, DecodeAll(wav, "decoder/wave.so", Path("d.wav"), kNoLogs).audio.size());
+}
+
+TEST_F(LossyTravex, EightChannelsToMp3AreRefusedBeforeAnyOutput) {
+    WriteFile(Path("eight.wav"), Wave(Tone(Record(16, 8, 48000), 4800), 16, 8, 48000));
+    std::string err;
+    EXPECT_NE(0, Travex("-infile=eight.wav -outfile=eight.mp3 -convert_to=mp3", &err));
+    EXPECT_FALSE(fs::exists(Path("eight.mp3")));
+    EXPECT_NE(std::string::npos, err.find("MP3 holds mono or stereo")) << err;
+}
