@@ -3,6 +3,7 @@
 // the run is over, whatever the outcome, and g_exitStatus tells it. The destructor only stops
 // the output thread and frees members. The object is itself the run's option list.
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -155,7 +156,10 @@ public:
     XBuffer stdinTags;
     XBuffer stdinBuffer;  // what the last read of standard input took
     uint8_t stdinEnded = 0;
-    ConversionRecord conv{};  // conv.Failed is the run's one failure flag
+    // conv.Failed is the run's one failure flag. The record is packed: this placement is what
+    // aligns Failed for the atomic accesses below.
+    alignas(std::atomic_ref<uint32_t>::required_alignment) ConversionRecord conv{};
+    static_assert(offsetof(ConversionRecord, Failed) % std::atomic_ref<uint32_t>::required_alignment == 0);
     // The output thread fails the run too, so every access of conv.Failed goes through these.
     void MarkFailed() { std::atomic_ref<uint32_t>(conv.Failed).store(1, std::memory_order_release); }
     bool IsFailed() const {
