@@ -143,16 +143,16 @@ TEST_F(TravexProcess, MissingOptionsInOrder) {
 }
 
 TEST_F(TravexProcess, SummaryOfWellFormedLine) {
-    Result r = Run({"-infile=-", "-outfile=out file.mp3", "--convert_to", "mp3",
+    Result r = Run({"-infile=-", "-outfile=out file.mp3", "--convert_to", "nonesuch",
                     "-dspeffect1=ReplayGain=album", "-dspeffect2=Gain=-3", "-dspeffect3=Echo=1 2",
                     "-gain=-3"});
-    // The run goes on from the summary: here no plug-in is installed.
-    const std::string summary = Banner + Lines({u"Encoding: mp3", u"Audio Source: Standard Input",
+    // The run goes on from the summary: no encoder of that name is installed.
+    const std::string summary = Banner + Lines({u"Encoding: nonesuch", u"Audio Source: Standard Input",
                                                 u"Audio Destination: out file.mp3",
                                                 u"DSP Effects: Gain, Echo, ReplayGain", u"", Ruler}) +
                                 Utf16(u" ");
     EXPECT_EQ(r.out.substr(0, summary.size()), summary);
-    EXPECT_EQ(r.err, Lines({u"Error: Unable to load encoder 'mp3'.  [TvTravex::TvTravex]"}));
+    EXPECT_EQ(r.err, Lines({u"Error: Unable to load encoder 'nonesuch'.  [TvTravex::TvTravex]"}));
 
     Result quiet = Run({"-infile=in.flac", "-outfile=o", "-convert_to=x", "-silent"});
     EXPECT_EQ(quiet.out, "");
