@@ -58,6 +58,16 @@ TEST(WaveTravex, FlacToWaveAndBackKeepTagsAndCover) {
         const Bytes file = ReadFile(wav);
         ASSERT_GE(file.size(), 8u);
         EXPECT_EQ(file.size() - 8, size_t(file[4] | file[5] << 8 | file[6] << 16 | uint32_t(file[7]) << 24));
+
+        // An outside reader sees the same tags and the cover as an attached picture.
+        const std::string probe = RunCommand(
+            "ffprobe -v error -show_entries format_tags:stream=codec_type:stream_disposition=attached_pic "
+            "-of compact '" + wav + "'");
+        for (const char* want : {"tag:title=N\xc3\xa4" "chtlich", "tag:artist=Someone Else", "tag:album=Far",
+                                 "tag:track=5/9", "tag:date=2023", "tag:genre=Folk",
+                                 "codec_type=video|disposition:attached_pic=1"}) {
+            EXPECT_NE(probe.find(want), std::string::npos) << want << "\n" << probe;
+        }
     }
 
     ASSERT_TRUE(TravexRun("-infile='" + wav + "' -outfile='" + again + "' -convert_to=flac"));
