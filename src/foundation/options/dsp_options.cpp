@@ -1,4 +1,4 @@
-#include "foundation/options/dsp_spec.h"
+#include "foundation/options/dsp_options.h"
 
 #include <algorithm>
 
