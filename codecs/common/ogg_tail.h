@@ -1,7 +1,7 @@
 #pragma once
 // Whether an Ogg file ends as a finished stream does: with a whole page that carries the
 // end-of-stream flag. vorbisfile and opusfile stop quietly at a cut, so the decoders ask this
-// to tell a truncated file from a short one. Shared with the Opus decoder.
+// to tell a truncated file from a short one.
 #include <cstddef>
 #include <cstdint>
 #include <string>
