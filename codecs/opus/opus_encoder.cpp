@@ -10,14 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "lossy_pcm.h"
-#include "tvkit/plugin_base.h"
+#include "lossy_encoder.h"
 #include "tvkit/text.h"
 
 namespace {
 
 constexpr unsigned kRate = 48000;
-constexpr size_t kChunkFrames = 4096;  // input frames converted per step
 constexpr long kMinKbps = 6, kMaxKbps = 512;
 
 enum class RateMode { Vbr, Cvbr, Cbr };
@@ -26,115 +24,67 @@ struct Settings {
     long kbps = 0;  // 0: by channel count
     long complexity = -1;
     RateMode mode = RateMode::Vbr;
-    std::u16string ignored, invalid;
 };
-
-Settings ParseSettings(std::u16string_view line) {
-    Settings s;
-    for (const lossy::Option& o : lossy::SplitOptions(line, {u"--bitrate", u"--comp"})) {
-        const std::u16string word = o.value.empty() ? o.name : o.name + u" " + o.value;
-        if (o.name == u"--bitrate") {
-            double kbps = 0;
-            if (lossy::ParseDecimal(o.value, kMinKbps, kMaxKbps, kbps)) s.kbps = static_cast<long>(kbps + 0.5);
-            else s.invalid += u" " + word;
-        } else if (o.name == u"--comp") {
-            if (!lossy::ParseNumber(o.value, 0, 10, s.complexity)) s.invalid += u" " + word;
-        } else if (o.name == u"--vbr") {
-            s.mode = RateMode::Vbr;
-        } else if (o.name == u"--cvbr") {
-            s.mode = RateMode::Cvbr;
-        } else if (o.name == u"--hard-cbr") {
-            s.mode = RateMode::Cbr;
-        } else if (!o.name.empty()) {
-            s.ignored += u" " + word;
-        }
-    }
-    return s;
-}
 
 long DefaultKbps(unsigned channels) { return channels == 1 ? 96 : channels == 2 ? 128 : 64 * static_cast<long>(channels); }
 
-class OpusFileEncoder final : public tvkit::EncoderBase {
+class OpusFileEncoder final : public lossy::LossyEncoder {
 public:
-    using EncoderBase::EncoderBase;
+    using LossyEncoder::LossyEncoder;
     ~OpusFileEncoder() override { Release(); }
 
-    int32_t GetProperty(std::u16string_view name, PluginArgs& args) override {
-        if (name == u"Extension") {
-            args.Text = u".opus";
-            return 1;
-        }
-        if (name == u"IsLossless") return 0;
-        return EncoderBase::GetProperty(name, args);
+private:
+    const Names& Naming() const override {
+        static const Names names{u".opus", u"Opus", "Opus::BeginConversion", "Opus::EncodeBlock", "Opus::EndConversion"};
+        return names;
     }
 
-    int32_t BeginConversion(ConversionRecord& conv) override {
-        static const char* const kFunction = "Opus::BeginConversion";
-        if (encoder || !conv.Format) {
-            Log().Error(u"Error: No conversion to begin.", kFunction);
-            return 0;
+    bool Started() const override { return encoder != nullptr; }
+
+    std::vector<std::u16string_view> ValueOptions() const override { return {u"--bitrate", u"--comp"}; }
+    void ResetSettings() override { settings = Settings{}; }
+
+    Verdict TakeOption(const lossy::Option& o) override {
+        if (o.name == u"--bitrate") {
+            double kbps = 0;
+            if (!lossy::ParseDecimal(o.value, kMinKbps, kMaxKbps, kbps)) return Verdict::Invalid;
+            settings.kbps = static_cast<long>(kbps + 0.5);
+        } else if (o.name == u"--comp") {
+            if (!lossy::ParseNumber(o.value, 0, 10, settings.complexity)) return Verdict::Invalid;
+        } else if (o.name == u"--vbr") {
+            settings.mode = RateMode::Vbr;
+        } else if (o.name == u"--cvbr") {
+            settings.mode = RateMode::Cvbr;
+        } else if (o.name == u"--hard-cbr") {
+            settings.mode = RateMode::Cbr;
+        } else {
+            return Verdict::Unknown;
         }
-        settings = ParseSettings(tvkit::View16(conv.CommandLine));
-        if (!settings.invalid.empty()) {
-            Log().Error(u"Error: Invalid Opus options:" + settings.invalid + u" (--bitrate 6..512, --comp 0..10).", kFunction);
-            return 0;
-        }
-        if (!settings.ignored.empty())
-            Log().Info(u"Options not known to the Opus encoder were ignored:" + settings.ignored, kFunction);
-        path = std::u16string(tvkit::View16(conv.OutputFile));
-        return Start(conv.Format->Format, kFunction) ? 1 : 0;
+        return Verdict::Taken;
     }
 
-    int32_t EncodeBlock(AudioBlockRecord& block) override {
-        static const char* const kFunction = "Opus::EncodeBlock";
-        if (!encoder) return 0;
-        if (!block.Data || block.Size == 0) return 1;
-        if (!lossy::SameShape(block.Format, format)) {
-            if (written) {
-                Log().Error(u"Error: The audio format changed in the middle of '" + path + u"'.", kFunction);
-                return 0;
-            }
-            Release();  // a DSP changed the format before any audio came: start anew
-            if (!Start(block.Format, kFunction)) return 0;
-        }
-        const auto* p = static_cast<const uint8_t*>(block.Data);
-        size_t frames = block.Size / layout.frameBytes;
-        while (frames) {
-            const size_t n = frames < kChunkFrames ? frames : kChunkFrames;
-            lossy::ToFloat(p, n * layout.channels, layout, input.data());
-            if (!Feed(input.data(), n, kFunction)) return 0;
-            p += n * layout.frameBytes;
-            frames -= n;
-            written += n;
-        }
-        return 1;
-    }
+    std::u16string OptionRanges() const override { return u"--bitrate 6..512, --comp 0..10"; }
 
-    int32_t EndConversion(ConversionRecord&, uint32_t& writeTags) override {
-        static const char* const kFunction = "Opus::EndConversion";
-        writeTags = 0;
-        if (!encoder) return 0;
-        bool ok = !resampler || Feed(nullptr, 0, kFunction);
+    bool EncodeChunk(const float* samples, size_t n, const char* function) override { return Feed(samples, n, function); }
+
+    bool Finish(const char* function) override {
+        bool ok = !resampler || Feed(nullptr, 0, function);
         if (ok) {
             const int r = ope_encoder_drain(encoder);
             ok = r == OPE_OK;
             if (!ok)
                 Log().Error(u"Error: Unable to finish Opus file '" + path + u"': " + tvkit::Utf8ToUtf16(ope_strerror(r)),
-                            kFunction);
+                            function);
         }
-        Release();
-        writeTags = ok ? 1 : 0;
-        return ok ? 1 : 0;
+        return ok;
     }
 
-private:
-    bool Start(const TvWaveFormatExtensible& f, const char* function) {
+    bool Start(const TvWaveFormatExtensible& f, const char* function) override {
         if (!lossy::ReadLayout(f, layout) || layout.channels > lossy::kMaxChannels) {
             Log().Error(u"Error: Opus takes PCM or float audio of 1 to 8 channels; this audio is " + lossy::Describe(f) + u".",
                         function);
             return false;
         }
-        format = f;
         if (layout.rate != kRate) {
             soxr_error_t err = nullptr;
             const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
@@ -164,10 +114,8 @@ private:
         ope_encoder_ctl(encoder, OPUS_SET_VBR(settings.mode == RateMode::Cbr ? 0 : 1));
         ope_encoder_ctl(encoder, OPUS_SET_VBR_CONSTRAINT(settings.mode == RateMode::Cvbr ? 1 : 0));
         if (settings.complexity >= 0) ope_encoder_ctl(encoder, OPUS_SET_COMPLEXITY(static_cast<opus_int32>(settings.complexity)));
-        input.resize(kChunkFrames * layout.channels);
         resampled.resize((kChunkFrames * kRate / layout.rate + 64) * layout.channels);
         ordered.resize(resampled.size());
-        written = 0;
         return true;
     }
 
@@ -208,7 +156,7 @@ private:
         return true;
     }
 
-    void Release() {
+    void Release() override {
         if (encoder) ope_encoder_destroy(encoder);
         encoder = nullptr;
         if (comments) ope_comments_destroy(comments);
@@ -221,11 +169,7 @@ private:
     OggOpusComments* comments = nullptr;
     soxr_t resampler = nullptr;
     Settings settings;
-    std::u16string path;
-    TvWaveFormatExtensible format{};
-    lossy::Layout layout;
-    std::vector<float> input, resampled, ordered;
-    uint64_t written = 0;
+    std::vector<float> resampled, ordered;
 };
 
 }  // namespace

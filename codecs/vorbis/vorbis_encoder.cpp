@@ -9,121 +9,70 @@
 #include <string>
 #include <vector>
 
-#include "lossy_pcm.h"
-#include "tvkit/plugin_base.h"
+#include "lossy_encoder.h"
 #include "tvkit/text.h"
 
 namespace {
 
 constexpr double kDefaultQuality = 5;
-constexpr size_t kChunkFrames = 4096;  // frames handed to libvorbis per analysis call
 
 struct Settings {
     double quality = kDefaultQuality;
-    std::u16string ignored, invalid;
 };
 
-Settings ParseSettings(std::u16string_view line) {
-    Settings s;
-    for (const lossy::Option& o : lossy::SplitOptions(line, {u"-q", u"--quality"})) {
-        const std::u16string word = o.value.empty() ? o.name : o.name + u" " + o.value;
-        if (o.name == u"-q" || o.name == u"--quality") {
-            if (!lossy::ParseDecimal(o.value, -1, 10, s.quality)) s.invalid += u" " + word;
-        } else if (!o.name.empty()) {
-            s.ignored += u" " + word;
-        }
-    }
-    return s;
-}
-
-class VorbisEncoder final : public tvkit::EncoderBase {
+class VorbisEncoder final : public lossy::LossyEncoder {
 public:
-    using EncoderBase::EncoderBase;
+    using LossyEncoder::LossyEncoder;
     ~VorbisEncoder() override { Release(); }
 
-    int32_t GetProperty(std::u16string_view name, PluginArgs& args) override {
-        if (name == u"Extension") {
-            args.Text = u".ogg";
-            return 1;
-        }
-        if (name == u"IsLossless") return 0;
-        return EncoderBase::GetProperty(name, args);
+private:
+    const Names& Naming() const override {
+        static const Names names{u".ogg", u"Vorbis", "Vorbis::BeginConversion", "Vorbis::EncodeBlock", "Vorbis::EndConversion"};
+        return names;
     }
 
-    int32_t BeginConversion(ConversionRecord& conv) override {
-        static const char* const kFunction = "Vorbis::BeginConversion";
-        if (started || !conv.Format) {
-            Log().Error(u"Error: No conversion to begin.", kFunction);
-            return 0;
-        }
-        settings = ParseSettings(tvkit::View16(conv.CommandLine));
-        if (!settings.invalid.empty()) {
-            Log().Error(u"Error: Invalid Vorbis options:" + settings.invalid + u" (-q -1..10).", kFunction);
-            return 0;
-        }
-        if (!settings.ignored.empty())
-            Log().Info(u"Options not known to the Vorbis encoder were ignored:" + settings.ignored, kFunction);
-        path = std::u16string(tvkit::View16(conv.OutputFile));
-        return Start(conv.Format->Format, kFunction) ? 1 : 0;
+    bool Started() const override { return started; }
+
+    std::vector<std::u16string_view> ValueOptions() const override { return {u"-q", u"--quality"}; }
+    void ResetSettings() override { settings = Settings{}; }
+
+    Verdict TakeOption(const lossy::Option& o) override {
+        if (o.name != u"-q" && o.name != u"--quality") return Verdict::Unknown;
+        return lossy::ParseDecimal(o.value, -1, 10, settings.quality) ? Verdict::Taken : Verdict::Invalid;
     }
 
-    int32_t EncodeBlock(AudioBlockRecord& block) override {
-        static const char* const kFunction = "Vorbis::EncodeBlock";
-        if (!started) return 0;
-        if (!block.Data || block.Size == 0) return 1;
-        if (!lossy::SameShape(block.Format, format)) {
-            if (written) {
-                Log().Error(u"Error: The audio format changed in the middle of '" + path + u"'.", kFunction);
-                return 0;
-            }
-            Release();  // a DSP changed the format before any audio came: start anew
-            if (!Start(block.Format, kFunction)) return 0;
+    std::u16string OptionRanges() const override { return u"-q -1..10"; }
+
+    bool EncodeChunk(const float* samples, size_t n, const char* function) override {
+        float** planes = vorbis_analysis_buffer(&dsp, static_cast<int>(n));
+        for (unsigned c = 0; c < layout.channels; ++c) {
+            float* dst = planes[lossy::VorbisIndexOfWave(layout.channels, c)];
+            const float* src = samples + c;
+            for (size_t i = 0; i < n; ++i, src += layout.channels) dst[i] = *src;
         }
-        const auto* p = static_cast<const uint8_t*>(block.Data);
-        size_t frames = block.Size / layout.frameBytes;
-        while (frames) {
-            const size_t n = frames < kChunkFrames ? frames : kChunkFrames;
-            lossy::ToFloat(p, n * layout.channels, layout, interleaved.data());
-            float** planes = vorbis_analysis_buffer(&dsp, static_cast<int>(n));
-            for (unsigned c = 0; c < layout.channels; ++c) {
-                float* dst = planes[lossy::VorbisIndexOfWave(layout.channels, c)];
-                const float* src = interleaved.data() + c;
-                for (size_t i = 0; i < n; ++i, src += layout.channels) dst[i] = *src;
-            }
-            vorbis_analysis_wrote(&dsp, static_cast<int>(n));
-            if (!Drain(false)) {
-                Log().Error(u"Error: Unable to write Ogg Vorbis file '" + path + u"'.", kFunction);
-                return 0;
-            }
-            p += n * layout.frameBytes;
-            frames -= n;
-            written += n;
+        vorbis_analysis_wrote(&dsp, static_cast<int>(n));
+        if (!Drain(false)) {
+            Log().Error(u"Error: Unable to write Ogg Vorbis file '" + path + u"'.", function);
+            return false;
         }
-        return 1;
+        return true;
     }
 
-    int32_t EndConversion(ConversionRecord&, uint32_t& writeTags) override {
-        static const char* const kFunction = "Vorbis::EndConversion";
-        writeTags = 0;
-        if (!started) return 0;
+    bool Finish(const char* function) override {
         vorbis_analysis_wrote(&dsp, 0);
         bool ok = Drain(true);
         ok = std::fclose(file) == 0 && ok;
         file = nullptr;
-        if (!ok) Log().Error(u"Error: Unable to finish Ogg Vorbis file '" + path + u"'.", kFunction);
-        Release();
-        writeTags = ok ? 1 : 0;
-        return ok ? 1 : 0;
+        if (!ok) Log().Error(u"Error: Unable to finish Ogg Vorbis file '" + path + u"'.", function);
+        return ok;
     }
 
-private:
-    bool Start(const TvWaveFormatExtensible& f, const char* function) {
+    bool Start(const TvWaveFormatExtensible& f, const char* function) override {
         if (!lossy::ReadLayout(f, layout) || layout.channels > lossy::kMaxChannels) {
             Log().Error(u"Error: Vorbis takes PCM or float audio of 1 to 8 channels; this audio is " + lossy::Describe(f) + u".",
                         function);
             return false;
         }
-        format = f;
         vorbis_info_init(&info);
         if (vorbis_encode_init_vbr(&info, static_cast<long>(layout.channels), static_cast<long>(layout.rate),
                                    static_cast<float>(settings.quality / 10)) != 0) {
@@ -161,8 +110,6 @@ private:
             Release();
             return false;
         }
-        interleaved.resize(kChunkFrames * layout.channels);
-        written = 0;
         return true;
     }
 
@@ -190,7 +137,7 @@ private:
                std::fwrite(page.body, 1, static_cast<size_t>(page.body_len), file) == static_cast<size_t>(page.body_len);
     }
 
-    void Release() {
+    void Release() override {
         if (started) {
             ogg_stream_clear(&stream);
             vorbis_block_clear(&block);
@@ -209,11 +156,6 @@ private:
     ogg_stream_state stream{};
     std::FILE* file = nullptr;
     Settings settings;
-    std::u16string path;
-    TvWaveFormatExtensible format{};
-    lossy::Layout layout;
-    std::vector<float> interleaved;
-    uint64_t written = 0;
 };
 
 }  // namespace

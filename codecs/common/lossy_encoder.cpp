@@ -1,0 +1,87 @@
+#include "lossy_encoder.h"
+
+#include "tvkit/text.h"
+
+namespace lossy {
+
+int32_t LossyEncoder::GetProperty(std::u16string_view name, PluginArgs& args) {
+    if (name == u"Extension") {
+        args.Text = Naming().extension;
+        return 1;
+    }
+    if (name == u"IsLossless") return 0;
+    return EncoderBase::GetProperty(name, args);
+}
+
+int32_t LossyEncoder::BeginConversion(ConversionRecord& conv) {
+    const Names& names = Naming();
+    if (Started() || !conv.Format) {
+        Log().Error(u"Error: No conversion to begin.", names.begin);
+        return 0;
+    }
+    ResetSettings();
+    std::u16string invalid, ignored;
+    for (const Option& o : SplitOptions(tvkit::View16(conv.CommandLine), ValueOptions())) {
+        if (o.name.empty()) continue;
+        const std::u16string word = o.value.empty() ? o.name : o.name + u" " + o.value;
+        switch (TakeOption(o)) {
+        case Verdict::Taken: break;
+        case Verdict::Invalid: invalid += u" " + word; break;
+        case Verdict::Unknown: ignored += u" " + word; break;
+        }
+    }
+    if (!invalid.empty()) {
+        Log().Error(u"Error: Invalid " + std::u16string(names.codec) + u" options:" + invalid + u" (" + OptionRanges() + u").",
+                    names.begin);
+        return 0;
+    }
+    if (!ignored.empty())
+        Log().Info(u"Options not known to the " + std::u16string(names.codec) + u" encoder were ignored:" + ignored, names.begin);
+    path = std::u16string(tvkit::View16(conv.OutputFile));
+    return Open(conv.Format->Format, names.begin) ? 1 : 0;
+}
+
+int32_t LossyEncoder::EncodeBlock(AudioBlockRecord& block) {
+    const char* const function = Naming().encode;
+    if (!Started()) return 0;
+    if (!block.Data || block.Size == 0) return 1;
+    if (!SameShape(block.Format, format)) {
+        if (written) {
+            Log().Error(u"Error: The audio format changed in the middle of '" + path + u"'.", function);
+            return 0;
+        }
+        // A DSP changed the format before any audio came: start the file anew.
+        Release();
+        if (!Open(block.Format, function)) return 0;
+    }
+    const auto* p = static_cast<const uint8_t*>(block.Data);
+    size_t frames = block.Size / layout.frameBytes;
+    while (frames) {
+        const size_t n = frames < kChunkFrames ? frames : kChunkFrames;
+        ToFloat(p, n * layout.channels, layout, samples.data());
+        if (!EncodeChunk(samples.data(), n, function)) return 0;
+        p += n * layout.frameBytes;
+        frames -= n;
+        written += n;
+    }
+    return 1;
+}
+
+int32_t LossyEncoder::EndConversion(ConversionRecord&, uint32_t& writeTags) {
+    writeTags = 0;
+    if (!Started()) return 0;
+    const bool ok = Finish(Naming().end);
+    Release();
+    writeTags = ok ? 1 : 0;
+    return ok ? 1 : 0;
+}
+
+bool LossyEncoder::Open(const TvWaveFormatExtensible& f, const char* function) {
+    if (!Start(f, function)) return false;
+    format = f;
+    samples.resize(kChunkFrames * layout.channels);
+    written = 0;
+    return true;
+}
+
+}  // namespace lossy
