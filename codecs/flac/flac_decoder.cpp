@@ -7,6 +7,7 @@
 #include <system_error>
 #include <vector>
 
+#include "decoder_records.h"
 #include "flac_pcm.h"
 #include "tvkit/plugin_base.h"
 #include "tvkit/tag_block.h"
@@ -25,12 +26,6 @@ constexpr unsigned kMaxDepth = 32;
 const tvkit::DecodesEntry kDecodes[] = {
     {u".flac", u"FLAC"},
 };
-
-std::u16string ChannelsText(unsigned channels) {
-    if (channels == 1) return u"Mono";
-    if (channels == 2) return u"Stereo";
-    return tvkit::Number16(static_cast<unsigned long long>(channels)) + u" Channels";
-}
 
 class FlacDecoder final : public tvkit::DecoderBase {
 public:
@@ -91,15 +86,8 @@ public:
             return 0;
         }
         format = flacpcm::MakeFormat(channels, depth, rate);
-        rec.Format = format;
-        rec.BitsPerSecond = rate * channels * format.Format.wBitsPerSample;
-        rec.LengthBytes = static_cast<int64_t>(total * format.Format.nBlockAlign);
-        rec.LengthMs = static_cast<int64_t>(total * 1000 / rate);
         BuildTags(kind);
-        rec.IDTags = idTags.Data();
-        rec.IDTagsSize = idTags.Size();
-        rec.InfoTags = infoTags.Data();
-        rec.InfoTagsSize = infoTags.Size();
+        codecrec::FillOpen(rec, format, total, idTags, infoTags);
         blockBytes = (rate + kBlocksPerSecond - 1) / kBlocksPerSecond * format.Format.nBlockAlign;
         return 1;
     }
@@ -107,9 +95,7 @@ public:
     int32_t DecodeBlock(AudioBlockRecord& out) override {
         static const char* const kFunction = "Flac::DecodeBlock";
         if (!decoder) return 0;
-        out.Format = format;
-        out.BitsPerSecond = format.Format.nAvgBytesPerSec * 8;
-        out.PositionMs = static_cast<int64_t>(delivered * 1000 / rate);
+        codecrec::BeginBlock(out, format, delivered);
         pending.Clear();
         while (!ended && pending.Size() < blockBytes) {
             if (FLAC__stream_decoder_get_state(decoder) == FLAC__STREAM_DECODER_END_OF_STREAM) {
@@ -131,11 +117,8 @@ public:
         }
         if (ended && !finished && !Finish(kFunction)) return 0;
         const size_t frames = pending.Size() / format.Format.nBlockAlign;
-        out.Data = pending.Size() ? pending.Data() : nullptr;
-        out.Size = static_cast<uint32_t>(pending.Size());
-        out.BlockLengthMs = static_cast<int64_t>(frames * 1000 / rate);
+        codecrec::EndBlock(out, format, pending.Data(), frames, ended);
         delivered += frames;
-        if (ended) out.EndOfStream = 1;
         return 1;
     }
 
@@ -190,7 +173,7 @@ private:
         if (!ec && ms)
             infoTags.Add(u"Bit Rate", tvkit::Number16(static_cast<unsigned long long>(bytes * 8 / ms)) + u" kbps");
         infoTags.Add(u"Sample Rate", tvkit::Number16(static_cast<unsigned long long>(rate)));
-        infoTags.Add(u"Channels", ChannelsText(channels));
+        infoTags.Add(u"Channels", codecrec::ChannelsText(channels));
         infoTags.Add(u"Bits Per Sample", tvkit::Number16(static_cast<unsigned long long>(depth)));
         infoTags.Add(u"Length", tvkit::Number16(static_cast<unsigned long long>(ms)) + u" ms");
         infoTags.Add(u"File Name", path);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "lame_tag.h"
+#include "decoder_records.h"
 #include "lossy_pcm.h"
 #include "tvkit/plugin_base.h"
 #include "tvkit/tag_block.h"
@@ -91,15 +92,8 @@ public:
         const off_t length = mpg123_length(handle);
         total = length > 0 ? static_cast<uint64_t>(length) : 0;
         format = lossy::MakePcm16(channels, rate);
-        rec.Format = format;
-        rec.BitsPerSecond = rate * channels * 16;
-        rec.LengthBytes = static_cast<int64_t>(total * format.Format.nBlockAlign);
-        rec.LengthMs = static_cast<int64_t>(total * 1000 / rate);
         BuildTags();
-        rec.IDTags = idTags.Data();
-        rec.IDTagsSize = idTags.Size();
-        rec.InfoTags = infoTags.Data();
-        rec.InfoTagsSize = infoTags.Size();
+        codecrec::FillOpen(rec, format, total, idTags, infoTags);
         pending.resize((rate + kBlocksPerSecond - 1) / kBlocksPerSecond * format.Format.nBlockAlign);
         return 1;
     }
@@ -107,9 +101,7 @@ public:
     int32_t DecodeBlock(AudioBlockRecord& out) override {
         static const char* const kFunction = "Mp3::DecodeBlock";
         if (!handle) return 0;
-        out.Format = format;
-        out.BitsPerSecond = format.Format.nAvgBytesPerSec * 8;
-        out.PositionMs = static_cast<int64_t>(delivered * 1000 / rate);
+        codecrec::BeginBlock(out, format, delivered);
         size_t filled = 0;
         while (!ended && filled < pending.size()) {
             size_t done = 0;
@@ -140,10 +132,7 @@ public:
         const size_t frames = filled / format.Format.nBlockAlign;
         delivered += frames;
         if (ended && !CheckEnd(kFunction)) return 0;
-        out.Data = frames ? pending.data() : nullptr;
-        out.Size = static_cast<uint32_t>(frames * format.Format.nBlockAlign);
-        out.BlockLengthMs = static_cast<int64_t>(frames * 1000 / rate);
-        if (ended) out.EndOfStream = 1;
+        codecrec::EndBlock(out, format, pending.data(), frames, ended);
         return 1;
     }
 

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <vector>
 
+#include "decoder_records.h"
 #include "lossy_pcm.h"
 #include "ogg_tail.h"
 #include "tvkit/plugin_base.h"
@@ -26,12 +27,6 @@ const tvkit::DecodesEntry kDecodes[] = {
 };
 
 std::u16string Num(unsigned long long v) { return tvkit::Number16(v); }
-
-std::u16string ChannelsText(unsigned channels) {
-    if (channels == 1) return u"Mono";
-    if (channels == 2) return u"Stereo";
-    return Num(channels) + u" Channels";
-}
 
 const char16_t* ErrorText(int code) {
     switch (code) {
@@ -87,15 +82,8 @@ public:
         const ogg_int64_t length = op_pcm_total(file, -1);
         total = length > 0 ? static_cast<uint64_t>(length) : 0;
         format = lossy::MakePcm16(channels, kRate);
-        rec.Format = format;
-        rec.BitsPerSecond = kRate * channels * 16;
-        rec.LengthBytes = static_cast<int64_t>(total * format.Format.nBlockAlign);
-        rec.LengthMs = static_cast<int64_t>(total * 1000 / kRate);
         BuildTags();
-        rec.IDTags = idTags.Data();
-        rec.IDTagsSize = idTags.Size();
-        rec.InfoTags = infoTags.Data();
-        rec.InfoTagsSize = infoTags.Size();
+        codecrec::FillOpen(rec, format, total, idTags, infoTags);
         pending.resize((kBlockFrames + kMaxFrameSamples) * format.Format.nBlockAlign);
         floats.resize(kMaxFrameSamples * channels);
         return 1;
@@ -104,9 +92,7 @@ public:
     int32_t DecodeBlock(AudioBlockRecord& out) override {
         static const char* const kFunction = "Opus::DecodeBlock";
         if (!file) return 0;
-        out.Format = format;
-        out.BitsPerSecond = format.Format.nAvgBytesPerSec * 8;
-        out.PositionMs = static_cast<int64_t>(delivered * 1000 / kRate);
+        codecrec::BeginBlock(out, format, delivered);
         size_t frames = 0;
         while (!ended && frames < kBlockFrames) {
             const int n = op_read_float(file, floats.data(), static_cast<int>(floats.size()), nullptr);
@@ -125,10 +111,7 @@ public:
         }
         delivered += frames;
         if (ended && !CheckEnd(kFunction)) return 0;
-        out.Data = frames ? pending.data() : nullptr;
-        out.Size = static_cast<uint32_t>(frames * format.Format.nBlockAlign);
-        out.BlockLengthMs = static_cast<int64_t>(frames * 1000 / kRate);
-        if (ended) out.EndOfStream = 1;
+        codecrec::EndBlock(out, format, pending.data(), frames, ended);
         return 1;
     }
 
@@ -165,7 +148,7 @@ private:
         if (tags && tags->vendor) infoTags.AddUtf8(u"Encoder", tags->vendor);
         infoTags.Add(u"Bit Rate", Num(kbps) + u" kbps");
         infoTags.Add(u"Sample Rate", Num(kRate));
-        infoTags.Add(u"Channels", ChannelsText(channels));
+        infoTags.Add(u"Channels", codecrec::ChannelsText(channels));
         infoTags.Add(u"Length", Num(ms) + u" ms");
         infoTags.Add(u"File Name", path);
     }
