@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "decoder_records.h"
+#include "file_decoder.h"
 #include "flac_pcm.h"
 #include "tvkit/plugin_base.h"
 #include "tvkit/tag_block.h"
@@ -27,36 +28,25 @@ const tvkit::DecodesEntry kDecodes[] = {
     {u".flac", u"FLAC"},
 };
 
-class FlacDecoder final : public tvkit::DecoderBase {
+class FlacDecoder final : public codecrec::FileDecoder {
 public:
-    using DecoderBase::DecoderBase;
+    using FileDecoder::FileDecoder;
     ~FlacDecoder() override { Release(); }
-
-    int32_t GetProperty(std::u16string_view name, PluginArgs& args) override {
-        if (name == u"Decodes") return tvkit::AnswerListing(kDecodes, std::size(kDecodes), args);
-        return DecoderBase::GetProperty(name, args);
-    }
 
     int32_t SetProperty(std::u16string_view name, PluginArgs& args) override {
         if (name == u"IDTags") return tvtags::SetIDTagsProperty(args, Log());
-        return DecoderBase::SetProperty(name, args);
+        return FileDecoder::SetProperty(name, args);
     }
 
-    int32_t Open(OpenFileRecord& rec) override {
-        static const char* const kFunction = "Flac::Open";
-        if (decoder) {
-            Log().Error(u"Error: The decoder is already open.", kFunction);
-            return 0;
-        }
-        path = std::u16string(tvkit::View16(rec.Path));
+    int32_t OpenFile(OpenFileRecord& rec, const char* function) override {
         const tvtags::FileKind kind = tvtags::KindOfFile(path);
         if (kind != tvtags::FileKind::Flac && kind != tvtags::FileKind::OggFlac) {
-            Log().Error(u"Error: '" + path + u"' is not a FLAC file.", kFunction);
+            Log().Error(u"Error: '" + path + u"' is not a FLAC file.", function);
             return 0;
         }
         decoder = FLAC__stream_decoder_new();
         if (!decoder) {
-            Log().Error(u"Error: Out of memory.", kFunction);
+            Log().Error(u"Error: Out of memory.", function);
             return 0;
         }
         FLAC__stream_decoder_set_md5_checking(decoder, true);
@@ -69,19 +59,19 @@ public:
         if (init != FLAC__STREAM_DECODER_INIT_STATUS_OK) {
             Log().Error(u"Error: Unable to open file '" + path + u"': " +
                             tvkit::Utf8ToUtf16(FLAC__StreamDecoderInitStatusString[init]),
-                        kFunction);
+                        function);
             Release();
             return 0;
         }
         if (!FLAC__stream_decoder_process_until_end_of_metadata(decoder) || !haveInfo || streamError) {
             Log().Error(u"Error: Unable to read FLAC file '" + path + u"': the stream header is missing or damaged.",
-                        kFunction);
+                        function);
             Release();
             return 0;
         }
         if (channels < 1 || channels > kMaxChannels || depth < kMinDepth || depth > kMaxDepth || rate == 0) {
             Log().Error(u"Error: FLAC file '" + path + u"' has a format this decoder can't deliver (1 to 8 channels, 4 to 32 bits).",
-                        kFunction);
+                        function);
             Release();
             return 0;
         }
@@ -122,12 +112,11 @@ public:
         return 1;
     }
 
-    int32_t Close(ConversionRecord*) override {
-        Release();
-        return 1;
-    }
-
 private:
+    Listing Decodes() const override { return {kDecodes, std::size(kDecodes)}; }
+    const char* OpenFunction() const override { return "Flac::Open"; }
+    bool IsOpen() const override { return decoder != nullptr; }
+
     // The end of the stream: it must hold all the samples its header promised, with their MD5.
     bool Finish(const char* function) {
         finished = true;
@@ -154,7 +143,7 @@ private:
                     function);
     }
 
-    void Release() {
+    void Release() override {
         if (decoder) FLAC__stream_decoder_delete(decoder);
         decoder = nullptr;
     }
@@ -219,7 +208,6 @@ private:
     }
 
     FLAC__StreamDecoder* decoder = nullptr;
-    std::u16string path;
     std::string vendor;
     bool haveInfo = false;
     unsigned rate = 0, channels = 0, depth = 0;

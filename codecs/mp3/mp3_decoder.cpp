@@ -11,6 +11,7 @@
 
 #include "lame_tag.h"
 #include "decoder_records.h"
+#include "file_decoder.h"
 #include "lossy_pcm.h"
 #include "tvkit/plugin_base.h"
 #include "tvkit/tag_block.h"
@@ -28,33 +29,22 @@ const tvkit::DecodesEntry kDecodes[] = {
 
 std::u16string Num(unsigned long long v) { return tvkit::Number16(v); }
 
-class Mp3Decoder final : public tvkit::DecoderBase {
+class Mp3Decoder final : public codecrec::FileDecoder {
 public:
-    using DecoderBase::DecoderBase;
+    using FileDecoder::FileDecoder;
     ~Mp3Decoder() override { Release(); }
-
-    int32_t GetProperty(std::u16string_view name, PluginArgs& args) override {
-        if (name == u"Decodes") return tvkit::AnswerListing(kDecodes, std::size(kDecodes), args);
-        return DecoderBase::GetProperty(name, args);
-    }
 
     int32_t SetProperty(std::u16string_view name, PluginArgs& args) override {
         if (name == u"IDTags") return tvtags::SetIDTagsProperty(args, Log(), tvtags::FileKind::Mp3);
-        return DecoderBase::SetProperty(name, args);
+        return FileDecoder::SetProperty(name, args);
     }
 
-    int32_t Open(OpenFileRecord& rec) override {
-        static const char* const kFunction = "Mp3::Open";
-        if (handle) {
-            Log().Error(u"Error: The decoder is already open.", kFunction);
-            return 0;
-        }
-        path = std::u16string(tvkit::View16(rec.Path));
+    int32_t OpenFile(OpenFileRecord& rec, const char* function) override {
         ReadHead();
         int err = MPG123_OK;
         handle = mpg123_new(nullptr, &err);
         if (!handle) {
-            Log().Error(u"Error: Unable to start the MP3 decoder: " + tvkit::Utf8ToUtf16(mpg123_plain_strerror(err)), kFunction);
+            Log().Error(u"Error: Unable to start the MP3 decoder: " + tvkit::Utf8ToUtf16(mpg123_plain_strerror(err)), function);
             return 0;
         }
         mpg123_param(handle, MPG123_ADD_FLAGS, MPG123_GAPLESS | MPG123_QUIET, 0);
@@ -71,12 +61,12 @@ public:
         if (mpg123_open(handle, narrow.c_str()) != MPG123_OK ||
             mpg123_getformat(handle, &rateL, &ch, &encoding) != MPG123_OK) {
             Log().Error(u"Error: Unable to read MP3 file '" + path + u"': " + tvkit::Utf8ToUtf16(mpg123_strerror(handle)),
-                        kFunction);
+                        function);
             Release();
             return 0;
         }
         if (rateL <= 0 || ch < 1 || ch > static_cast<int>(kMaxChannels) || encoding != MPG123_ENC_SIGNED_16) {
-            Log().Error(u"Error: MP3 file '" + path + u"' has a format this decoder can't deliver.", kFunction);
+            Log().Error(u"Error: MP3 file '" + path + u"' has a format this decoder can't deliver.", function);
             Release();
             return 0;
         }
@@ -85,7 +75,7 @@ public:
         // Without a frame count the length is only an estimate: count the frames once.
         if (!head.frames && mpg123_scan(handle) != MPG123_OK) {
             Log().Error(u"Error: Unable to read MP3 file '" + path + u"': " + tvkit::Utf8ToUtf16(mpg123_strerror(handle)),
-                        kFunction);
+                        function);
             Release();
             return 0;
         }
@@ -136,12 +126,11 @@ public:
         return 1;
     }
 
-    int32_t Close(ConversionRecord*) override {
-        Release();
-        return 1;
-    }
-
 private:
+    Listing Decodes() const override { return {kDecodes, std::size(kDecodes)}; }
+    const char* OpenFunction() const override { return "Mp3::Open"; }
+    bool IsOpen() const override { return handle != nullptr; }
+
     // mpg123 skips over what it can't decode; a stream that ends short of its frame count
     // was cut or damaged, and the file size tells which.
     bool CheckEnd(const char* function) {
@@ -208,7 +197,7 @@ private:
         infoTags.Add(u"File Name", path);
     }
 
-    void Release() {
+    void Release() override {
         if (handle) {
             mpg123_close(handle);
             mpg123_delete(handle);
@@ -217,7 +206,6 @@ private:
     }
 
     mpg123_handle* handle = nullptr;
-    std::u16string path;
     mp3tag::LameTag head;
     size_t headOffset = 0;  // bytes of the ID3v2 tag before the stream
     unsigned rate = 0, channels = 0;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "decoder_records.h"
+#include "file_decoder.h"
 #include "lossy_pcm.h"
 #include "ogg_tail.h"
 #include "tvkit/plugin_base.h"
@@ -41,38 +42,27 @@ const char16_t* ErrorText(int code) {
     }
 }
 
-class OpusFileDecoder final : public tvkit::DecoderBase {
+class OpusFileDecoder final : public codecrec::FileDecoder {
 public:
-    using DecoderBase::DecoderBase;
+    using FileDecoder::FileDecoder;
     ~OpusFileDecoder() override { Release(); }
-
-    int32_t GetProperty(std::u16string_view name, PluginArgs& args) override {
-        if (name == u"Decodes") return tvkit::AnswerListing(kDecodes, std::size(kDecodes), args);
-        return DecoderBase::GetProperty(name, args);
-    }
 
     int32_t SetProperty(std::u16string_view name, PluginArgs& args) override {
         if (name == u"IDTags") return tvtags::SetIDTagsProperty(args, Log(), tvtags::FileKind::Opus);
-        return DecoderBase::SetProperty(name, args);
+        return FileDecoder::SetProperty(name, args);
     }
 
-    int32_t Open(OpenFileRecord& rec) override {
-        static const char* const kFunction = "Opus::Open";
-        if (file) {
-            Log().Error(u"Error: The decoder is already open.", kFunction);
-            return 0;
-        }
-        path = std::u16string(tvkit::View16(rec.Path));
+    int32_t OpenFile(OpenFileRecord& rec, const char* function) override {
         int err = 0;
         file = op_open_file(tvkit::Utf16ToUtf8(path).c_str(), &err);
         if (!file) {
-            Log().Error(u"Error: Unable to read Opus file '" + path + u"': " + ErrorText(err) + u".", kFunction);
+            Log().Error(u"Error: Unable to read Opus file '" + path + u"': " + ErrorText(err) + u".", function);
             return 0;
         }
         const int ch = op_channel_count(file, -1);
         if (ch < 1 || ch > static_cast<int>(lossy::kMaxChannels) || op_link_count(file) != 1) {
             Log().Error(u"Error: Opus file '" + path + u"' has a shape this decoder can't deliver (one stream of 1 to 8 channels).",
-                        kFunction);
+                        function);
             Release();
             return 0;
         }
@@ -115,12 +105,11 @@ public:
         return 1;
     }
 
-    int32_t Close(ConversionRecord*) override {
-        Release();
-        return 1;
-    }
-
 private:
+    Listing Decodes() const override { return {kDecodes, std::size(kDecodes)}; }
+    const char* OpenFunction() const override { return "Opus::Open"; }
+    bool IsOpen() const override { return file != nullptr; }
+
     // opusfile ends quietly where a file was cut, and a damaged page in the middle can make it
     // take an early page for the last: the final page's position tells both apart from a
     // sound stream (which starts at position 0, as every encoder writes it).
@@ -153,13 +142,12 @@ private:
         infoTags.Add(u"File Name", path);
     }
 
-    void Release() {
+    void Release() override {
         if (file) op_free(file);
         file = nullptr;
     }
 
     OggOpusFile* file = nullptr;
-    std::u16string path;
     unsigned channels = 0;
     int64_t preSkip = 0;
     uint64_t total = 0, delivered = 0;

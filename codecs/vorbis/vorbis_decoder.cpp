@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "decoder_records.h"
+#include "file_decoder.h"
 #include "lossy_pcm.h"
 #include "ogg_tail.h"
 #include "tvkit/plugin_base.h"
@@ -36,31 +37,20 @@ const char16_t* OpenErrorText(int code) {
     }
 }
 
-class VorbisDecoder final : public tvkit::DecoderBase {
+class VorbisDecoder final : public codecrec::FileDecoder {
 public:
-    using DecoderBase::DecoderBase;
+    using FileDecoder::FileDecoder;
     ~VorbisDecoder() override { Release(); }
-
-    int32_t GetProperty(std::u16string_view name, PluginArgs& args) override {
-        if (name == u"Decodes") return tvkit::AnswerListing(kDecodes, std::size(kDecodes), args);
-        return DecoderBase::GetProperty(name, args);
-    }
 
     int32_t SetProperty(std::u16string_view name, PluginArgs& args) override {
         if (name == u"IDTags") return tvtags::SetIDTagsProperty(args, Log(), tvtags::FileKind::OggVorbis);
-        return DecoderBase::SetProperty(name, args);
+        return FileDecoder::SetProperty(name, args);
     }
 
-    int32_t Open(OpenFileRecord& rec) override {
-        static const char* const kFunction = "Vorbis::Open";
-        if (open) {
-            Log().Error(u"Error: The decoder is already open.", kFunction);
-            return 0;
-        }
-        path = std::u16string(tvkit::View16(rec.Path));
+    int32_t OpenFile(OpenFileRecord& rec, const char* function) override {
         const int r = ov_fopen(tvkit::Utf16ToUtf8(path).c_str(), &file);
         if (r != 0) {
-            Log().Error(u"Error: Unable to read Ogg Vorbis file '" + path + u"': " + OpenErrorText(r) + u".", kFunction);
+            Log().Error(u"Error: Unable to read Ogg Vorbis file '" + path + u"': " + OpenErrorText(r) + u".", function);
             return 0;
         }
         open = true;
@@ -69,7 +59,7 @@ public:
             ov_streams(&file) != 1) {
             Log().Error(u"Error: Ogg Vorbis file '" + path +
                             u"' has a shape this decoder can't deliver (one stream of 1 to 8 channels).",
-                        kFunction);
+                        function);
             Release();
             return 0;
         }
@@ -113,12 +103,11 @@ public:
         return 1;
     }
 
-    int32_t Close(ConversionRecord*) override {
-        Release();
-        return 1;
-    }
-
 private:
+    Listing Decodes() const override { return {kDecodes, std::size(kDecodes)}; }
+    const char* OpenFunction() const override { return "Vorbis::Open"; }
+    bool IsOpen() const override { return open; }
+
     // vorbisfile ends quietly where a file was cut.
     bool CheckEnd(const char* function) {
         int64_t granule = 0;
@@ -150,14 +139,13 @@ private:
         infoTags.Add(u"File Name", path);
     }
 
-    void Release() {
+    void Release() override {
         if (open) ov_clear(&file);
         open = false;
     }
 
     OggVorbis_File file{};
     bool open = false;
-    std::u16string path;
     unsigned rate = 0, channels = 0;
     uint64_t total = 0, delivered = 0;
     bool ended = false;
