@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "../../codecs/mp3/lame_tag.cpp"
-#include "../../codecs/vorbis/ogg_tail.cpp"
+#include "../../codecs/common/ogg_tail.cpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     (void)mp3tag::Id3v2Size(data, size);
