@@ -2,7 +2,7 @@
 
 #include "foundation/options/xoption_list.h"
 #include "foundation/platform/clock.h"
-#include "foundation/platform/special_folder.h"
+#include "foundation/platform/known_folders.h"
 #include "plugins/codec_handler.h"
 #include "tags/id_tags.h"
 

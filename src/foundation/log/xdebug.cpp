@@ -5,7 +5,7 @@
 
 #include "foundation/platform/environment.h"
 #include "foundation/platform/file_io.h"
-#include "foundation/platform/special_folder.h"
+#include "foundation/platform/known_folders.h"
 
 namespace {
 

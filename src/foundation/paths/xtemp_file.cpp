@@ -5,7 +5,7 @@
 #include "foundation/files/xfile.h"
 #include "foundation/platform/guid.h"
 #include "foundation/platform/last_error.h"
-#include "foundation/platform/special_folder.h"
+#include "foundation/platform/known_folders.h"
 
 namespace {
 

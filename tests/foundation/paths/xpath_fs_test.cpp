@@ -14,7 +14,7 @@
 #include "foundation/platform/clock.h"
 #include "foundation/platform/environment.h"
 #include "foundation/platform/last_error.h"
-#include "foundation/platform/special_folder.h"
+#include "foundation/platform/known_folders.h"
 
 namespace fs = std::filesystem;
 

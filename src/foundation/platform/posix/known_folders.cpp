@@ -1,6 +1,6 @@
 // Special folders on POSIX: the XDG variables, then the usual folders of the home, then the
 // caller's fallback.
-#include "foundation/platform/special_folder.h"
+#include "foundation/platform/known_folders.h"
 
 #include <sys/stat.h>
 
