@@ -71,6 +71,18 @@
 #ifndef TONVALE_PLUGIN_H
 #define TONVALE_PLUGIN_H
 
+/* The SDK's version. The major number changes only when the binary contract breaks (an export,
+ * a record layout, a meaning): a plug-in built with SDK major 1 loads into every host that
+ * speaks major 1, which is Tonvale 0.1.0 and every later release until one announces SDK 2.
+ * A minor release adds names and helpers, a patch release fixes text. The host never asks a
+ * plug-in for its version: the contract itself is what it checks when it loads a library. */
+#define TV_PLUGIN_SDK_VERSION_MAJOR 1
+#define TV_PLUGIN_SDK_VERSION_MINOR 0
+#define TV_PLUGIN_SDK_VERSION_PATCH 0
+#define TV_PLUGIN_SDK_VERSION "1.0.0"
+/* The oldest host release that loads plug-ins of this major version. */
+#define TV_PLUGIN_SDK_FIRST_HOST "0.1.0"
+
 #include <stddef.h>
 #include <stdint.h>
 

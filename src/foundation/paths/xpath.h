@@ -113,7 +113,9 @@ extern const char16_t XSanitizeDefaultTable[];
 
 // The program's location. module null is the program itself.
 XPath ModulePath(const void* module = nullptr);
-// ModulePath's folder, with a trailing separator.
+// ModulePath's folder, with a trailing separator. For the program itself (module null) this is
+// the folder of its run-time tree: <prefix>/lib/tonvale/ of an installed program whose
+// executable has no plug-in folders beside it.
 XPath ModuleFolder(const void* module = nullptr);
 // A name in the program's folder.
 XPath InModuleFolder(const char16_t* name);

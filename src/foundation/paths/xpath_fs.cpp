@@ -252,7 +252,33 @@ XPath ModulePath(const void* module) {
     return XPath(static_cast<XString&&>(path));
 }
 
-XPath ModuleFolder(const void* module) { return ModulePath(module).Folder(); }
+namespace {
+
+// The run-time tree of an installed program: its executable in <prefix>/bin/, the plug-in
+// folders and Versions/ in <prefix>/lib/tonvale/. A build tree, or a folder copied as it is,
+// keeps them beside the executable, and that wins whenever one of them is there.
+XPath RunTimeTree(const XPath& executableFolder) {
+    static const char16_t* const kBeside[] = {u"decoder", u"encoder", u"DSPs", u"Versions"};
+    for (const char16_t* name : kBeside) {
+        XPath beside(executableFolder);
+        beside.Append(name);
+        if (beside.IsFolder()) return executableFolder;
+    }
+    XPath installed(executableFolder);
+    installed.StripBackslashes();
+    installed.PopLast(true);
+    installed.Append(u"lib/tonvale");
+    if (!installed.IsFolder()) return executableFolder;
+    installed.AddBackslash();
+    return installed;
+}
+
+}  // namespace
+
+XPath ModuleFolder(const void* module) {
+    XPath folder = ModulePath(module).Folder();
+    return module ? folder : RunTimeTree(folder);
+}
 
 XPath InModuleFolder(const char16_t* name) {
     XPath path = ModuleFolder();
