@@ -252,12 +252,9 @@ XPath ModulePath(const void* module) {
     return XPath(static_cast<XString&&>(path));
 }
 
-namespace {
-
-// The run-time tree of an installed program: its executable in <prefix>/bin/, the plug-in
-// folders and Versions/ in <prefix>/lib/tonvale/. A build tree, or a folder copied as it is,
-// keeps them beside the executable, and that wins whenever one of them is there.
-XPath RunTimeTree(const XPath& executableFolder) {
+XPath XRunTimeFolder(const XPath& executableFolder) {
+    // A build tree, or a folder copied as it is, keeps its run-time tree beside the executable,
+    // and that wins whenever one of its folders is there.
     static const char16_t* const kBeside[] = {u"decoder", u"encoder", u"DSPs", u"Versions"};
     for (const char16_t* name : kBeside) {
         XPath beside(executableFolder);
@@ -273,11 +270,9 @@ XPath RunTimeTree(const XPath& executableFolder) {
     return installed;
 }
 
-}  // namespace
-
 XPath ModuleFolder(const void* module) {
     XPath folder = ModulePath(module).Folder();
-    return module ? folder : RunTimeTree(folder);
+    return module ? folder : XRunTimeFolder(folder);
 }
 
 XPath InModuleFolder(const char16_t* name) {
