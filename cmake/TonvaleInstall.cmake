@@ -14,20 +14,26 @@ set(TV_SDK_VERSION ${TV_SDK_VERSION_MAJOR}.${TV_SDK_VERSION_MINOR}.${TV_SDK_VERS
 
 # ---- The plug-in SDK (component dev) ----
 set(TV_DEV_DOCDIR ${CMAKE_INSTALL_DATADIR}/doc/tonvale-dev)
+# The library and the package files go in the multiarch folder on Debian whatever the prefix
+# (GNUInstallDirs picks it only for /usr): pkg-config and find_package search it everywhere.
+set(TV_SDK_LIBDIR ${CMAKE_INSTALL_LIBDIR})
+if(TV_SDK_LIBDIR STREQUAL "lib" AND CMAKE_LIBRARY_ARCHITECTURE)
+  set(TV_SDK_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE})
+endif()
 install(FILES ${CMAKE_SOURCE_DIR}/sdk/include/tonvale/plugin.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tonvale COMPONENT dev)
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/sdk/kit/tvkit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         COMPONENT dev FILES_MATCHING PATTERN "*.h")
 install(FILES $<TARGET_FILE:tv_pluginkit> RENAME libtonvale-plugin.a
-        DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
+        DESTINATION ${TV_SDK_LIBDIR} COMPONENT dev)
 
-set(pc_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+set(pc_dir ${TV_SDK_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH TV_PC_TO_PREFIX /prefix/${pc_dir} /prefix)
 configure_file(${CMAKE_SOURCE_DIR}/sdk/package/tonvale-plugin.pc.in ${CMAKE_BINARY_DIR}/sdk/tonvale-plugin.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/sdk/tonvale-plugin.pc DESTINATION ${pc_dir} COMPONENT dev)
 
 include(CMakePackageConfigHelpers)
-set(cmake_dir ${CMAKE_INSTALL_LIBDIR}/cmake/TonvalePlugin)
+set(cmake_dir ${TV_SDK_LIBDIR}/cmake/TonvalePlugin)
 file(RELATIVE_PATH TV_CMAKE_TO_PREFIX /prefix/${cmake_dir} /prefix)
 configure_file(${CMAKE_SOURCE_DIR}/sdk/package/TonvalePluginConfig.cmake.in
                ${CMAKE_BINARY_DIR}/sdk/TonvalePluginConfig.cmake @ONLY)

@@ -9,11 +9,15 @@
  * 1. The shape of a plug-in
  * ---------------------------------------------------------------------------------------------
  * A plug-in is a shared library (Linux: ELF .so, loaded with dlopen(path, RTLD_NOW|RTLD_LOCAL))
- * placed in a folder beside the converter's executable:
+ * placed in one of the converter's plug-in folders:
  *
  *     decoder/<any name>.so     decoders; every file there is asked what it decodes
  *     encoder/<name>.so         encoders; <name> is what -convert_to= names
  *     DSPs/<name>.so            DSP effects; <name> is what a DSP option names
+ *
+ * The program's own folders are in <prefix>/lib/tonvale/ of an installation (beside the
+ * executable in a build tree); a user's own are in $XDG_DATA_HOME/tonvale/ (by default
+ * ~/.local/share/tonvale/) and are searched after the program's. docs/plugins.md is the guide.
  *
  * It exports plain, undecorated C functions with the default C calling convention. Each kind
  * has a fixed list of exports (section 5, 6, 7), and EVERY name of the kind is mandatory, also
