@@ -181,6 +181,7 @@ int32_t Close(TvInstance inst, ConversionRecord *conv)
 int32_t DecodeBlock(TvInstance inst, AudioBlockRecord *block)
 {
     RawDecoder *d = self(inst);
+    if (!d->file) return 0; /* not open: the host never asks, but a plug-in shouldn't crash */
     const uint32_t frame = 2 * d->channels;
     const size_t frames = fread(d->buffer, frame, kBlockFrames, d->file);
     if (frames < kBlockFrames && ferror(d->file)) {
