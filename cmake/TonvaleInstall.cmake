@@ -44,7 +44,8 @@ install(FILES ${CMAKE_BINARY_DIR}/sdk/TonvalePluginConfig.cmake
         DESTINATION ${cmake_dir} COMPONENT dev)
 
 install(FILES ${CMAKE_SOURCE_DIR}/docs/plugins.md DESTINATION ${TV_DEV_DOCDIR} COMPONENT dev)
-install(DIRECTORY ${CMAKE_SOURCE_DIR}/sdk/examples/ DESTINATION ${TV_DEV_DOCDIR}/examples COMPONENT dev)
+install(DIRECTORY ${CMAKE_SOURCE_DIR}/sdk/examples/ DESTINATION ${TV_DEV_DOCDIR}/examples COMPONENT dev
+        PATTERN out EXCLUDE PATTERN build EXCLUDE)
 
 # ---- Manual pages: docs/man/<page>.md, section in its first line, made at build time ----
 find_program(TV_PERL perl REQUIRED)
