@@ -118,6 +118,11 @@ run_travex "$work/root/usr/bin/travex" -infile="$source/samples/sample.flac" -ou
 if command -v man >/dev/null; then
   MANWIDTH=80 man -l "$work/root/usr/share/man/man1/travex.1.gz" >"$work/man.txt" 2>/dev/null || true
   grep -q '^TRAVEX(1) .*Tonvale Manual' "$work/man.txt" || fail "man doesn't show the travex page"
+  # Every page renders without a complaint from groff.
+  for page in "$work"/root/usr/share/man/man*/*; do
+    MANWIDTH=80 man --warnings -l "$page" 2>"$work/man-warnings.txt" >/dev/null || true
+    [ ! -s "$work/man-warnings.txt" ] || fail "$(basename "$page"): $(cat "$work/man-warnings.txt")"
+  done
 fi
 
 if [ "${TV_LINTIAN:-}" = 1 ]; then
