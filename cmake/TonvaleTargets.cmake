@@ -1,6 +1,12 @@
 # Helpers that keep each folder's CMakeLists short: sources are picked up by glob, so a new
 # file needs no edit here.
 
+# Installed layout: executables in bin/, the run-time tree (decoder/, encoder/, DSPs/) in
+# lib/tonvale/ on every system (the program looks for it there, multiarch or not).
+include(GNUInstallDirs)
+set(TV_INSTALL_TREE lib/tonvale)
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME runtime)
+
 # tv_library(NAME DIR DEPS...): a static library of every .cpp/.c below DIR, or an interface
 # library while the folder has no sources yet.
 function(tv_library name dir)
@@ -28,6 +34,10 @@ function(tv_plugin name kind outdir)
     C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden)
   target_link_libraries(${target} PRIVATE tv_sdk ${P_LIBS})
   target_link_options(${target} PRIVATE -Wl,--no-undefined)
+  # The bundled plug-ins (those of the program's own tree, not the tests') are installed.
+  if(outdir STREQUAL TV_BIN_DIR)
+    install(TARGETS ${target} LIBRARY DESTINATION ${TV_INSTALL_TREE}/${kind} COMPONENT runtime)
+  endif()
 endfunction()
 
 # tv_test_dir(DIR): one GoogleTest executable of the .cpp files directly in DIR.

@@ -2,6 +2,7 @@
 
 #include "foundation/paths/xfile_finder.h"
 #include "foundation/paths/xpath.h"
+#include "foundation/platform/known_folders.h"
 #include "foundation/settings/xregistry.h"
 #include "foundation/log/xdebug.h"
 
@@ -54,6 +55,43 @@ XString clTvCodecHandler::PluginFolder(const void* module, const char16_t* kind)
     return folder;
 }
 
+XString clTvCodecHandler::UserPluginFolder(const char16_t* kind) {
+    XPath folder = XSpecialFolder(XFolderId::AppData, u"");
+    if (folder.IsEmpty()) return folder;
+    folder.Append(u"tonvale");
+    folder.Append(kind);
+    folder.AddBackslash();
+    return folder;
+}
+
+std::vector<clTvCodecHandler::PluginFile> clTvCodecHandler::PluginFiles(const void* module, const char16_t* kind) {
+    std::vector<PluginFile> files;
+    const XString folders[2] = {PluginFolder(module, kind), UserPluginFolder(kind)};
+    for (int user = 0; user < 2; ++user) {
+        if (folders[user].IsEmpty()) continue;
+        const size_t programCount = files.size();
+        XFileFinder finder(LibraryPattern, folders[user]);
+        while (finder.Next()) {
+            if (finder.IsFolder()) continue;
+            bool shadowed = false;
+            for (size_t i = 0; user && i < programCount && !shadowed; ++i) shadowed = files[i].name == finder.Name();
+            if (!shadowed) files.push_back({finder, finder.Name(), user != 0});
+        }
+    }
+    return files;
+}
+
+XString clTvCodecHandler::FindPluginFile(const void* module, const char16_t* kind, const XString& fileName) {
+    const XPath program = PluginFolder(module, kind) + fileName;
+    if (program.Exists()) return program;
+    const XString userFolder = UserPluginFolder(kind);
+    if (!userFolder.IsEmpty()) {
+        const XPath user = userFolder + fileName;
+        if (user.Exists()) return user;
+    }
+    return program;
+}
+
 bool clTvCodecHandler::LoadDecoderForFile(const XString& name, clTvDecoder& decoder, const PluginLogHandles* logs,
                                           const void* module, bool isStream, const char16_t* baseKey) {
     decoder.Destroy();
@@ -64,20 +102,17 @@ bool clTvCodecHandler::LoadDecoderForFile(const XString& name, clTvDecoder& deco
     }
 
     const XString key = CacheKey(baseKey);
-    const XString folder = PluginFolder(module, u"decoder");
     XString winner;
     // An unreadable registry reads as empty, which only means a full search.
     const XString cached = RegGetString(extension.Text(), HKEY_CURRENT_USER, key.Text());
     if (!cached.IsEmpty()) {
-        const XString path = folder + CachedFileName(cached);
+        const XString path = FindPluginFile(module, u"decoder", CachedFileName(cached));
         if (TryDecoderFile(path, extension, decoder, logs, isStream)) winner = path;
     }
     if (winner.IsEmpty()) {
-        XFileFinder finder(LibraryPattern, folder);
-        while (finder.Next()) {
-            if (finder.IsFolder()) continue;
-            if (TryDecoderFile(finder, extension, decoder, logs, isStream)) {
-                winner = finder;
+        for (const PluginFile& file : PluginFiles(module, u"decoder")) {
+            if (TryDecoderFile(file.path, extension, decoder, logs, isStream)) {
+                winner = file.path;
                 break;
             }
         }
@@ -108,12 +143,12 @@ bool clTvCodecHandler::TryDecoderFile(const XString& path, const XString& extens
 
 bool clTvCodecHandler::LoadEncoder(const XString& name, clTvEncoder& encoder, const PluginLogHandles* logs,
                                    const void* module) {
-    const XString path = PluginFolder(module, u"encoder") + name + LibrarySuffix;
+    const XString path = FindPluginFile(module, u"encoder", name + LibrarySuffix);
     return LoadWithTrace(path, encoder, logs, "clTvCodecHandler::LoadEncoder", u"Loading Encoder '");
 }
 
 bool clTvCodecHandler::LoadDSP(const XString& name, clTvDSP& dsp, const PluginLogHandles* logs, const void* module) {
-    const XString path = PluginFolder(module, u"DSPs") + name + LibrarySuffix;
+    const XString path = FindPluginFile(module, u"DSPs", name + LibrarySuffix);
     return LoadWithTrace(path, dsp, logs, "clTvCodecHandler::LoadDSP", u"Loading DSP '");
 }
 
@@ -121,7 +156,7 @@ XString clTvCodecHandler::GetEncoderExtension(const XString& name, const void* m
     const PluginLogHandles none{0, 0, 0};
     clTvEncoder encoder;
     XString extension;
-    if (encoder.LoadFile(PluginFolder(module, u"encoder") + name + LibrarySuffix) && encoder.Create(&none)) {
+    if (encoder.LoadFile(FindPluginFile(module, u"encoder", name + LibrarySuffix)) && encoder.Create(&none)) {
         PluginArgs args{};
         if (encoder.Get(TV_PROP_EXTENSION, &args) && args.Text) extension = XString(args.Text);
     }

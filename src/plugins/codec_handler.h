@@ -1,7 +1,11 @@
 #pragma once
 // clTvCodecHandler: finds plug-in libraries beside the program and loads them. It keeps no
 // state; the decoder for a file is chosen by extension, remembered per extension in the
-// registry cache so that a run loads one library, not all of them.
+// registry cache so that a run loads one library, not all of them. A user's own plug-ins in
+// $XDG_DATA_HOME/tonvale/<kind>/ are found after the program's; a file name in both folders
+// is the program's.
+#include <vector>
+
 #include "foundation/text/xstring.h"
 #include "foundation/text/xstring_list.h"
 #include "plugins/tv_decoder.h"
@@ -44,4 +48,19 @@ public:
     static XString ExtensionOf(const XString& name);
     // The program's folder + kind + separator, e.g. ".../decoder/".
     static XString PluginFolder(const void* module, const char16_t* kind);
+    // The user's folder of a kind, "$XDG_DATA_HOME/tonvale/<kind>/"; empty without a home.
+    static XString UserPluginFolder(const char16_t* kind);
+
+    // One library file of a kind's folders.
+    struct PluginFile {
+        XString path;
+        XString name;  // the file name
+        bool user;     // found in the user's folder
+    };
+    // The libraries of a kind: the program's folder in the order the file system gives them,
+    // then the user's, leaving out folders and the user's files whose name the program has.
+    static std::vector<PluginFile> PluginFiles(const void* module, const char16_t* kind);
+    // The library of a kind by file name: the program's when it is there, else the user's when
+    // it is there, else the program's path (whose load then fails).
+    static XString FindPluginFile(const void* module, const char16_t* kind, const XString& fileName);
 };

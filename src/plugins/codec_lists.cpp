@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <vector>
 
-#include "foundation/paths/xfile_finder.h"
 #include "foundation/paths/xpath.h"
 #include "plugins/codec_handler.h"
 
@@ -30,12 +29,10 @@ void clTvCodecHandler::ListDecoders(bool addAllFiles, XStringList* extensions, X
                                     XStringList* filterLines, const void* module) {
     const PluginLogHandles none{0, 0, 0};
     std::vector<Entry> entries;
-    XFileFinder finder(LibraryPattern, PluginFolder(module, u"decoder"));
-    while (finder.Next()) {
-        if (finder.IsFolder()) continue;
+    for (const PluginFile& file : PluginFiles(module, u"decoder")) {
         clTvDecoder decoder;
         // A library that fails to load or to make an instance is passed over in silence.
-        if (!decoder.LoadFile(finder, XString(TV_EXT_NOTUSING)) || !decoder.Create(&none)) continue;
+        if (!decoder.LoadFile(file.path, XString(TV_EXT_NOTUSING)) || !decoder.Create(&none)) continue;
         PluginArgs args{};
         if (decoder.Get(TV_PROP_UNLISTED, &args)) continue;
         for (uint32_t index = 0;; ++index) {
@@ -77,10 +74,8 @@ void clTvCodecHandler::ListEncoders(XStringList& output, const char16_t* leaveOu
     output.Clear();
     XStringList skip;
     if (leaveOut) XSplitToList(skip, leaveOut, u":");
-    XFileFinder finder(LibraryPattern, PluginFolder(module, u"encoder"));
-    while (finder.Next()) {
-        if (finder.IsFolder()) continue;
-        XPath name(finder.Name());
+    for (const PluginFile& file : PluginFiles(module, u"encoder")) {
+        XPath name(file.name);
         name.StripExtension();
         if (skip.Find(name.Text(), true) < 0) output.Add(name);
     }

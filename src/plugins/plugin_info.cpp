@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "foundation/files/xpipe.h"
-#include "foundation/paths/xfile_finder.h"
 #include "foundation/paths/xpath.h"
 #include "foundation/wave/xwave_format.h"
 #include "plugins/codec_handler.h"
@@ -63,7 +62,23 @@ void AppendTagLines(const void* block, uint32_t size, XStringList& lines, const 
     }
 }
 
+namespace {
+
+// "  (user)" behind a plug-in of the user's folder, nothing behind one of the program's.
+const char16_t* Origin(const std::vector<clTvCodecHandler::PluginFile>& files, const XString& fileName) {
+    for (const clTvCodecHandler::PluginFile& file : files)
+        if (file.name == fileName) return file.user ? u"  (user)" : u"";
+    return u"";
+}
+
+}  // namespace
+
 void DescribeInstalledPlugins(XStringList& lines, const void* module) {
+    lines.Add(u"Plug-in folders:");
+    lines.Add(XString(u"  ") + ModuleFolder(module) + u"  (program)");
+    const XString userFolder = clTvCodecHandler::UserPluginFolder(u"");
+    if (!userFolder.IsEmpty()) lines.Add(XString(u"  ") + userFolder + u"  (user)");
+
     XStringList filters;
     clTvCodecHandler::ListDecoders(false, nullptr, nullptr, &filters, module);
     lines.Add(u"Decoders:");
@@ -72,7 +87,11 @@ void DescribeInstalledPlugins(XStringList& lines, const void* module) {
         filter.SplitAt(u"\r", shown, pattern);
         lines.Add(XString(u"  ") + shown);
     }
+    lines.Add(u"Decoder libraries:");
+    for (const clTvCodecHandler::PluginFile& file : clTvCodecHandler::PluginFiles(module, u"decoder"))
+        lines.Add(XString(u"  ") + file.name + (file.user ? u"  (user)" : u""));
 
+    const auto encoderFiles = clTvCodecHandler::PluginFiles(module, u"encoder");
     XStringList encoders;
     clTvCodecHandler::ListEncoders(encoders, nullptr, module);
     lines.Add(u"Encoders:");
@@ -83,15 +102,14 @@ void DescribeInstalledPlugins(XStringList& lines, const void* module) {
         line += u"  ";
         line += extension.IsEmpty() ? XString(u"(no extension)") : extension;
         line += clTvCodecHandler::IsLosslessCodec(name.Text()) ? u"  lossless" : u"  lossy";
+        line += Origin(encoderFiles, name + clTvCodecHandler::LibrarySuffix);
         lines.Add(line);
     }
 
     lines.Add(u"DSP effects:");
     const PluginLogHandles none{0, 0, 0};
-    XFileFinder finder(clTvCodecHandler::LibraryPattern, clTvCodecHandler::PluginFolder(module, u"DSPs"));
-    while (finder.Next()) {
-        if (finder.IsFolder()) continue;
-        XPath name(finder.Name());
+    for (const clTvCodecHandler::PluginFile& file : clTvCodecHandler::PluginFiles(module, u"DSPs")) {
+        XPath name(file.name);
         name.StripExtension();
         clTvDSP dsp;
         XString line(u"  ");
@@ -103,6 +121,7 @@ void DescribeInstalledPlugins(XStringList& lines, const void* module) {
         } else {
             line += u"  (does not load)";
         }
+        if (file.user) line += u"  (user)";
         lines.Add(line);
     }
 }

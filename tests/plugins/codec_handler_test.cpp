@@ -187,3 +187,51 @@ TEST_F(CodecHandler, AWarmCacheLoadsOneLibrary) {
     EXPECT_EQ(1, Loads() - warm);
     EXPECT_GE(searched, 1);
 }
+
+#include <filesystem>
+
+TEST_F(CodecHandler, UserPluginsComeAfterTheProgramsAndTheProgramWinsOnAName) {
+    namespace fs = std::filesystem;
+    const fs::path user = fs::path(userData) / "tonvale";
+    const fs::path install = plugtest::InstallDir();
+    for (const char* kind : {"decoder", "encoder", "DSPs"}) fs::create_directories(user / kind);
+    fs::copy_file(install / "decoder/alpha.so", user / "decoder/mine.so");
+    fs::copy_file(install / "encoder/zzz.so", user / "encoder/userenc.so");
+    fs::copy_file(install / "encoder/zzz.so", user / "encoder/Mmm.so");  // shadowed by the program's
+    fs::copy_file(install / "DSPs/halve.so", user / "DSPs/userhalve.so");
+    const XString userDecoder = XString((user / "decoder/mine.so").c_str(), true);
+
+    EXPECT_EQ(XString((user.string() + "/encoder/").c_str(), true), clTvCodecHandler::UserPluginFolder(u"encoder"));
+    const auto encoders = clTvCodecHandler::PluginFiles(plugtest::Anchor(), u"encoder");
+    ASSERT_FALSE(encoders.empty());
+    EXPECT_EQ(XString(u"userenc.so"), encoders.back().name);
+    EXPECT_TRUE(encoders.back().user);
+    for (size_t i = 0; i + 1 < encoders.size(); ++i) EXPECT_FALSE(encoders[i].user) << encoders[i].path.ToStdUtf8();
+
+    // The program's decoder is found first; a cached user library is found by its file name.
+    clTvDecoder d;
+    ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"x.aaa", d, &kNone, plugtest::Anchor(), false));
+    EXPECT_EQ(InstallPath("decoder/alpha.so"), d.Path);
+    RegSetString(u"/elsewhere/mine.so", u".shared", HKEY_CURRENT_USER, kCache);
+    clTvDecoder cached;
+    ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"x.shared", cached, &kNone, plugtest::Anchor(), false));
+    EXPECT_EQ(userDecoder, cached.Path);
+
+    XStringList names;
+    clTvCodecHandler::ListEncoders(names, nullptr, plugtest::Anchor());
+    EXPECT_EQ(5, names.Count());  // userenc joins; the user's Mmm is not listed twice
+    clTvEncoder e;
+    EXPECT_TRUE(clTvCodecHandler::LoadEncoder(u"userenc", e, &kNone, plugtest::Anchor()));
+    EXPECT_EQ(XString(u".tst"), clTvCodecHandler::GetEncoderExtension(u"userenc", plugtest::Anchor()));
+    clTvDSP dsp;
+    EXPECT_TRUE(clTvCodecHandler::LoadDSP(u"userhalve", dsp, &kNone, plugtest::Anchor()));
+
+    XStringList lines;
+    DescribeInstalledPlugins(lines, plugtest::Anchor());
+    EXPECT_GE(lines.Find(u"  userenc  .tst  lossy  (user)"), 1);
+    EXPECT_GE(lines.Find(u"  Mmm  .tst  lossy"), 1);
+    EXPECT_GE(lines.Find(u"  userhalve  live  (user)"), 1);
+    EXPECT_GE(lines.Find(u"  mine.so  (user)"), 1);
+    EXPECT_GE(lines.Find(u"  alpha.so"), 1);
+    EXPECT_GE(lines.Find((XString(u"  ") + clTvCodecHandler::UserPluginFolder(u"") + u"  (user)").Text()), 0);
+}

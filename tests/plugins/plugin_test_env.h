@@ -29,6 +29,9 @@ protected:
         ASSERT_NE(nullptr, mkdtemp(pattern));
         configDir = pattern;
         setenv("TONVALE_CONFIG_HOME", configDir.c_str(), 1);
+        // The user's plug-in folder: empty unless a test puts libraries there.
+        userData = configDir + "/data";
+        setenv("XDG_DATA_HOME", userData.c_str(), 1);
         ASSERT_NE(nullptr, Anchor());
     }
     void TearDown() override {
@@ -36,6 +39,7 @@ protected:
         if (std::system(cmd.c_str()) != 0) ADD_FAILURE() << "could not remove " << configDir;
     }
     std::string configDir;
+    std::string userData;
 };
 
 }  // namespace plugtest

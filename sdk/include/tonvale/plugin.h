@@ -9,11 +9,15 @@
  * 1. The shape of a plug-in
  * ---------------------------------------------------------------------------------------------
  * A plug-in is a shared library (Linux: ELF .so, loaded with dlopen(path, RTLD_NOW|RTLD_LOCAL))
- * placed in a folder beside the converter's executable:
+ * placed in one of the converter's plug-in folders:
  *
  *     decoder/<any name>.so     decoders; every file there is asked what it decodes
  *     encoder/<name>.so         encoders; <name> is what -convert_to= names
  *     DSPs/<name>.so            DSP effects; <name> is what a DSP option names
+ *
+ * The program's own folders are in <prefix>/lib/tonvale/ of an installation (beside the
+ * executable in a build tree); a user's own are in $XDG_DATA_HOME/tonvale/ (by default
+ * ~/.local/share/tonvale/) and are searched after the program's. docs/plugins.md is the guide.
  *
  * It exports plain, undecorated C functions with the default C calling convention. Each kind
  * has a fixed list of exports (section 5, 6, 7), and EVERY name of the kind is mandatory, also
@@ -70,6 +74,18 @@
  */
 #ifndef TONVALE_PLUGIN_H
 #define TONVALE_PLUGIN_H
+
+/* The SDK's version. The major number changes only when the binary contract breaks (an export,
+ * a record layout, a meaning): a plug-in built with SDK major 1 loads into every host that
+ * speaks major 1, which is Tonvale 0.1.0 and every later release until one announces SDK 2.
+ * A minor release adds names and helpers, a patch release fixes text. The host never asks a
+ * plug-in for its version: the contract itself is what it checks when it loads a library. */
+#define TV_PLUGIN_SDK_VERSION_MAJOR 1
+#define TV_PLUGIN_SDK_VERSION_MINOR 0
+#define TV_PLUGIN_SDK_VERSION_PATCH 0
+#define TV_PLUGIN_SDK_VERSION "1.0.0"
+/* The oldest host release that loads plug-ins of this major version. */
+#define TV_PLUGIN_SDK_FIRST_HOST "0.1.0"
 
 #include <stddef.h>
 #include <stdint.h>

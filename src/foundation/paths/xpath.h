@@ -113,7 +113,13 @@ extern const char16_t XSanitizeDefaultTable[];
 
 // The program's location. module null is the program itself.
 XPath ModulePath(const void* module = nullptr);
-// ModulePath's folder, with a trailing separator.
+// ModulePath's folder, with a trailing separator. For the program itself (module null) it is
+// the folder of its run-time tree, XRunTimeFolder.
 XPath ModuleFolder(const void* module = nullptr);
 // A name in the program's folder.
 XPath InModuleFolder(const char16_t* name);
+// The folder of the run-time tree (decoder/, encoder/, DSPs/, Versions/) for an executable in
+// executableFolder: that folder itself when one of them is there, else <prefix>/lib/tonvale/
+// of an installed program (the executable in <prefix>/bin/) when that exists, else again the
+// executable's folder.
+XPath XRunTimeFolder(const XPath& executableFolder);

@@ -252,7 +252,28 @@ XPath ModulePath(const void* module) {
     return XPath(static_cast<XString&&>(path));
 }
 
-XPath ModuleFolder(const void* module) { return ModulePath(module).Folder(); }
+XPath XRunTimeFolder(const XPath& executableFolder) {
+    // A build tree, or a folder copied as it is, keeps its run-time tree beside the executable,
+    // and that wins whenever one of its folders is there.
+    static const char16_t* const kBeside[] = {u"decoder", u"encoder", u"DSPs", u"Versions"};
+    for (const char16_t* name : kBeside) {
+        XPath beside(executableFolder);
+        beside.Append(name);
+        if (beside.IsFolder()) return executableFolder;
+    }
+    XPath installed(executableFolder);
+    installed.StripBackslashes();
+    installed.PopLast(true);
+    installed.Append(u"lib/tonvale");
+    if (!installed.IsFolder()) return executableFolder;
+    installed.AddBackslash();
+    return installed;
+}
+
+XPath ModuleFolder(const void* module) {
+    XPath folder = ModulePath(module).Folder();
+    return module ? folder : XRunTimeFolder(folder);
+}
 
 XPath InModuleFolder(const char16_t* name) {
     XPath path = ModuleFolder();

@@ -271,4 +271,23 @@ TEST(ModulePath, ProgramAndFolder) {
     EXPECT_EQ(InModuleFolder(u"decoder").ToStdUtf8(), ModuleFolder().ToStdUtf8() + "decoder");
 }
 
+TEST(ModulePath, RunTimeFolderOfABuildTreeAndOfAnInstallation) {
+    TestDir dir;
+    fs::create_directories(dir.path / "usr/bin");
+    const XPath bin = dir.X("usr/bin/");
+    // Nothing anywhere: the executable's own folder.
+    EXPECT_EQ(bin, XRunTimeFolder(bin));
+    // Installed: <prefix>/lib/tonvale/.
+    fs::create_directories(dir.path / "usr/lib/tonvale/decoder");
+    EXPECT_EQ(dir.X("usr/lib/tonvale/"), XRunTimeFolder(bin));
+    EXPECT_EQ(dir.X("usr/lib/tonvale/"), XRunTimeFolder(dir.X("usr/bin")));
+    // A plug-in folder beside the executable wins, as in a build tree.
+    fs::create_directories(dir.path / "usr/bin/DSPs");
+    EXPECT_EQ(bin, XRunTimeFolder(bin));
+    // A file named like a folder doesn't count.
+    fs::remove(dir.path / "usr/bin/DSPs");
+    dir.Put("usr/bin/encoder", "");
+    EXPECT_EQ(dir.X("usr/lib/tonvale/"), XRunTimeFolder(bin));
+}
+
 }  // namespace
