@@ -17,6 +17,7 @@ constexpr int MaxThreads = 256;
 constexpr int MaxMemory = 2048;
 constexpr uint64_t RedZone = 128;                // below the stack pointer, still the frame's own
 constexpr uint64_t MaxStackBytes = 256 * 1024;   // from the stack pointer up
+constexpr uint64_t OverflowGap = 64 * 1024;    // how far below its stack an overflow leaves the pointer
 constexpr size_t ChunkSize = 64 * 1024;
 constexpr uint32_t StopWaitMs = 2000;
 constexpr size_t MaxBuildId = 64;
@@ -233,17 +234,22 @@ void ParseMap() {
 }
 
 // The stack of a thread: from below its stack pointer to the end of the stack's mapping,
-// at most MaxStackBytes.
+// at most MaxStackBytes. After a stack overflow the pointer stands below the mapping: then
+// the stack begins with the mapping just above it.
 md::MemoryDescriptor PutStack(Output& out, uint64_t sp) {
-    const uint64_t low = (sp - RedZone) & ~uint64_t{15};
-    for (int i = 0; i < g_rangeCount; ++i) {
-        if (low >= g_ranges[i].start && low < g_ranges[i].end) {
-            uint64_t high = g_ranges[i].end;
-            if (high - low > MaxStackBytes) high = low + MaxStackBytes;
-            return out.PutMemory(low, high - low);
-        }
+    uint64_t low = (sp - RedZone) & ~uint64_t{15};
+    const MapRange* stack = nullptr;
+    for (int i = 0; i < g_rangeCount && !stack; ++i) {
+        if (sp >= g_ranges[i].start && sp < g_ranges[i].end) stack = &g_ranges[i];
     }
-    return md::MemoryDescriptor{low, {0, 0}};
+    for (int i = 0; i < g_rangeCount && !stack; ++i) {
+        if (g_ranges[i].start > sp && g_ranges[i].start - sp <= OverflowGap) stack = &g_ranges[i];
+    }
+    if (!stack) return md::MemoryDescriptor{low, {0, 0}};
+    if (low < stack->start) low = stack->start;
+    uint64_t high = stack->end;
+    if (high - low > MaxStackBytes) high = low + MaxStackBytes;
+    return out.PutMemory(low, high - low);
 }
 
 void ToContext(const XCpuContext& c, md::ContextAmd64& x) {
