@@ -36,6 +36,11 @@ using XFaultHandler = void (*)(const XFault& fault);
 // need. False with the last error when the system refuses.
 bool XInstallFaultHook(XFaultHandler handler);
 
+// An alternate stack for the calling thread once the hook is installed, so that a stack
+// overflow on it is caught too; null before. Released by the thread before it ends.
+void* XPrepareThreadFaultStack();
+void XReleaseThreadFaultStack(void* stack);
+
 // Whether a debugger (any ptrace tracer) is attached now.
 bool XDebuggerAttached();
 uint32_t XCurrentThreadId();

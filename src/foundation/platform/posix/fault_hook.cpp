@@ -23,6 +23,7 @@ namespace {
 
 constexpr int FatalSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGSYS};
 constexpr size_t AltStackSize = 256 * 1024;
+constexpr size_t ThreadAltStackSize = 128 * 1024;
 constexpr size_t HelperStackSize = 512 * 1024;
 // A fault this close below or above the stack pointer is taken for a stack overflow.
 constexpr uint64_t OverflowReach = 64 * 1024;
@@ -175,6 +176,28 @@ bool XInstallFaultHook(XFaultHandler handler) {
     for (int sig : FatalSignals) ok = Install(sig, OnFault) && ok;
     if (!ok) XSetLastErrorFromErrno(errno);
     return ok;
+}
+
+void* XPrepareThreadFaultStack() {
+    if (!g_handler) return nullptr;
+    void* alt = mmap(nullptr, ThreadAltStackSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (alt == MAP_FAILED) return nullptr;
+    stack_t ss{};
+    ss.ss_sp = alt;
+    ss.ss_size = ThreadAltStackSize;
+    if (sigaltstack(&ss, nullptr) != 0) {
+        munmap(alt, ThreadAltStackSize);
+        return nullptr;
+    }
+    return alt;
+}
+
+void XReleaseThreadFaultStack(void* stack) {
+    if (!stack) return;
+    stack_t ss{};
+    ss.ss_flags = SS_DISABLE;
+    sigaltstack(&ss, nullptr);
+    munmap(stack, ThreadAltStackSize);
 }
 
 uint32_t XCurrentThreadId() { return static_cast<uint32_t>(syscall(SYS_gettid)); }
