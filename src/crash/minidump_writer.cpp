@@ -8,10 +8,10 @@
 
 #include "crash/memory_ranges.h"
 #include "crash/minidump_format.h"
+#include "crash/process_map.h"
 
 namespace {
 
-constexpr size_t MapCapacity = 1024 * 1024;
 constexpr int MaxModules = 1024;
 constexpr int MaxThreads = 256;
 constexpr int MaxMemory = 2048;
@@ -20,29 +20,8 @@ constexpr uint64_t MaxStackBytes = 256 * 1024;   // from the stack pointer up
 constexpr uint64_t OverflowGap = 64 * 1024;    // how far below its stack an overflow leaves the pointer
 constexpr size_t ChunkSize = 64 * 1024;
 constexpr uint32_t StopWaitMs = 2000;
-constexpr size_t MaxBuildId = 64;
 constexpr uint32_t StreamCount = 8;
 
-struct MapModule {
-    uint64_t base;
-    uint64_t end;
-    uint32_t pathAt;  // offset in the map text
-    uint32_t pathLength;
-    uint8_t buildId[MaxBuildId];
-    uint32_t buildIdLength;
-};
-
-struct MapRange {
-    uint64_t start;
-    uint64_t end;
-};
-
-char g_map[MapCapacity];
-size_t g_mapLength;
-MapModule g_modules[MaxModules];
-int g_moduleCount;
-MapRange g_ranges[8192];
-int g_rangeCount;
 XStoppedThread g_threads[MaxThreads];
 md::MemoryDescriptor g_memory[MaxMemory];
 int g_memoryCount;
@@ -111,139 +90,17 @@ struct Output {
     }
 };
 
-uint64_t Hex(const char*& p, const char* end) {
-    uint64_t v = 0;
-    for (; p < end; ++p) {
-        const char c = *p;
-        const int digit = c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
-        if (digit < 0) break;
-        v = v * 16 + static_cast<uint64_t>(digit);
-    }
-    return v;
-}
-
-void SkipField(const char*& p, const char* end) {
-    while (p < end && *p != ' ' && *p != '\n') ++p;
-    while (p < end && *p == ' ') ++p;
-}
-
-bool SamePath(const MapModule& m, const char* path, size_t length) {
-    return m.pathLength == length && std::memcmp(g_map + m.pathAt, path, length) == 0;
-}
-
-// Whether the module is an ELF file (a mapped data file is not), and its build id from the
-// ELF notes.
-bool ReadBuildId(MapModule& m) {
-    m.buildIdLength = 0;
-    uint8_t header[64];
-    if (!XReadOwnMemory(m.base, header, sizeof header) || std::memcmp(header, "\x7F" "ELF", 4) != 0 ||
-        header[4] != 2) {
-        return false;
-    }
-    uint64_t phoff = 0;
-    uint16_t phentsize = 0, phnum = 0;
-    std::memcpy(&phoff, header + 32, 8);
-    std::memcpy(&phentsize, header + 54, 2);
-    std::memcpy(&phnum, header + 56, 2);
-    if (phentsize < 56 || phnum > 256) return true;
-    uint64_t loadBias = 0;
-    bool haveLoad = false;
-    uint64_t noteAt[16];
-    uint64_t noteSize[16];
-    int notes = 0;
-    for (uint16_t i = 0; i < phnum; ++i) {
-        uint8_t ph[56];
-        if (!XReadOwnMemory(m.base + phoff + uint64_t{i} * phentsize, ph, sizeof ph)) return true;
-        uint32_t type = 0;
-        uint64_t offset = 0, vaddr = 0, filesz = 0;
-        std::memcpy(&type, ph, 4);
-        std::memcpy(&offset, ph + 8, 8);
-        std::memcpy(&vaddr, ph + 16, 8);
-        std::memcpy(&filesz, ph + 32, 8);
-        if (type == 1 && !haveLoad) {  // the first PT_LOAD maps the file's start at base
-            loadBias = m.base - (vaddr - offset);
-            haveLoad = true;
-        } else if (type == 4 && notes < 16) {  // PT_NOTE
-            noteAt[notes] = vaddr;
-            noteSize[notes++] = filesz;
-        }
-    }
-    for (int n = 0; n < notes && haveLoad; ++n) {
-        uint8_t buffer[1024];
-        const size_t size = noteSize[n] < sizeof buffer ? static_cast<size_t>(noteSize[n]) : sizeof buffer;
-        if (!XReadOwnMemory(loadBias + noteAt[n], buffer, size)) continue;
-        for (size_t at = 0; at + 12 <= size;) {
-            uint32_t nameSize = 0, descSize = 0, type = 0;
-            std::memcpy(&nameSize, buffer + at, 4);
-            std::memcpy(&descSize, buffer + at + 4, 4);
-            std::memcpy(&type, buffer + at + 8, 4);
-            const size_t name = at + 12;
-            const size_t desc = name + ((nameSize + 3u) & ~3u);
-            if (nameSize > size || descSize > size || desc + descSize > size) break;
-            if (type == 3 && nameSize == 4 && std::memcmp(buffer + name, "GNU", 4) == 0) {  // NT_GNU_BUILD_ID
-                m.buildIdLength = descSize < MaxBuildId ? descSize : MaxBuildId;
-                std::memcpy(m.buildId, buffer + desc, m.buildIdLength);
-                return true;
-            }
-            at = desc + ((descSize + 3u) & ~3u);
-        }
-    }
-    return true;
-}
-
-// The map's readable ranges, and its files as modules: a file starts a module where it is
-// mapped from offset 0, and the module reaches to the end of the file's last mapping.
-void ParseMap() {
-    g_moduleCount = 0;
-    g_rangeCount = 0;
-    const char* p = g_map;
-    const char* end = g_map + g_mapLength;
-    while (p < end) {
-        const char* lineEnd = p;
-        while (lineEnd < end && *lineEnd != '\n') ++lineEnd;
-        const char* q = p;
-        const uint64_t start = Hex(q, lineEnd);
-        if (q < lineEnd && *q == '-') ++q;
-        const uint64_t stop = Hex(q, lineEnd);
-        SkipField(q, lineEnd);
-        const bool readable = q < lineEnd && *q == 'r';
-        SkipField(q, lineEnd);
-        const uint64_t offset = Hex(q, lineEnd);
-        SkipField(q, lineEnd);  // offset
-        SkipField(q, lineEnd);  // device
-        SkipField(q, lineEnd);  // inode
-        const char* path = q;
-        const size_t pathLength = static_cast<size_t>(lineEnd - q);
-        if (readable && g_rangeCount < static_cast<int>(sizeof g_ranges / sizeof g_ranges[0])) {
-            g_ranges[g_rangeCount++] = {start, stop};
-        }
-        if (pathLength > 0 && *path == '/') {
-            MapModule* last = g_moduleCount > 0 ? &g_modules[g_moduleCount - 1] : nullptr;
-            if (offset == 0 && g_moduleCount < MaxModules) {
-                MapModule& m = g_modules[g_moduleCount++];
-                m.base = start;
-                m.end = stop;
-                m.pathAt = static_cast<uint32_t>(path - g_map);
-                m.pathLength = static_cast<uint32_t>(pathLength);
-            } else if (last && SamePath(*last, path, pathLength)) {
-                last->end = stop;
-            }
-        }
-        p = lineEnd < end ? lineEnd + 1 : end;
-    }
-}
-
 // The stack of a thread: from below its stack pointer to the end of the stack's mapping,
 // at most MaxStackBytes. After a stack overflow the pointer stands below the mapping: then
 // the stack begins with the mapping just above it.
-md::MemoryDescriptor PutStack(Output& out, uint64_t sp) {
+md::MemoryDescriptor PutStack(Output& out, const XProcessMap& map, uint64_t sp) {
     uint64_t low = (sp - RedZone) & ~uint64_t{15};
-    const MapRange* stack = nullptr;
-    for (int i = 0; i < g_rangeCount && !stack; ++i) {
-        if (sp >= g_ranges[i].start && sp < g_ranges[i].end) stack = &g_ranges[i];
+    const XMapRange* stack = nullptr;
+    for (int i = 0; i < map.rangeCount && !stack; ++i) {
+        if (sp >= map.ranges[i].start && sp < map.ranges[i].end) stack = &map.ranges[i];
     }
-    for (int i = 0; i < g_rangeCount && !stack; ++i) {
-        if (g_ranges[i].start > sp && g_ranges[i].start - sp <= OverflowGap) stack = &g_ranges[i];
+    for (int i = 0; i < map.rangeCount && !stack; ++i) {
+        if (map.ranges[i].start > sp && map.ranges[i].start - sp <= OverflowGap) stack = &map.ranges[i];
     }
     if (!stack) return md::MemoryDescriptor{low, {0, 0}};
     if (low < stack->start) low = stack->start;
@@ -275,13 +132,14 @@ void AddMemory(const md::MemoryDescriptor& d) {
     if (d.memory.dataSize > 0 && g_memoryCount < MaxMemory) g_memory[g_memoryCount++] = d;
 }
 
-md::Thread PutThread(Output& out, uint32_t id, const XCpuContext& context, md::Location* contextOut) {
+md::Thread PutThread(Output& out, const XProcessMap& map, uint32_t id, const XCpuContext& context,
+                     md::Location* contextOut) {
     md::Thread t{};
     t.threadId = id;
     ToContext(context, g_context);
     out.Align(16);
     t.context = {static_cast<uint32_t>(sizeof g_context), out.Put(&g_context, sizeof g_context)};
-    t.stack = PutStack(out, context.rsp);
+    t.stack = PutStack(out, map, context.rsp);
     AddMemory(t.stack);
     if (contextOut) *contextOut = t.context;
     return t;
@@ -291,16 +149,14 @@ md::Thread PutThread(Output& out, uint32_t id, const XCpuContext& context, md::L
 
 void XPrepareMinidump() {
     // Touch the storage now, so that the handler never waits for fresh pages.
-    std::memset(g_map, 0, sizeof g_map);
-    std::memset(static_cast<void*>(g_modules), 0, sizeof g_modules);
+    XPrepareProcessMap();
     std::memset(static_cast<void*>(g_threads), 0, sizeof g_threads);
     std::memset(g_chunk, 0, sizeof g_chunk);
 }
 
 bool XWriteMinidump(int fd, const XFault& fault, uint32_t writerThread, uint32_t timeStamp) {
     const int threadCount = XStopOtherThreads(g_threads, MaxThreads, fault.threadId, StopWaitMs);
-    g_mapLength = XReadMemoryMap(g_map, sizeof g_map);
-    ParseMap();
+    const XProcessMap& map = XReadProcessMap();
     g_memoryCount = 0;
 
     Output out{fd, 0, true};
@@ -331,10 +187,10 @@ bool XWriteMinidump(int fd, const XFault& fault, uint32_t writerThread, uint32_t
     // Threads: the faulting one first, then those that stopped.
     md::Location faultContext{};
     int records = 0;
-    g_threadRecords[records++] = PutThread(out, fault.threadId, fault.context, &faultContext);
+    g_threadRecords[records++] = PutThread(out, map, fault.threadId, fault.context, &faultContext);
     for (int i = 0; i < threadCount; ++i) {
         if (g_threads[i].id == writerThread) continue;
-        g_threadRecords[records++] = PutThread(out, g_threads[i].id, g_threads[i].context, nullptr);
+        g_threadRecords[records++] = PutThread(out, map, g_threads[i].id, g_threads[i].context, nullptr);
     }
     out.Align(4);
     const uint32_t count = static_cast<uint32_t>(records);
@@ -344,14 +200,13 @@ bool XWriteMinidump(int fd, const XFault& fault, uint32_t writerThread, uint32_t
 
     // Modules.
     int modules = 0;
-    for (int i = 0; i < g_moduleCount; ++i) {
-        MapModule& m = g_modules[i];
-        if (!ReadBuildId(m)) continue;
+    for (int i = 0; i < map.moduleCount && modules < MaxModules; ++i) {
+        const XMapModule& m = map.modules[i];
         md::Module& r = g_moduleRecords[modules++];
         std::memset(&r, 0, sizeof r);
         r.base = m.base;
         r.size = static_cast<uint32_t>(m.end - m.base);
-        r.nameRva = out.PutString(g_map + m.pathAt, m.pathLength);
+        r.nameRva = out.PutString(map.text + m.pathAt, m.pathLength);
         if (m.buildIdLength > 0) {
             out.Align(4);
             const uint32_t at = out.Put(&md::CvSignatureElf, 4);
@@ -399,7 +254,7 @@ bool XWriteMinidump(int fd, const XFault& fault, uint32_t writerThread, uint32_t
     md::UnloadedModuleListHeader unloaded{sizeof(md::UnloadedModuleListHeader), 24, 0};
     directory[stream++] = {md::Stream::UnloadedModuleList, {sizeof unloaded, out.Put(&unloaded, sizeof unloaded)}};
 
-    directory[stream++] = {md::Stream::LinuxMaps, {static_cast<uint32_t>(g_mapLength), out.Put(g_map, g_mapLength)}};
+    directory[stream++] = {md::Stream::LinuxMaps, {static_cast<uint32_t>(map.textLength), out.Put(map.text, map.textLength)}};
 
     out.PutAt(sizeof header, directory, sizeof directory);
     return out.ok;
