@@ -6,6 +6,7 @@
 #include "foundation/log/xdebug.h"
 #include "foundation/paths/xpath.h"
 #include "foundation/platform/clock.h"
+#include "foundation/platform/faults.h"
 #include "foundation/settings/xregistry.h"
 #include "foundation/sync/xmutex.h"
 #include "plugins/codec_handler.h"
@@ -169,6 +170,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
                 const int limit = TempNameLimit - extension.Length();
                 if (name.Length() > limit) name = name.Left(limit);
                 tmpOutFile = name + u".tmp" + extension;
+                XRemoveOnFault(tmpOutFile);  // a crash leaves no half-written output behind
             }
         } else {
             writeIdTags = 0;

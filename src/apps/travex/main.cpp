@@ -2,14 +2,14 @@
 // read before its destructor, so whatever the stopping output thread reports can't change it.
 #include <optional>
 
+#include "crash/crash_handler.h"
 #include "driver/travex.h"
 #include "foundation/platform/console.h"
 
 int main(int argc, char** argv) {
     XEnsureStandardHandles();
     XSetProcessArguments(argc, argv);
-    // The crash handler ("Tonvale Travex Core", dumps below application data + "vMX") is
-    // installed here, before the run.
+    XInstallCrashHandler(XTravexCrashName, XDefaultCrashFolder());
 
     std::optional<TvTravex> run;
     run.emplace();

@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include "foundation/files/xfile.h"
+#include "foundation/platform/faults.h"
 #include "foundation/platform/guid.h"
 #include "foundation/platform/last_error.h"
 #include "foundation/platform/known_folders.h"
@@ -34,11 +35,17 @@ XTempFile::XTempFile(const char* prefix, const char* suffix) { Create(prefix, su
 
 XTempFile::~XTempFile() {
     if (!IsEmpty()) Delete();
+    Release();
+}
+
+void XTempFile::Release() {
+    if (!IsEmpty()) XForgetOnFault(*this);
+    Clear();
 }
 
 void XTempFile::Create(const char* prefix, const char* suffix) {
     if (!IsEmpty()) Delete();
-    Clear();
+    Release();
     XString prefixText(prefix ? prefix : "TMP", false);
     XString suffixText(suffix ? suffix : "", false);
     XPath folder(XTempFolderPath());
@@ -49,12 +56,14 @@ void XTempFile::Create(const char* prefix, const char* suffix) {
         name.AppendFast(suffixText);
         if (ReserveName(name)) {
             XString::Assign(name);
+            XRemoveOnFault(name);
             return;
         }
         if (XGetLastError() == XErr::PathNotFound) {
             folder.CreateFolders();
             if (ReserveName(name)) {
                 XString::Assign(name);
+                XRemoveOnFault(name);
                 return;
             }
         }
@@ -66,7 +75,9 @@ void XTempFile::Create(const char* prefix, const char* suffix) {
 
 void XTempFile::Adopt(const XString& path) {
     if (!IsEmpty()) Delete();
+    Release();
     XString::Assign(path);
+    if (!IsEmpty()) XRemoveOnFault(path);
 }
 
 XTempFolder::XTempFolder(const char* prefix) { Create(prefix); }

@@ -1,6 +1,7 @@
 #pragma once
 // Temporary files and folders named "<prefix>-<process GUID>-<n><suffix>" in the temporary
-// folder. The name is reserved by creating the file; the destructor deletes it.
+// folder. The name is reserved by creating the file; the destructor deletes it, and so does a
+// crash of the process.
 #include "foundation/paths/xpath.h"
 
 class XTempFile : public XPath {
@@ -17,7 +18,7 @@ public:
     // Deletes the held file and takes over another path.
     void Adopt(const XString& path);
     // Gives the path up without deleting it.
-    void Release() { Clear(); }
+    void Release();
 };
 
 class XTempFolder : public XPath {

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "foundation/platform/faults.h"
 #include "foundation/platform/last_error.h"
 #include "foundation/platform/named_objects.h"
 
@@ -69,8 +70,10 @@ void Release(XThreadControl* control) {
 void* ThreadMain(void* raw) {
     auto* control = static_cast<XThreadControl*>(raw);
     t_self = control;
+    void* faultStack = XPrepareThreadFaultStack();
     while (control->gate.load() == 0) FutexWait(&control->gate, 0);
     control->entry(control->argument);
+    XReleaseThreadFaultStack(faultStack);
     control->finished.store(1);
     FutexWake(&control->finished);
     t_self = nullptr;
