@@ -27,17 +27,35 @@ constexpr int CancelledExit = 130;
 
 // What a Ctrl-C reaches: the first one asks the children to stop, the second ends at once
 // (the children die with this process; their temporary names keep every old output whole).
+// The watcher outlives the run, so what it reaches is static and disarmed at the run's end.
 struct Cancel {
+    std::mutex lock;
     XEvent* quit = nullptr;
     TvBatchConsole* console = nullptr;
 };
+Cancel g_cancel;
 
-void OnTerminationRequest(int count, void* context) {
-    auto* cancel = static_cast<Cancel*>(context);
-    if (count >= 2) XExitProcess(CancelledExit);
-    cancel->console->Error(u"Cancelling: the running conversions stop, old outputs stay (Ctrl-C again to end at once)");
-    cancel->quit->Set();
+void OnTerminationRequest(int count, void*) {
+    std::lock_guard<std::mutex> hold(g_cancel.lock);
+    if (count >= 2 || g_cancel.quit == nullptr) XExitProcess(CancelledExit);
+    g_cancel.console->Error(
+        u"Cancelling: the running conversions stop, old outputs stay (Ctrl-C again to end at once)");
+    g_cancel.quit->Set();
 }
+
+class Armed {
+public:
+    Armed(XEvent& quit, TvBatchConsole& console) {
+        std::lock_guard<std::mutex> hold(g_cancel.lock);
+        g_cancel.quit = &quit;
+        g_cancel.console = &console;
+    }
+    ~Armed() {
+        std::lock_guard<std::mutex> hold(g_cancel.lock);
+        g_cancel.quit = nullptr;
+        g_cancel.console = nullptr;
+    }
+};
 
 struct Outcome {
     clTvBatchFile file;
@@ -89,6 +107,12 @@ private:
 };
 
 int Coordinator::Run() {
+    // Before any plug-in is loaded: a library may start threads, and each thread must inherit
+    // the mask that leaves termination requests to the watcher.
+    quitName = quit.CreateUnique(u"tvbatchquit");
+    Armed armed(quit, console);
+    XWatchTerminationRequests(OnTerminationRequest, nullptr);
+
     const XString extension = clTvCodecHandler::GetEncoderExtension(options.encoderName, nullptr);
     if (extension.IsEmpty()) {
         console.Error(XString(u"Error: Unable to load encoder '") + options.encoderName + u"'.");
@@ -104,10 +128,6 @@ int Coordinator::Run() {
                                         static_cast<int>(plan.jobs.size()), plan.upToDate, plan.undecodable));
         return plan.missingSources.Count() > 0 ? 1 : 0;
     }
-
-    Cancel cancel{&quit, &console};
-    quitName = quit.CreateUnique(u"tvbatchquit");
-    XWatchTerminationRequests(OnTerminationRequest, &cancel);
 
     // One batch for the whole run: every child joins it, and its DSPs hear its end here.
     XString dsps = options.dspOptions;
