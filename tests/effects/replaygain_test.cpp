@@ -28,8 +28,8 @@ class ReplayGainTest : public Folder {
 protected:
     // Two tracks of different loudness and length, as FLAC.
     void MakeTracks() {
-        Shell("sox -n -r 44100 -c 2 -b 16 one.flac synth 7 pinknoise vol 0.25 && "
-              "sox -n -r 48000 -c 2 -b 24 two.flac synth 4 sine 220 sine 330 tremolo 3 60 vol 0.7");
+        Shell("sox -R -n -r 44100 -c 2 -b 16 one.flac synth 7 pinknoise vol 0.25 && "
+              "sox -R -n -r 48000 -c 2 -b 24 two.flac synth 4 sine 220 sine 330 tremolo 3 60 vol 0.7");
     }
 
     // The track's audio through a fresh instance with the batch id, then the finished file.
@@ -96,11 +96,10 @@ TEST_F(ReplayGainTest, TrackGainAndPeakThroughTravexMatchLoudgainInFlacAndOpus) 
         EXPECT_NE(std::u16string::npos, TagOf(out, u"replaygain_track_gain").find(u" dB"));
         EXPECT_NEAR(flac[0].peak, Number(TagOf(out, u"replaygain_track_peak")), 0.001);
 
-        // Opus: the R128 field, in 1/256 dB relative to -23 LUFS, of the Opus output itself.
-        const auto opus = Loudgain(std::string(name) + "-rg.opus", false);
-        ASSERT_EQ(1u, opus.size());
+        // Opus: the R128 field, in 1/256 dB relative to -23 LUFS, of the audio the encoder was
+        // given (the lossy output itself measures a few hundredths of a dB apart).
         const std::string opusOut = Path(std::string(name) + "-rg.opus");
-        EXPECT_NEAR((-23.0 - opus[0].loudness) * 256, Number(TagOf(opusOut, u"R128_TRACK_GAIN")), 0.05 * 256);
+        EXPECT_NEAR((-23.0 - flac[0].loudness) * 256, Number(TagOf(opusOut, u"R128_TRACK_GAIN")), 0.05 * 256);
         EXPECT_EQ(u"", TagOf(opusOut, u"replaygain_track_gain"));
     }
 }
