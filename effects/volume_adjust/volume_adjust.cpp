@@ -1,6 +1,6 @@
 // "Volume Adjust": -gain=dB works block by block; -peak=dBFS needs the file's peak first and so
-// makes the effect non-live. A soft limiter keeps a raised signal under full scale unless
-// -limit=off.
+// makes the effect non-live. A look-ahead limiter keeps a raised signal under -1 dBFS unless
+// -limit=off; it delays the audio by its 5 ms look-ahead and gives the rest back on the last block.
 #include <cmath>
 
 #include "decibel.h"
@@ -20,8 +20,15 @@ public:
         double* s = samples.data();
         const size_t count = frames * inLayout.channels;
         for (size_t i = 0; i < count; ++i) s[i] *= gain;
-        if (limit) tvfx::SoftLimit(s, count);
-        Pack(block, s, frames, inLayout, tvfx::SpeakerMask(block.Format));
+        if (!limit) {
+            Pack(block, s, frames, inLayout, tvfx::SpeakerMask(block.Format));
+            return 1;
+        }
+        if (!limiter.Started()) limiter.Start(inLayout.channels, inLayout.rate);
+        limited.clear();
+        limiter.Process(s, frames, limited);
+        if (block.EndOfStream) limiter.Flush(limited);
+        Pack(block, limited.data(), limited.size() / inLayout.channels, inLayout, tvfx::SpeakerMask(block.Format));
         return 1;
     }
 
@@ -66,6 +73,8 @@ private:
     bool toPeak = false;
     double peakDb = -1;
     bool limit = true;
+    tvfx::Limiter limiter;
+    std::vector<double> limited;
 };
 
 }  // namespace
