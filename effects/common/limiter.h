@@ -9,10 +9,13 @@
 
 namespace tvfx {
 
+// -1 dBFS.
+constexpr double LimiterCeiling = 0.8912509381337456;
+
 class Limiter {
 public:
     // ceiling: linear, below 1. Look-ahead and release in seconds.
-    void Start(unsigned channels, unsigned rate, double ceiling = 0.8912509381337456, double lookAhead = 0.005,
+    void Start(unsigned channels, unsigned rate, double ceiling = LimiterCeiling, double lookAhead = 0.005,
                double release = 0.05);
     bool Started() const { return channels != 0; }
     // Takes frames of interleaved samples; appends what is ready to out.

@@ -15,11 +15,10 @@ int32_t Signed24(const uint8_t* p) {
 }
 
 // Rounds and clips a value in steps of the integer range [lo, hi].
-int64_t Quantise(double v, double lo, double hi) {
-    const double r = std::nearbyint(v);
-    if (!(r >= lo)) return static_cast<int64_t>(lo);  // also NaN
-    if (r > hi) return static_cast<int64_t>(hi);
-    return static_cast<int64_t>(r);
+inline int64_t Quantise(double v, double lo, double hi) {
+    if (!(v >= lo)) return static_cast<int64_t>(lo);  // also NaN
+    if (v > hi) return static_cast<int64_t>(hi);
+    return std::llrint(v);
 }
 }  // namespace
 
@@ -121,6 +120,19 @@ void ToDouble(const uint8_t* p, size_t samples, const Layout& l, double* out) {
     }
 }
 
+namespace {
+// One loop per depth, so that the per-sample work is a multiply, a round and a clip.
+template <unsigned Bytes, class Store>
+void QuantiseAll(const double* in, size_t samples, uint8_t* p, Dither* dither, Store store) {
+    constexpr double scale = static_cast<double>(int64_t{1} << (Bytes * 8 - 1));
+    if (dither) {
+        for (size_t i = 0; i < samples; ++i, p += Bytes) store(p, Quantise(in[i] * scale + dither->Next(), -scale, scale - 1));
+    } else {
+        for (size_t i = 0; i < samples; ++i, p += Bytes) store(p, Quantise(in[i] * scale, -scale, scale - 1));
+    }
+}
+}  // namespace
+
 void FromDouble(const double* in, size_t samples, const Layout& l, uint8_t* p, Dither* dither) {
     if (l.isFloat) {
         if (l.bits == 32) {
@@ -133,30 +145,29 @@ void FromDouble(const double* in, size_t samples, const Layout& l, uint8_t* p, D
         }
         return;
     }
-    const double scale = std::ldexp(1.0, static_cast<int>(l.bits) - 1);
-    const double lo = -scale, hi = scale - 1;
-    for (size_t i = 0; i < samples; ++i) {
-        double v = in[i] * scale;
-        if (dither) v += dither->Next();
-        const int64_t s = Quantise(v, lo, hi);
-        switch (l.bits) {
-        case 8: *p++ = static_cast<uint8_t>(s + 128); break;
-        case 16:
-            *p++ = static_cast<uint8_t>(s);
-            *p++ = static_cast<uint8_t>(s >> 8);
-            break;
-        case 24:
-            *p++ = static_cast<uint8_t>(s);
-            *p++ = static_cast<uint8_t>(s >> 8);
-            *p++ = static_cast<uint8_t>(s >> 16);
-            break;
-        default: {
-            const auto v32 = static_cast<int32_t>(s);
-            std::memcpy(p, &v32, 4);
-            p += 4;
-            break;
-        }
-        }
+    switch (l.bits) {
+    case 8:
+        QuantiseAll<1>(in, samples, p, dither, [](uint8_t* q, int64_t s) { q[0] = static_cast<uint8_t>(s + 128); });
+        break;
+    case 16:
+        QuantiseAll<2>(in, samples, p, dither, [](uint8_t* q, int64_t s) {
+            const auto v = static_cast<int16_t>(s);
+            std::memcpy(q, &v, 2);
+        });
+        break;
+    case 24:
+        QuantiseAll<3>(in, samples, p, dither, [](uint8_t* q, int64_t s) {
+            q[0] = static_cast<uint8_t>(s);
+            q[1] = static_cast<uint8_t>(s >> 8);
+            q[2] = static_cast<uint8_t>(s >> 16);
+        });
+        break;
+    default:
+        QuantiseAll<4>(in, samples, p, dither, [](uint8_t* q, int64_t s) {
+            const auto v = static_cast<int32_t>(s);
+            std::memcpy(q, &v, 4);
+        });
+        break;
     }
 }
 

@@ -8,7 +8,7 @@
 #include "album_store.h"
 #include "effect.h"
 #include "gain_tags.h"
-#include "loudness_meter.h"
+#include "meter_thread.h"
 #include "os.h"
 #include "tvkit/tag_block.h"
 #include "tvkit/text.h"
@@ -36,18 +36,28 @@ public:
 
     int32_t PassAudioBlock(AudioBlockRecord& block) override {
         static const char* const kFunction = "ReplayGain::PassAudioBlock";
-        if (!Unpack(block, kFunction)) return 0;
-        if (frames == 0) return 1;
+        if (!block.Data || block.Size == 0) return 1;
+        tvfx::Layout layout;
+        if (!tvfx::ReadLayout(block.Format, layout)) {
+            Log().Error(u"Error: ReplayGain can't measure " + tvfx::Describe(block.Format) + u" audio.", kFunction);
+            return 0;
+        }
         if (!meter.Started()) {
-            if (!meter.Start(inLayout.channels, inLayout.rate)) {
+            if (!meter.Start(layout)) {
                 Log().Error(u"Error: ReplayGain can't measure " + tvfx::Describe(block.Format) + u" audio.", kFunction);
                 return 0;
             }
-        } else if (meter.Channels() != inLayout.channels || meter.Rate() != inLayout.rate) {
+        } else if (layout.channels != meter.Shape().channels || layout.rate != meter.Shape().rate ||
+                   layout.bits != meter.Shape().bits || layout.isFloat != meter.Shape().isFloat) {
             Log().Error(u"Error: ReplayGain: the audio format changed in the middle of the stream.", kFunction);
             return 0;
         }
-        meter.Add(samples.data(), frames);
+        meter.Add(static_cast<const uint8_t*>(block.Data), block.Size / layout.frameBytes);
+        return 1;
+    }
+
+    int32_t EndConversion(ConversionRecord&) override {
+        meter.Finish();
         return 1;
     }
 
@@ -55,12 +65,13 @@ public:
         static const char* const kFunction = "ReplayGain::AfterConversion";
         const std::u16string output(tvkit::View16(conv.OutputFile));
         if (conv.Failed || output.empty()) return 1;  // nothing finished to tag
-        const double loudness = meter.Loudness();
+        meter.Finish();
+        const double loudness = meter.Meter().Loudness();
         if (!std::isfinite(loudness)) {
             Log().Info(u"ReplayGain: '" + output + u"' is silent or too short to measure; no gain written.", kFunction);
             return 1;
         }
-        const GainFigures track{loudness, meter.TruePeak()};
+        const GainFigures track{loudness, meter.Meter().TruePeak()};
         std::u16string error;
         if (!tvfx::WriteGainTags(output, track, std::nullopt, error)) {
             Log().Error(u"Error: ReplayGain can't tag '" + output + u"': " + error, kFunction);
@@ -74,7 +85,7 @@ public:
                         kFunction);
             return 0;
         }
-        tvfx::TrackRecord record{output, track.peak, meter.BlockEnergies()};
+        tvfx::TrackRecord record{output, track.peak, meter.Meter().BlockEnergies()};
         if (!tvfx::os::WriteWholeFile(tvfx::TrackRecordPath(folder, output), tvfx::FormatTrackRecord(record))) {
             Log().Error(u"Error: ReplayGain can't write in the batch folder '" + tvkit::Utf8ToUtf16(folder) +
                             u"': " + tvkit::Utf8ToUtf16(tvfx::os::File::LastError()),
@@ -137,7 +148,7 @@ private:
         }
     }
 
-    tvfx::LoudnessMeter meter;
+    tvfx::MeterThread meter;
 };
 
 }  // namespace

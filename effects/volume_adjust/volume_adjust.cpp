@@ -17,10 +17,13 @@ public:
     int32_t PassAudioBlock(AudioBlockRecord& block) override {
         static const char* const kFunction = "VolumeAdjust::PassAudioBlock";
         if (!Unpack(block, kFunction)) return 0;
+        // Integer samples can't pass the ceiling at this gain: the limiter would change nothing.
+        const bool quiet = !inLayout.isFloat && gain <= tvfx::LimiterCeiling && !limiter.Started();
+        if (gain == 1.0 && (quiet || !limit)) return 1;  // the block goes on untouched
         double* s = samples.data();
         const size_t count = frames * inLayout.channels;
         for (size_t i = 0; i < count; ++i) s[i] *= gain;
-        if (!limit) {
+        if (!limit || quiet) {
             Pack(block, s, frames, inLayout, tvfx::SpeakerMask(block.Format));
             return 1;
         }
