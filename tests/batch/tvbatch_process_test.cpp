@@ -107,6 +107,9 @@ TEST_F(TvBatchRun, MirrorsTheTreeSkipsWhatIsDoneAndListsADryRun) {
     Result again = Run("-convert_to=tvt src -o out");
     EXPECT_EQ(again.status, 0);
     EXPECT_TRUE(Contains(again.out, "0 converted, 0 failed, 3 up to date, 1 not decodable")) << again.out;
+    // An output folder inside the SOURCE is no source.
+    Result inside = Run("-convert_to=tvt -dry-run src -o src/one");
+    EXPECT_TRUE(Contains(inside.out, "1 to convert, 0 up to date, 1 not decodable\n")) << inside.out;
     Result forced = Run("-convert_to=tvt -force src/one/1.tvt -o out");
     EXPECT_TRUE(Contains(forced.out, "1 converted, 0 failed, 0 up to date, 0 not decodable")) << forced.out;
     EXPECT_EQ(ReadBytes(dir / "out/1.pcm"), Tvt(1));

@@ -29,8 +29,9 @@ bool IsDecodable(const XPath& path, const XStringList& extensions) {
 }
 
 void Walk(const XPath& folder, const XString& relative, int depth, const XStringList& extensions,
-          std::vector<Found>& found, int& undecodable) {
-    if (depth > TvBatchPlan::MaxDepth) return;
+          const XPath& outputFolder, std::vector<Found>& found, int& undecodable) {
+    // An output folder inside a SOURCE holds the results of earlier runs, not sources.
+    if (depth > TvBatchPlan::MaxDepth || folder == outputFolder) return;
     struct Entry {
         XString name;
         bool folder;
@@ -51,7 +52,7 @@ void Walk(const XPath& folder, const XString& relative, int depth, const XString
         path.Append(entry.name);
         const XString rel = relative.IsEmpty() ? entry.name : relative + u"/" + entry.name;
         if (entry.folder) {
-            Walk(path, rel, depth + 1, extensions, found, undecodable);
+            Walk(path, rel, depth + 1, extensions, outputFolder, found, undecodable);
         } else if (IsDecodable(path, extensions)) {
             found.push_back({path, rel, entry.size});
         } else {
@@ -106,6 +107,8 @@ void BuildTvBatchPlan(const TvBatchOptions& options, const XString& extension, c
                       const void* module, TvBatchPlan& plan) {
     plan = TvBatchPlan{};
     std::vector<Found> found;
+    XPath outputFolder = options.outputFolder;
+    outputFolder.StripBackslashes();
     for (int64_t i = 0; i < options.sources.Count(); ++i) {
         XPath source = options.sources[i];
         source.StripBackslashes();
@@ -114,7 +117,7 @@ void BuildTvBatchPlan(const TvBatchOptions& options, const XString& extension, c
         if (!source.Exists(&isFolder)) {
             plan.missingSources.Add(options.sources[i]);
         } else if (isFolder) {
-            Walk(source, XString(), 0, decoderExtensions, found, plan.undecodable);
+            Walk(source, XString(), 0, decoderExtensions, outputFolder, found, plan.undecodable);
         } else if (IsDecodable(source, decoderExtensions)) {
             XFileFinder finder(source);
             const uint64_t size = finder.Next() ? finder.Data().size : 0;
