@@ -8,8 +8,8 @@
 #include "foundation/platform/process.h"
 
 struct XChildOptions {
-    // Handles the child gets as 0, 1 and 2; XInvalidHandle gives it /dev/null there. Every
-    // other descriptor of this process stays closed for the child.
+    // Handles the child gets as 0, 1 and 2; XInvalidHandle gives it /dev/null there. No other
+    // descriptor reaches the child, inherited ones included.
     XFileHandle standardInput = XInvalidHandle;
     XFileHandle standardOutput = XInvalidHandle;
     XFileHandle standardError = XInvalidHandle;

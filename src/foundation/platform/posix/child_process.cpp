@@ -4,6 +4,7 @@
 #include "foundation/platform/child_process.h"
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <pthread.h>
 #include <sched.h>
 #include <signal.h>
@@ -49,7 +50,7 @@ int StatusOf(int status) {
 
 // The child's side: nothing here may allocate or take a lock.
 [[noreturn]] void RunChild(const char* path, const char* const* argv, const XChildOptions& options,
-                           const int (&sources)[3], int errorPipe, pid_t parent, int nice, bool idle) {
+                           const int (&sources)[3], int errorPipe, pid_t parent, int nice, bool idle, int maxFd) {
     if (options.ownProcessGroup) setpgid(0, 0);
     if (options.endWithParent) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -70,6 +71,11 @@ int StatusOf(int status) {
             (void)!write(errorPipe, &error, sizeof error);
             _exit(127);
         }
+    }
+    // Descriptors this process inherited itself need not be close-on-exec; none may reach the
+    // child. The error pipe still closes only at the exec.
+    if (syscall(SYS_close_range, 3u, ~0u, CLOSE_RANGE_CLOEXEC) != 0) {
+        for (int fd = 3; fd < maxFd; ++fd) fcntl(fd, F_SETFD, FD_CLOEXEC);
     }
     struct sigaction deflt {};
     deflt.sa_handler = SIG_DFL;
@@ -120,8 +126,10 @@ bool XStartChild(const char* path, const char* const* argv, const XChildOptions&
     const bool idle = options.schedulingLevel == XSchedulingLevel::Idle;
     const int nice = NiceOfLevel(options.schedulingLevel);
     const pid_t parent = getpid();
+    const long openMax = sysconf(_SC_OPEN_MAX);
+    const int maxFd = openMax > 0 && openMax < 65536 ? static_cast<int>(openMax) : 65536;
     const pid_t child = fork();
-    if (child == 0) RunChild(program.c_str(), argv, options, sources, errorPipe[1], parent, nice, idle);
+    if (child == 0) RunChild(program.c_str(), argv, options, sources, errorPipe[1], parent, nice, idle, maxFd);
     const int forkError = errno;
     close(errorPipe[1]);
     if (nullFd >= 0) close(nullFd);
