@@ -21,6 +21,9 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export TONVALE_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$work/run HOME=$work
 mkdir -p "$TONVALE_CONFIG_HOME" "$XDG_RUNTIME_DIR" "$work/lib"
+# A copy of the programs, so that a rebuild during the long run can't pull them away.
+cp -r "$bin" "$work/bin"
+bin=$work/bin
 
 # A tone with some noise, so that no encoder takes a shortcut; one source, copied.
 sox -n -r 44100 -c 2 -b 16 "$work/one.wav" synth "$seconds" sine 440 synth "$seconds" whitenoise amod 0.1 0.9
@@ -36,7 +39,7 @@ measure() {
     mkdir -p "$work/out"
     local start
     start=$(now)
-    "$@" >/dev/null 2>&1
+    "$@" >/dev/null 2>&1 || echo "$name ended with status $?"
     wall[$name]=$(( $(now) - start ))
     printf '%-22s %8s s   (%d files)\n' "$name" "$(awk -v n="${wall[$name]}" 'BEGIN {printf "%.1f", n / 1e9}')" \
         "$(find "$work/out" -name '*.mp3' | wc -l)"

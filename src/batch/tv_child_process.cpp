@@ -152,20 +152,19 @@ bool TvChildProcess::WaitAndClose(uint32_t timeoutMs, int* outExitCode) {
 
 void TvChildProcess::SetPriorityLevel(int level) {
     switch (level) {
-        case 1: schedulingLevel = XSchedulingLevel::High; break;
-        case 2: schedulingLevel = XSchedulingLevel::Low; break;
-        case 3: schedulingLevel = XSchedulingLevel::Idle; break;
-        default: schedulingLevel = XSchedulingLevel::Normal; break;
+        case 1: ApplyScheduling(XSchedulingLevel::High); break;
+        case 2: ApplyScheduling(XSchedulingLevel::Low); break;
+        case 3: ApplyScheduling(XSchedulingLevel::Idle); break;
+        default: ApplyScheduling(XSchedulingLevel::Normal); break;
     }
-    // A refused raise leaves the child where it was; that is no failure of the run.
-    if (process != 0 && !HasEnded()) XSetChildScheduling(process, schedulingLevel);
 }
 
-void TvChildProcess::SetPriorityByName(const XString& name) {
-    const int level = LevelOfName(name);
-    SetPriorityLevel(level == XSchedulingLevel::High ? 1 : level == XSchedulingLevel::Low ? 2
-                                                   : level == XSchedulingLevel::Idle  ? 3
-                                                                                      : 0);
+void TvChildProcess::SetPriorityByName(const XString& name) { ApplyScheduling(LevelOfName(name)); }
+
+void TvChildProcess::ApplyScheduling(int level) {
+    schedulingLevel = level;
+    // A refused raise leaves the child where it was; that is no failure of the run.
+    if (process != 0 && !HasEnded()) XSetChildScheduling(process, schedulingLevel);
 }
 
 void TvChildProcess::SyncPriority() {
@@ -176,8 +175,7 @@ void TvChildProcess::SyncPriority() {
     const int key = XCurrentSchedulingKey();
     if (key == lastSchedulingKey) return;
     lastSchedulingKey = key;
-    schedulingLevel = XSchedulingLevelOfKey(key);
-    XSetChildScheduling(process, schedulingLevel);
+    ApplyScheduling(XSchedulingLevelOfKey(key));
 }
 
 bool TvChildProcess::RunProgram(const XStringList& arguments, bool wait) {

@@ -73,6 +73,7 @@ private:
     bool Start(const XStringList& arguments, XFileHandle in, XFileHandle out, XFileHandle err,
                bool endWithParent = true);
     void ClosePipes();
+    void ApplyScheduling(int level);
 
     bool ended = false;
     int exitStatus = -1;
