@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "batch/tvbatch/options.h"
+#include "batch/tvbatch/report.h"
 #include "tags/id_tags.h"
 
 namespace {
@@ -101,4 +102,25 @@ TEST(TvBatchOptions, PatternsNameOutputsFromTagsAndPaths) {
     EXPECT_EQ(Expand("{artist}/{genre}/{track:2}/{title}", &none), "Unknown Artist/Unknown Genre/song");
     EXPECT_EQ(Expand("{relpath}", nullptr, "x", "../a/./b"), "a/b");
     EXPECT_EQ(Expand("{name}", nullptr, "..."), "_");
+}
+
+TEST(TvBatchProgress, StatusLineTellsCountsAudioSpeedAndTimeLeft) {
+    TvBatchProgress p;
+    p.total = 10;
+    p.done = 3;
+    p.failed = 1;
+    p.skipped = 2;
+    p.audioDoneMs = 3600000;
+    p.runningAudioMs = 61000;
+    p.totalBytes = 1000;
+    p.bytesDone = 400;
+    p.runningBytes = 100;
+    // Half the bytes in 60 s: as long again to go; 1:01:01 of audio in 60 s is 61x.
+    EXPECT_EQ(p.StatusLine(60000), u"3/10 done, 1 failed, 2 skipped | 1:01:01 audio, 61.0x realtime | 1:00 left");
+    // No guess before two seconds, nor before a hundredth of the work.
+    EXPECT_EQ(p.StatusLine(1000), u"3/10 done, 1 failed, 2 skipped | 1:01:01 audio, 3661.0x realtime");
+    TvBatchProgress start;
+    start.total = 4;
+    start.totalBytes = 1000;
+    EXPECT_EQ(start.StatusLine(5000), u"0/4 done, 0 failed, 0 skipped | 0:00 audio");
 }
