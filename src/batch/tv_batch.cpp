@@ -1,5 +1,6 @@
 #include "batch/tv_batch.h"
 
+#include "foundation/options/dsp_options.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/platform/clock.h"
 #include "foundation/platform/known_folders.h"
@@ -46,6 +47,17 @@ void clTvBatch::Begin(XString& dspOptionsInOut, const XString& encoder, const XS
     MakeId();
     clTvEncoder probe;
     if (clTvCodecHandler::LoadEncoder(encoder, probe, &NoLogs, module)) {
+        // A pass of its own never splits again; a lossless output is not scanned this way.
+        if (splitPasses && encoder.ToLower() != u"[replaygain]") {
+            PluginArgs lossless{};
+            lossless.Text = options.Text();
+            if (probe.Get(TV_PROP_IS_LOSSLESS, &lossless) == 0) {
+                SplitOff(dspOptionsInOut, u"ReplayGain", &replayGainParams);
+            }
+            if (encoder != u"Test Conversion" && SplitOff(dspOptionsInOut, u"Verify Output Integrity", nullptr)) {
+                verifyAfter = 1;
+            }
+        }
         PluginArgs args{};
         args.Text = options.Text();
         if (probe.Get(TV_PROP_REQUIRES_DSP, &args) && args.Text2 != nullptr) {
@@ -82,11 +94,31 @@ std::vector<uint8_t> clTvBatch::BuildFileList(const std::vector<clTvBatchFile>& 
     return block;
 }
 
-void clTvBatch::EndConversion(const std::vector<clTvBatchFile>& files, const void* module) {
-    if (batchId == 0) {
-        Clear();
-        return;
+bool clTvBatch::SplitOff(XString& dspOptionsInOut, const char16_t* name, XString* params) {
+    DSPSpecList chain = ParseDSPString(dspOptionsInOut);
+    bool found = false;
+    DSPSpecList kept;
+    for (DSPSpec& dsp : chain) {
+        if (!found && dsp.name == name) {
+            found = true;
+            if (params) *params = dsp.params;
+        } else {
+            kept.push_back(std::move(dsp));
+        }
     }
+    if (!found) return false;
+    dspOptionsInOut = FormatDSPOptions(kept);
+    dspOptionsInOut.TrimLeft();
+    return true;
+}
+
+void clTvBatch::EndConversion(const std::vector<clTvBatchFile>& files, const void* module) {
+    if (batchId != 0) SendBatchEnd(files, module);
+    Clear();
+}
+
+void clTvBatch::SendBatchEnd(const std::vector<clTvBatchFile>& files, const void* module) {
+    if (batchId == 0) return;
     std::vector<uint8_t> block = BuildFileList(files);
     XOptionList chain;
     chain.Parse(dspOptions);
@@ -111,5 +143,4 @@ void clTvBatch::EndConversion(const std::vector<clTvBatchFile>& files, const voi
         }
         dsp.Unload();
     }
-    Clear();
 }

@@ -47,6 +47,7 @@ int32_t Get(TvInstance, const TvChar16* name, PluginArgs* args) {
     if (key == "Decodes") {
         if (args->Index != 0) return 0;
         args->Text = u".tvt";
+        args->Text2 = u"Test PCM";  // listings take only entries with a description
         return 1;
     }
     if (key == "Communicate") {
