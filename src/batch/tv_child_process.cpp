@@ -31,7 +31,9 @@ int LevelOfName(const XString& name) {
 
 XPath TvChildProcess::ConverterPath() const {
     if (!converterPath.IsEmpty()) return converterPath;
-    XPath path = ModuleFolder();
+    // travex sits beside this executable; ModuleFolder is the plug-in tree, which an
+    // installation keeps elsewhere.
+    XPath path = ModulePath().Folder();
     path.Append(u"travex");
     return path;
 }
