@@ -37,7 +37,8 @@ protected:
     bool Configure(std::u16string_view settings, bool report);
 
     // The block's samples as double (interleaved), its layout in inLayout. False with an error
-    // line for a layout no effect handles.
+    // line for a layout no effect handles. An empty block without a format keeps the layout of
+    // the blocks before it (inLayout.rate stays 0 when there were none).
     bool Unpack(const AudioBlockRecord& block, const char* function);
     // Writes samples (frames of layout) into the effect's buffer and points the block at it.
     void Pack(AudioBlockRecord& block, const double* data, size_t frames, const Layout& layout, uint32_t mask,
