@@ -25,7 +25,7 @@ LoudnessMeter::~LoudnessMeter() {
 
 bool LoudnessMeter::Start(unsigned ch, unsigned r) {
     if (state) ebur128_destroy(&state);
-    state = ebur128_init(ch, r, EBUR128_MODE_I | EBUR128_MODE_TRUE_PEAK);
+    state = ebur128_init(ch, r, EBUR128_MODE_I);
     if (!state) return false;
     // WAV order of 7.1: the side pair after the back pair; both pairs weigh as surround.
     if (ch == 8) {
@@ -37,11 +37,13 @@ bool LoudnessMeter::Start(unsigned ch, unsigned r) {
     framesPerStep = (r + 5) / 10;
     framesIn = 0;
     blocks.clear();
+    truePeak.Start(ch, r);
     return true;
 }
 
 void LoudnessMeter::Add(const double* s, size_t frames) {
     if (!state) return;
+    truePeak.Add(s, frames);
     // Fed up to each 100 ms step, so that the momentary loudness read there is exactly the
     // gating block that libebur128 has just taken.
     while (frames) {
@@ -67,14 +69,7 @@ double LoudnessMeter::Loudness() const {
     return out;
 }
 
-double LoudnessMeter::TruePeak() const {
-    double peak = 0;
-    for (unsigned c = 0; state && c < channels; ++c) {
-        double p = 0;
-        if (ebur128_true_peak(state, c, &p) == EBUR128_SUCCESS) peak = std::max(peak, p);
-    }
-    return peak;
-}
+double LoudnessMeter::TruePeak() const { return truePeak.Peak(); }
 
 double GatedLoudness(const std::vector<const std::vector<double>*>& tracks) {
     const double absolute = EnergyOf(AbsoluteGateLufs);

@@ -9,6 +9,8 @@
 
 #include <ebur128.h>
 
+#include "true_peak.h"
+
 namespace tvfx {
 
 class LoudnessMeter {
@@ -37,6 +39,7 @@ private:
     size_t framesPerStep = 0;  // 100 ms, as libebur128 counts it
     uint64_t framesIn = 0;
     std::vector<double> blocks;
+    tvfx::TruePeak truePeak;
 };
 
 // Gated loudness in LUFS over the blocks of one or more tracks; -inf when no block passes.
