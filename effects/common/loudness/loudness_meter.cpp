@@ -35,6 +35,10 @@ bool LoudnessMeter::Start(unsigned ch, unsigned r) {
     channels = ch;
     rate = r;
     framesPerStep = (r + 5) / 10;
+    // A 100 ms window holds exactly one step where libebur128 counts both alike; at other rates
+    // each block is read whole.
+    stepsAreWindows = framesPerStep == static_cast<size_t>(r) * 100 / 1000;
+    steps[0] = steps[1] = steps[2] = steps[3] = 0;
     framesIn = 0;
     blocks.clear();
     truePeak.Start(ch, r);
@@ -44,8 +48,8 @@ bool LoudnessMeter::Start(unsigned ch, unsigned r) {
 void LoudnessMeter::Add(const double* s, size_t frames) {
     if (!state) return;
     truePeak.Add(s, frames);
-    // Fed up to each 100 ms step, so that the momentary loudness read there is exactly the
-    // gating block that libebur128 has just taken.
+    // Fed up to each 100 ms step. There the energy of the last 100 ms is read, and a gating
+    // block (400 ms, stepped by 100 ms, as libebur128 takes them) is the mean of the last four.
     while (frames) {
         const size_t toStep = framesPerStep - static_cast<size_t>(framesIn % framesPerStep);
         const size_t n = std::min(frames, toStep);
@@ -53,12 +57,19 @@ void LoudnessMeter::Add(const double* s, size_t frames) {
         s += n * channels;
         frames -= n;
         framesIn += n;
-        if (framesIn % framesPerStep == 0 && framesIn >= 4 * uint64_t(framesPerStep)) {
+        if (framesIn % framesPerStep != 0) continue;
+        const uint64_t step = framesIn / framesPerStep;
+        double energy = 0;
+        if (stepsAreWindows) {
+            double lufs = 0;
+            if (ebur128_loudness_window(state, 100, &lufs) == EBUR128_SUCCESS && std::isfinite(lufs)) energy = EnergyOf(lufs);
+            steps[step % 4] = energy;
+            if (step >= 4) blocks.push_back((steps[0] + steps[1] + steps[2] + steps[3]) / 4);
+        } else if (step >= 4) {
             double momentary = 0;
             if (ebur128_loudness_momentary(state, &momentary) == EBUR128_SUCCESS && std::isfinite(momentary))
-                blocks.push_back(EnergyOf(momentary));
-            else
-                blocks.push_back(0.0);
+                energy = EnergyOf(momentary);
+            blocks.push_back(energy);
         }
     }
 }

@@ -1,6 +1,7 @@
-// The effects' own true-peak filter against libebur128's, which loudgain uses: the same figure
-// for noise and for tones with peaks between the samples, at every oversampling factor, however
-// the audio is cut into blocks.
+// The loudness meter against libebur128, which loudgain uses: its own true-peak filter gives
+// the same figure for noise and for tones with peaks between the samples at every oversampling
+// factor, and the gating blocks it keeps for album gain give libebur128's integrated loudness,
+// however the audio is cut into blocks.
 #include <ebur128.h>
 #include <gtest/gtest.h>
 
@@ -8,6 +9,7 @@
 #include <random>
 #include <vector>
 
+#include "loudness_meter.h"
 #include "true_peak.h"
 
 TEST(TruePeak, MatchesLibebur128AtEveryOversamplingFactor) {
@@ -43,5 +45,26 @@ TEST(TruePeak, MatchesLibebur128AtEveryOversamplingFactor) {
                 EXPECT_NEAR(0.9, ours.Peak(), 0.02);
             }
         }
+    }
+}
+
+TEST(LoudnessMeter, KeptBlocksGateToLibebur128sIntegratedLoudness) {
+    std::mt19937 rng(5);
+    // 11025 Hz counts its 100 ms steps apart from its windows, so its blocks are read whole.
+    for (unsigned rate : {11025u, 44100u, 48000u}) {
+        SCOPED_TRACE(rate);
+        const unsigned channels = 2, frames = rate * 7;
+        std::vector<double> s(size_t(frames) * channels);
+        for (unsigned i = 0; i < frames; ++i) {
+            // Loud, then quiet enough for the relative gate, then silent for the absolute one.
+            const double level = i < frames / 3 ? 0.5 : i < 2 * frames / 3 ? 0.02 : 0.0;
+            for (unsigned c = 0; c < channels; ++c) s[i * channels + c] = level * ((double(rng() % 2001) - 1000) / 1000);
+        }
+        tvfx::LoudnessMeter meter;
+        ASSERT_TRUE(meter.Start(channels, rate));
+        for (size_t at = 0, piece = 3; at < frames; at += piece, piece = piece * 5 % 6007 + 1)
+            meter.Add(&s[at * channels], std::min<size_t>(piece, frames - at));
+        EXPECT_EQ(size_t(frames / ((rate + 5) / 10)) - 3, meter.BlockEnergies().size());
+        EXPECT_NEAR(meter.Loudness(), tvfx::GatedLoudness({&meter.BlockEnergies()}), 1e-6);
     }
 }
