@@ -1,9 +1,9 @@
 #pragma once
 // True peak as libebur128 measures it (ITU-R BS.1770: 4 times oversampled below 96 kHz, twice
 // below 192 kHz, the samples themselves above; a 49-tap Hann-windowed sinc, float samples),
-// computed one filter phase and one coefficient at a time over a whole block, so that the
-// compiler can run it over several samples at once. It gives libebur128's figures at a fraction
-// of its time.
+// run over eight outputs at a time in single precision, so that the compiler can use the
+// vector unit. It gives libebur128's figures to about one part in ten million, in a fraction of
+// its time.
 #include <cstddef>
 #include <vector>
 
@@ -18,14 +18,14 @@ public:
 
 private:
     struct Phase {
-        std::vector<double> coeff;
+        std::vector<float> coeff;
         std::vector<unsigned> back;  // how many samples back each coefficient reaches
     };
     unsigned channels = 0;
     unsigned history = 0;  // samples of each channel kept for the next block
     std::vector<Phase> phases;
-    std::vector<std::vector<double>> kept;
-    std::vector<double> line;
+    std::vector<std::vector<float>> kept;
+    std::vector<float> line;
     double peak = 0;
 };
 
