@@ -12,6 +12,7 @@ public:
     int32_t PassAudioBlock(AudioBlockRecord& block) override {
         static const char* const kFunction = "BitDepth::PassAudioBlock";
         if (!Unpack(block, kFunction)) return 0;
+        if (inLayout.rate == 0) return 1;  // an empty last block before any audio: nothing to shape
         tvfx::Layout to = inLayout;
         to.isFloat = toFloat;
         to.bits = bits;

@@ -12,6 +12,7 @@ public:
     int32_t PassAudioBlock(AudioBlockRecord& block) override {
         static const char* const kFunction = "ChannelCount::PassAudioBlock";
         if (!Unpack(block, kFunction)) return 0;
+        if (inLayout.rate == 0) return 1;  // an empty last block before any audio: nothing to shape
         const unsigned in = inLayout.channels;
         if (in == channels) return 1;
         if (matrixIn != in) {

@@ -37,7 +37,12 @@ bool Effect::Unpack(const AudioBlockRecord& block, const char* function) {
     Layout given;
     if (ReadLayout(block.Format, given)) {
         inLayout = given;
-    } else if (!empty || inLayout.rate == 0) {
+    } else if (empty) {
+        // The last block may come empty and without a format; before any audio there is no
+        // layout to keep, and the effects let it pass.
+        frames = 0;
+        return true;
+    } else {
         Log().Error(u"Error: " + name + u" can't work on " + Describe(block.Format) + u" audio.", function);
         return false;
     }

@@ -14,6 +14,8 @@
 
 namespace tvfx {
 
+class Dither;
+
 class Effect : public tvkit::DspBase {
 public:
     Effect(const PluginLogHandles* logs, std::u16string_view effectName) : DspBase(logs), name(effectName) {}
@@ -37,11 +39,12 @@ protected:
     bool Configure(std::u16string_view settings, bool report);
 
     // The block's samples as double (interleaved), its layout in inLayout. False with an error
-    // line for a layout no effect handles.
+    // line for a layout no effect handles. An empty block without a format keeps the layout of
+    // the blocks before it (inLayout.rate stays 0 when there were none).
     bool Unpack(const AudioBlockRecord& block, const char* function);
     // Writes samples (frames of layout) into the effect's buffer and points the block at it.
     void Pack(AudioBlockRecord& block, const double* data, size_t frames, const Layout& layout, uint32_t mask,
-              class Dither* dither = nullptr);
+              Dither* dither = nullptr);
 
     Layout inLayout;
     std::vector<double> samples;  // of the last Unpack

@@ -35,8 +35,6 @@ bool ReadWholeFile(const std::string& path, std::string& out);
 bool WriteWholeFile(const std::string& path, const std::string& data);
 bool IsFolder(const std::string& path);
 bool IsWritableFolder(const std::string& path);
-bool FileExists(const std::string& path);
-void RemoveFile(const std::string& path);
 // Names (not paths) of the entries of a folder that end in suffix.
 std::vector<std::string> ListFolder(const std::string& folder, const std::string& suffix);
 

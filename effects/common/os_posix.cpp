@@ -95,13 +95,6 @@ bool IsFolder(const std::string& path) {
 
 bool IsWritableFolder(const std::string& path) { return IsFolder(path) && ::access(path.c_str(), W_OK | X_OK) == 0; }
 
-bool FileExists(const std::string& path) {
-    struct stat st {};
-    return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
-}
-
-void RemoveFile(const std::string& path) { ::unlink(path.c_str()); }
-
 std::vector<std::string> ListFolder(const std::string& folder, const std::string& suffix) {
     std::vector<std::string> names;
     DIR* d = ::opendir(folder.c_str());

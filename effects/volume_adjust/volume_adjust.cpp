@@ -17,6 +17,7 @@ public:
     int32_t PassAudioBlock(AudioBlockRecord& block) override {
         static const char* const kFunction = "VolumeAdjust::PassAudioBlock";
         if (!Unpack(block, kFunction)) return 0;
+        if (inLayout.rate == 0) return 1;  // an empty last block before any audio: nothing to shape
         // Integer samples can't pass the ceiling at this gain: the limiter would change nothing.
         const bool quiet = !inLayout.isFloat && gain <= tvfx::LimiterCeiling && !limiter.Started();
         if (gain == 1.0 && (quiet || !limit)) return 1;  // the block goes on untouched

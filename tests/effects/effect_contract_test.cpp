@@ -284,3 +284,26 @@ TEST_F(VerifyContract, ALosslessOutputMustGiveBackEverySampleToItsFullLength) {
     EXPECT_NE(std::string::npos, errors.find("decodes to")) << errors;
     EXPECT_NE(std::string::npos, errors.find("of 2.000 s")) << errors;
 }
+
+// A source of nothing ends with one empty block that may carry no format at all.
+TEST(LiveEffects, AnEmptyLastBlockWithoutAFormatPassesEveryEffect) {
+    struct Live {
+        const char* effect;
+        const char16_t* settings;
+    };
+    for (const Live& l : {Live{"Volume Adjust", u"-gain=6"}, Live{"Resample", u"-rate=48000"}, Live{"Bit Depth", u"-bits=24"},
+                          Live{"Channel Count", u"-channels=1"}, Live{"ReplayGain", u""}, Live{"CPU Throttle", u"-percent=100"},
+                          Live{"Verify Output Integrity", u""}}) {
+        SCOPED_TRACE(l.effect);
+        Effect fx(l.effect);
+        ASSERT_EQ(1, fx.IsLive(l.settings));
+        ConversionRecord conv{};
+        ASSERT_EQ(1, fx.dsp.BeginConversion(&conv, l.settings));
+        AudioBlockRecord last{};
+        last.EndOfStream = 1;
+        EXPECT_EQ(1, fx.dsp.PassAudioBlock(&last));
+        EXPECT_EQ(0u, last.Size);
+        EXPECT_EQ(1, fx.dsp.EndConversion(&conv));
+        EXPECT_EQ("", fx.errors.Text());
+    }
+}

@@ -60,11 +60,13 @@ TEST_F(EffectRuns, ResampleMatchesSoxVeryHighQualityAndItsExactLength) {
     EXPECT_LT(SoxStat(Path("diff.wav"), "RMS lev dB", "trim 0.01 2.98"), -100.0);
 }
 
+// CPU Throttle comes along to show that its call in both phases leaves the run sound.
 TEST_F(EffectRuns, AChainOfLiveAndNonLiveEffectsRunsInOrderWithReplayGainLast) {
     Shell("sox -R -n -r 44100 -c 2 -b 24 in.flac synth 4 pinknoise vol 0.3");
     ASSERT_EQ(0, Travex("-infile=in.flac -outfile=out.flac -convert_to=flac -dspeffect1=ReplayGain= "
                         "\"-dspeffect2=Volume Normalize=-peak=-6\" \"-dspeffect3=Resample=-rate=48000\" "
-                        "\"-dspeffect4=Bit Depth=-bits=16\" \"-dspeffect5=Verify Output Integrity=\""));
+                        "\"-dspeffect4=Bit Depth=-bits=16\" \"-dspeffect5=Verify Output Integrity=\" "
+                        "\"-dspeffect6=CPU Throttle=-percent=100\""));
     EXPECT_EQ("48000\n", Shell("soxi -r out.flac"));
     EXPECT_EQ("16\n", Shell("soxi -b out.flac"));
     EXPECT_NEAR(-6.0, SoxStat(Path("out.flac"), "Pk lev dB"), 0.3);  // the filter moves peaks a little

@@ -25,7 +25,7 @@ LoudnessMeter::~LoudnessMeter() {
 
 bool LoudnessMeter::Start(unsigned ch, unsigned r) {
     if (state) ebur128_destroy(&state);
-    state = ebur128_init(ch, r, EBUR128_MODE_I | EBUR128_MODE_TRUE_PEAK);
+    state = ebur128_init(ch, r, EBUR128_MODE_I);
     if (!state) return false;
     // WAV order of 7.1: the side pair after the back pair; both pairs weigh as surround.
     if (ch == 8) {
@@ -35,15 +35,21 @@ bool LoudnessMeter::Start(unsigned ch, unsigned r) {
     channels = ch;
     rate = r;
     framesPerStep = (r + 5) / 10;
+    // A 100 ms window holds exactly one step where libebur128 counts both alike; at other rates
+    // each block is read whole.
+    stepsAreWindows = framesPerStep == static_cast<size_t>(r) * 100 / 1000;
+    steps[0] = steps[1] = steps[2] = steps[3] = 0;
     framesIn = 0;
     blocks.clear();
+    truePeak.Start(ch, r);
     return true;
 }
 
 void LoudnessMeter::Add(const double* s, size_t frames) {
     if (!state) return;
-    // Fed up to each 100 ms step, so that the momentary loudness read there is exactly the
-    // gating block that libebur128 has just taken.
+    truePeak.Add(s, frames);
+    // Fed up to each 100 ms step. There the energy of the last 100 ms is read, and a gating
+    // block (400 ms, stepped by 100 ms, as libebur128 takes them) is the mean of the last four.
     while (frames) {
         const size_t toStep = framesPerStep - static_cast<size_t>(framesIn % framesPerStep);
         const size_t n = std::min(frames, toStep);
@@ -51,12 +57,19 @@ void LoudnessMeter::Add(const double* s, size_t frames) {
         s += n * channels;
         frames -= n;
         framesIn += n;
-        if (framesIn % framesPerStep == 0 && framesIn >= 4 * uint64_t(framesPerStep)) {
+        if (framesIn % framesPerStep != 0) continue;
+        const uint64_t step = framesIn / framesPerStep;
+        double energy = 0;
+        if (stepsAreWindows) {
+            double lufs = 0;
+            if (ebur128_loudness_window(state, 100, &lufs) == EBUR128_SUCCESS && std::isfinite(lufs)) energy = EnergyOf(lufs);
+            steps[step % 4] = energy;
+            if (step >= 4) blocks.push_back((steps[0] + steps[1] + steps[2] + steps[3]) / 4);
+        } else if (step >= 4) {
             double momentary = 0;
             if (ebur128_loudness_momentary(state, &momentary) == EBUR128_SUCCESS && std::isfinite(momentary))
-                blocks.push_back(EnergyOf(momentary));
-            else
-                blocks.push_back(0.0);
+                energy = EnergyOf(momentary);
+            blocks.push_back(energy);
         }
     }
 }
@@ -67,14 +80,7 @@ double LoudnessMeter::Loudness() const {
     return out;
 }
 
-double LoudnessMeter::TruePeak() const {
-    double peak = 0;
-    for (unsigned c = 0; state && c < channels; ++c) {
-        double p = 0;
-        if (ebur128_true_peak(state, c, &p) == EBUR128_SUCCESS) peak = std::max(peak, p);
-    }
-    return peak;
-}
+double LoudnessMeter::TruePeak() const { return truePeak.Peak(); }
 
 double GatedLoudness(const std::vector<const std::vector<double>*>& tracks) {
     const double absolute = EnergyOf(AbsoluteGateLufs);

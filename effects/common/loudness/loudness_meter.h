@@ -9,6 +9,8 @@
 
 #include <ebur128.h>
 
+#include "true_peak.h"
+
 namespace tvfx {
 
 class LoudnessMeter {
@@ -35,8 +37,11 @@ private:
     ebur128_state* state = nullptr;
     unsigned channels = 0, rate = 0;
     size_t framesPerStep = 0;  // 100 ms, as libebur128 counts it
+    bool stepsAreWindows = false;
+    double steps[4] = {};      // energies of the last four steps
     uint64_t framesIn = 0;
     std::vector<double> blocks;
+    tvfx::TruePeak truePeak;
 };
 
 // Gated loudness in LUFS over the blocks of one or more tracks; -inf when no block passes.
