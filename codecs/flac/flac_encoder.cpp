@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "flac_pcm.h"
+#include "part_file.h"
+#include "tvkit/os_file.h"
 #include "tvkit/plugin_base.h"
 #include "tvkit/text.h"
 
@@ -105,9 +107,15 @@ public:
         if (!settings.ignored.empty())
             Log().Info(u"Options not known to the FLAC encoder were ignored: " + settings.ignored, kFunction);
         path = std::u16string(tvkit::View16(conv.OutputFile));
+        if (!part.Create(path)) {
+            Log().Error(u"Error: Unable to create file '" + path + u"': " + tvkit::os::LastErrorText(), kFunction);
+            return 0;
+        }
         const TvFormatAndLength& in = *conv.Format;
         const uint64_t frames = in.Format.Format.nBlockAlign ? in.LengthBytes / in.Format.Format.nBlockAlign : 0;
-        return Start(in.Format, frames, kFunction) ? 1 : 0;
+        if (Start(in.Format, frames, kFunction)) return 1;
+        part.Discard();
+        return 0;
     }
 
     int32_t EncodeBlock(AudioBlockRecord& block) override {
@@ -140,13 +148,28 @@ public:
         return 1;
     }
 
-    int32_t EndConversion(ConversionRecord&, uint32_t& writeTags) override {
+    int32_t EndConversion(ConversionRecord& conv, uint32_t& writeTags) override {
         static const char* const kFunction = "Flac::EndConversion";
         writeTags = 0;
-        if (!encoder) return 0;
-        const bool ok = FLAC__stream_encoder_finish(encoder);
+        if (!encoder) {
+            part.Discard();
+            return 0;
+        }
+        if (conv.Failed) {
+            // A failed or stopped run keeps nothing of its output.
+            Release();
+            part.Discard();
+            return 1;
+        }
+        bool ok = FLAC__stream_encoder_finish(encoder);
         if (!ok) Log().Error(u"Error: Unable to finish FLAC file '" + path + u"': " + StateText(), kFunction);
         Release();
+        if (ok && !part.Commit()) {
+            Log().Error(u"Error: Unable to give the finished file its name '" + path + u"': " + tvkit::os::LastErrorText(),
+                        kFunction);
+            ok = false;
+        }
+        if (!ok) part.Discard();
         writeTags = ok ? 1 : 0;
         return ok ? 1 : 0;
     }
@@ -178,7 +201,7 @@ private:
             Release();
             return false;
         }
-        const std::string narrow = tvkit::Utf16ToUtf8(path);
+        const std::string narrow = tvkit::Utf16ToUtf8(part.Path());
         const FLAC__StreamEncoderInitStatus init = FLAC__stream_encoder_init_file(encoder, narrow.c_str(), nullptr, nullptr);
         if (init != FLAC__STREAM_ENCODER_INIT_STATUS_OK) {
             std::u16string why = tvkit::Utf8ToUtf16(FLAC__StreamEncoderInitStatusString[init]);
@@ -246,7 +269,8 @@ private:
     FLAC__StreamEncoder* encoder = nullptr;
     std::vector<FLAC__StreamMetadata*> metadata;  // must outlive the encoder's use of it
     Settings settings;
-    std::u16string path;
+    std::u16string path;  // the name the host gave; the file is written as part.Path()
+    codecrec::PartFile part;
     TvWaveFormatExtensible format{};
     unsigned channels = 0, container = 0, depth = 0;
     std::vector<FLAC__int32> samples;

@@ -262,9 +262,10 @@ bool NeedsRf64(const TvWaveFormatExtensible& format, uint64_t dataSize, uint64_t
     return riff > 0xFFFFFFFFull;
 }
 
-std::vector<uint8_t> BuildWaveHeader(const TvWaveFormatExtensible& format, uint64_t dataSize, uint64_t trailing) {
+std::vector<uint8_t> BuildWaveHeader(const TvWaveFormatExtensible& format, uint64_t dataSize, uint64_t trailing,
+                                     bool forceRf64) {
     const uint32_t fmtBytes = FmtChunkBytes(format);
-    const bool rf64 = NeedsRf64(format, dataSize, trailing);
+    const bool rf64 = forceRf64 || NeedsRf64(format, dataSize, trailing);
     const uint64_t riff = 4 + 36 + 8 + fmtBytes + 8 + dataSize + (dataSize & 1) + trailing;
     std::vector<uint8_t> out;
     out.reserve(12 + 36 + 8 + 40 + 8);

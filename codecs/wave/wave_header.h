@@ -46,8 +46,10 @@ uint32_t FmtChunkBytes(const TvWaveFormatExtensible& format);
 
 // Bytes of the header the writer puts before the data: RIFF, a JUNK chunk that can become
 // "ds64", fmt, and the data chunk header. trailing counts the chunks after the data (and its
-// pad byte), which the RIFF size includes.
-std::vector<uint8_t> BuildWaveHeader(const TvWaveFormatExtensible& format, uint64_t dataSize, uint64_t trailing = 0);
+// pad byte), which the RIFF size includes. rf64 asks for the 64-bit container also where the
+// sizes would still fit 32 bits (tags yet to come may not).
+std::vector<uint8_t> BuildWaveHeader(const TvWaveFormatExtensible& format, uint64_t dataSize, uint64_t trailing = 0,
+                                     bool rf64 = false);
 
 // Whether a file with this much data must be written as RF64.
 bool NeedsRf64(const TvWaveFormatExtensible& format, uint64_t dataSize, uint64_t trailing = 0);

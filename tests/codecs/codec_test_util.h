@@ -3,6 +3,10 @@
 // through the host's plug-in wrappers.
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -193,6 +197,48 @@ inline std::string RunCommand(const std::string& command) {
     size_t n;
     while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
     return pclose(p) == 0 ? out : std::string();
+}
+
+}  // namespace codectest
+
+namespace codectest {
+
+// One whole travex run in a private settings folder: its exit status and its standard error
+// as text (the error lines, UTF-16 on a pipe, narrowed; one line each).
+struct RunResult {
+    int status = -1;
+    std::string errors;
+    size_t ErrorLines() const {
+        size_t n = 0;
+        for (size_t at = errors.find('\n'); at != std::string::npos; at = errors.find('\n', at + 1)) ++n;
+        return n;
+    }
+};
+
+inline std::string Quote(const std::string& s) {
+    std::string q = "'";
+    for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return q + "'";
+}
+
+inline RunResult RunTravex(const std::string& args, const std::string& prefix = "") {
+    static std::atomic<unsigned> counter{0};
+    const std::string home = TempPath("travex_home");
+    std::filesystem::create_directories(home);
+    const std::string errFile = TempPath("travex_err_" + std::to_string(getpid()) + "_" + std::to_string(counter++));
+    const std::string cmd = "export TONVALE_CONFIG_HOME=" + Quote(home) + " HOME=" + Quote(home) + " XDG_RUNTIME_DIR=" +
+                            Quote(home) + " && " + prefix + Quote(std::string(TV_BIN_DIR) + "/travex") + " " + args +
+                            " -silent >/dev/null 2>" + Quote(errFile) + " </dev/null";
+    RunResult r;
+    const int raw = std::system(cmd.c_str());
+    r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
+    const Bytes bytes = ReadFile(errFile);
+    for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
+        const char c = char(bytes[i]);
+        if (c != '\r') r.errors += c;
+    }
+    std::filesystem::remove(errFile);
+    return r;
 }
 
 }  // namespace codectest

@@ -1,6 +1,6 @@
 // The FLAC plug-ins through the host's wrappers: WAV -> FLAC -> WAV is bit-exact, blocks are
 // about 100 ms, the options and refusals hold, and damaged streams end in one error line.
-#include "codec_test_util.h"
+#include "codecs/codec_test_util.h"
 #include "tvkit/tag_block.h"
 
 using namespace codectest;

@@ -1,6 +1,6 @@
 // Every pair of the five bundled formats through travex: the common tags and the front cover
 // of the bundled sample reach every output, read back through the shared tag kit.
-#include "codec_test_util.h"
+#include "codecs/codec_test_util.h"
 #include "tvkit/tag_block.h"
 #include "tvkit/text.h"
 #include "tvtags/file_tags.h"

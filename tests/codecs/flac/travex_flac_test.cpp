@@ -1,6 +1,6 @@
 // Whole conversions through travex: WAV -> FLAC -> WAV keeps every sample, and tags given on
 // the command line and a source's cover reach the FLAC output through the host's tag writer.
-#include "codec_test_util.h"
+#include "codecs/codec_test_util.h"
 #include "tvkit/tag_block.h"
 #include "tvkit/text.h"
 #include "tvtags/file_tags.h"
