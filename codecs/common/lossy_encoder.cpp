@@ -11,6 +11,7 @@ int32_t LossyEncoder::GetProperty(std::u16string_view name, PluginArgs& args) {
         return 1;
     }
     if (name == u"IsLossless") return 0;
+    if (name == u"NeedHQAudio") return 1;  // float from a lossy decoder: no 16-bit step between two lossy stages
     return EncoderBase::GetProperty(name, args);
 }
 
