@@ -123,10 +123,17 @@ struct Decoded {
 
 // Opens path with the decoder plug-in and reads every block; dec stays loaded so that the
 // record's tag blocks can still be read.
-inline Decoded DecodeAll(clTvDecoder& dec, const char* plugin, const std::string& path, const PluginLogHandles& logs) {
+// decodeAs: the "Decode As" request made before Open, as the host makes it.
+inline Decoded DecodeAll(clTvDecoder& dec, const char* plugin, const std::string& path, const PluginLogHandles& logs,
+                         const char16_t* decodeAs = nullptr) {
     Decoded d;
     const XString wide(path.c_str(), true);
     if (!dec.LoadFile(Plugin(plugin), XString(u".x")) || !dec.Create(&logs)) return d;
+    if (decodeAs) {
+        PluginArgs args{};
+        args.Text = decodeAs;
+        dec.Set(u"Decode As", &args);
+    }
     d.rec.Path = wide.Text();
     d.rec.RecordKind = TV_RECORD_KIND_PUMP;
     if (!dec.Open(&d.rec)) return d;
