@@ -50,3 +50,19 @@ TEST(FlacTravex, ConversionsKeepSamplesTagsAndCover) {
     clTvDecoder dec;
     EXPECT_EQ(pcm, DecodeAll(dec, "decoder/wave.so", back, {0, 0, 0}).audio);
 }
+
+TEST(FlacTravex, FloatWaveMadeFrom24BitComesBackBitForBit) {
+    const std::string dir = TempPath("float_trip");
+    std::filesystem::remove_all(dir);
+    std::filesystem::create_directories(dir);
+    const std::string sh = "cd '" + dir + "' && ";
+    ASSERT_EQ(0, std::system((sh + "sox -n -r 48000 -c 2 -b 24 s24.wav synth 2 sine 300-3000 synth 2 pinknoise mix gain -3 && "
+                                   "sox s24.wav -e floating-point -b 32 f32.wav")
+                                 .c_str()));
+    ASSERT_TRUE(Travex("-infile='" + dir + "/f32.wav' -outfile='" + dir + "/f.flac' -convert_to=flac"));
+    ASSERT_TRUE(Travex("-infile='" + dir + "/f.flac' -outfile='" + dir + "/back.wav' -convert_to=wave"));
+    ASSERT_EQ(0, std::system((sh + "sox f32.wav -t raw f32.raw && sox back.wav -e floating-point -b 32 -t raw back.raw").c_str()));
+    const Bytes want = ReadFile(dir + "/f32.raw");
+    ASSERT_EQ(2u * 48000 * 2 * 4, want.size());
+    EXPECT_TRUE(want == ReadFile(dir + "/back.raw"));
+}

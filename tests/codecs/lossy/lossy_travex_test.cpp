@@ -89,3 +89,15 @@ TEST_F(LossyTravex, EightChannelsToMp3AreRefusedBeforeAnyOutput) {
     EXPECT_FALSE(fs::exists(Path("eight.mp3")));
     EXPECT_NE(std::string::npos, err.find("MP3 holds mono or stereo")) << err;
 }
+
+TEST_F(LossyTravex, HighRateFlacToMp3Becomes48kOfTheSameLength) {
+    ASSERT_EQ(0, std::system(("cd '" + dir.string() + "' && sox -n -r 96000 -c 2 -b 24 hi.flac synth 2.5 sine 300-4000 gain -6")
+                                 .c_str()));
+    ASSERT_EQ(0, Travex("-infile=hi.flac -outfile=hi.mp3 -convert_to=mp3"));
+    clTvDecoder dec;
+    const Decoded d = DecodeAll(dec, "decoder/mp3.so", Path("hi.mp3"), kNoLogs);
+    ASSERT_TRUE(d.opened);
+    EXPECT_FALSE(d.failed);
+    EXPECT_EQ(48000u, unsigned{d.rec.Format.Format.nSamplesPerSec});
+    EXPECT_NEAR(2.5 * 48000, double(d.audio.size() / 4), 1152.0);  // within one MP3 frame
+}
