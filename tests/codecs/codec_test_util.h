@@ -1,6 +1,7 @@
 #pragma once
-// Helpers of the codec tests: generated PCM and WAV files, and whole-file decoding and encoding
-// through the host's plug-in wrappers.
+// Helpers of the codec tests: generated PCM and WAV files, whole-file decoding and encoding
+// through the host's plug-in wrappers, and whole travex runs. Files, shell quoting and tool runs
+// come from the shared harness in tests/support.
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
@@ -15,6 +16,8 @@
 #include <vector>
 
 #include "foundation/text/xstring.h"
+#include "support/bytes.h"
+#include "support/run_tool.h"
 #include "plugins/tv_decoder.h"
 #include "plugins/tv_encoder.h"
 
@@ -31,15 +34,15 @@ inline std::string TempPath(const std::string& name) { return TempDir() + "/" + 
 inline XString Plugin(const char* rel) { return XString((std::string(TV_BIN_DIR) + "/" + rel).c_str(), true); }
 
 inline void WriteFile(const std::string& path, const Bytes& b) {
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(b.data()), std::streamsize(b.size()));
+    tvtest::WriteBytes(path, std::string_view(reinterpret_cast<const char*>(b.data()), b.size()));
 }
 inline Bytes ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), {});
+    const std::string bytes = tvtest::ReadBytes(path);
+    return Bytes(bytes.begin(), bytes.end());
 }
 
-inline void Put16(Bytes& b, uint32_t v) { b.push_back(uint8_t(v)); b.push_back(uint8_t(v >> 8)); }
-inline void Put32(Bytes& b, uint32_t v) { Put16(b, v & 0xFFFF); Put16(b, v >> 16); }
+inline void Put16(Bytes& b, uint32_t v) { tvtest::PutLE16(b, v); }
+inline void Put32(Bytes& b, uint32_t v) { tvtest::PutLE32(b, v); }
 
 // Interleaved little-endian PCM: a tone per channel with a little noise, loud enough to use
 // the whole depth, so that every bit of the samples is exercised. A depth (valid bits) below
@@ -197,13 +200,8 @@ inline std::string MakeFlac(const std::string& name, unsigned bits, unsigned cha
 
 // Runs a command; its standard output, or "" when it failed.
 inline std::string RunCommand(const std::string& command) {
-    std::string out;
-    FILE* p = popen(command.c_str(), "r");
-    if (!p) return out;
-    char buf[4096];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
-    return pclose(p) == 0 ? out : std::string();
+    const tvtest::RunResult r = tvtest::Capture(command);
+    return r.status == 0 ? r.out : std::string();
 }
 
 }  // namespace codectest
@@ -222,11 +220,7 @@ struct RunResult {
     }
 };
 
-inline std::string Quote(const std::string& s) {
-    std::string q = "'";
-    for (char c : s) q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return q + "'";
-}
+inline std::string Quote(const std::string& s) { return tvtest::ShellQuote(s); }
 
 inline RunResult RunTravex(const std::string& args, const std::string& prefix = "") {
     static std::atomic<unsigned> counter{0};
@@ -239,11 +233,8 @@ inline RunResult RunTravex(const std::string& args, const std::string& prefix = 
     RunResult r;
     const int raw = std::system(cmd.c_str());
     r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
-    const Bytes bytes = ReadFile(errFile);
-    for (size_t i = 0; i + 1 < bytes.size(); i += 2) {
-        const char c = char(bytes[i]);
+    for (char c : tvtest::AsciiOfUtf16(tvtest::ReadBytes(errFile)))
         if (c != '\r') r.errors += c;
-    }
     std::filesystem::remove(errFile);
     return r;
 }

@@ -10,13 +10,7 @@ using namespace codectest;
 namespace {
 
 // Runs travex with a settings store of its own; true when it succeeded.
-bool Travex(const std::string& args) {
-    const std::string home = TempPath("home");
-    std::filesystem::create_directories(home);
-    const std::string cmd = "export TONVALE_CONFIG_HOME='" + home + "' HOME='" + home + "' XDG_RUNTIME_DIR='" + home +
-                            "' && '" + TV_BIN_DIR + "/travex' " + args + " -silent >/dev/null 2>&1 </dev/null";
-    return std::system(cmd.c_str()) == 0;
-}
+bool Travex(const std::string& args) { return RunTravex(args).status == 0; }
 
 }  // namespace
 

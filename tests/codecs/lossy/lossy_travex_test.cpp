@@ -4,9 +4,9 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <random>
 
 #include "lossy_test_util.h"
+#include "support/temp_folder.h"
 
 using namespace codectest;
 using namespace lossytest;
@@ -18,33 +18,23 @@ const PluginLogHandles kNoLogs{0, 0, 0};
 
 class LossyTravex : public ::testing::Test {
 protected:
-    void SetUp() override {
-        std::random_device rd;
-        dir = fs::temp_directory_path() / ("lossy-travex-" + std::to_string(rd()));
-        fs::create_directories(dir);
-    }
-    void TearDown() override {
-        std::error_code ec;
-        fs::remove_all(dir, ec);  // best effort: a left-over temporary folder harms nothing
-    }
-
     // travex in the folder with a settings store of its own; its exit status, and its
     // standard error (UTF-16) as ASCII in err.
     int Travex(const std::string& args, std::string* err = nullptr) {
-        const std::string cmd = "cd '" + dir.string() + "' && export TONVALE_CONFIG_HOME=\"$PWD\" HOME=\"$PWD\" " +
-                                "XDG_RUNTIME_DIR=\"$PWD\" TONVALE_DEBUG= && '" + TV_BIN_DIR + "/travex' " + args +
-                                " -silent >out.bin 2>err.bin </dev/null; echo $? >rc.txt";
-        EXPECT_EQ(0, std::system(cmd.c_str()));
+        const tvtest::RunResult r = tvtest::RunIn(dir.path, "export TONVALE_CONFIG_HOME=\"$PWD\" HOME=\"$PWD\" "
+                                                            "XDG_RUNTIME_DIR=\"$PWD\" TONVALE_DEBUG= && " +
+                                                                tvtest::ShellQuote(tvtest::ToolPath("travex")) + " " + args +
+                                                                " -silent");
         if (err) {
             err->clear();
-            for (uint8_t c : ReadFile(Path("err.bin")))
-                if (c >= 0x20 && c < 0x7F) *err += char(c);
+            for (char c : tvtest::AsciiOfUtf16(r.err))
+                if (c >= 0x20 && c < 0x7F) *err += c;
         }
-        return std::stoi(std::string(reinterpret_cast<const char*>(ReadFile(Path("rc.txt")).data()), 1));
+        return r.status;
     }
-    std::string Path(const std::string& name) const { return (dir / name).string(); }
+    std::string Path(const std::string& name) const { return dir.Str(name); }
 
-    fs::path dir;
+    tvtest::TempFolder dir{"lossy-travex"};
 };
 
 }  // namespace
@@ -91,7 +81,7 @@ TEST_F(LossyTravex, EightChannelsToMp3AreRefusedBeforeAnyOutput) {
 }
 
 TEST_F(LossyTravex, HighRateFlacToMp3Becomes48kOfTheSameLength) {
-    ASSERT_EQ(0, std::system(("cd '" + dir.string() + "' && sox -n -r 96000 -c 2 -b 24 hi.flac synth 2.5 sine 300-4000 gain -6")
+    ASSERT_EQ(0, std::system(("cd " + tvtest::ShellQuote(dir.Str()) + " && sox -n -r 96000 -c 2 -b 24 hi.flac synth 2.5 sine 300-4000 gain -6")
                                  .c_str()));
     ASSERT_EQ(0, Travex("-infile=hi.flac -outfile=hi.mp3 -convert_to=mp3"));
     clTvDecoder dec;
