@@ -11,6 +11,9 @@ namespace {
 constexpr std::u16string_view kSuffix = u".part";
 constexpr size_t kRandomDigits = 12;
 constexpr int kCreateTries = 8;  // a clash of 48 random bits is already unlikely once
+// Of a long output name only the start goes into the hidden name, which must stay within the
+// file systems' 255 bytes (64 UTF-16 units are at most 192 UTF-8 bytes).
+constexpr size_t kNameUnits = 64;
 
 std::u16string Hex(uint64_t v) {
     std::u16string text(kRandomDigits, u'0');
@@ -21,12 +24,12 @@ std::u16string Hex(uint64_t v) {
 }  // namespace
 
 std::u16string FolderOf(std::u16string_view path) {
-    const size_t slash = path.find_last_of(tvkit::os::Separator());
+    const size_t slash = path.find_last_of(tvkit::os::Separators());
     return slash == std::u16string_view::npos ? std::u16string() : std::u16string(path.substr(0, slash + 1));
 }
 
 std::u16string NameOf(std::u16string_view path) {
-    const size_t slash = path.find_last_of(tvkit::os::Separator());
+    const size_t slash = path.find_last_of(tvkit::os::Separators());
     return std::u16string(slash == std::u16string_view::npos ? path : path.substr(slash + 1));
 }
 
@@ -52,7 +55,12 @@ bool PartFile::Create(const std::u16string& path) {
     Discard();
     const std::u16string folder = FolderOf(path);
     SweepStaleParts(folder);
-    const std::u16string hidden = folder + u"." + NameOf(path) + u".";
+    std::u16string name = NameOf(path);
+    if (name.size() > kNameUnits) {
+        name.resize(kNameUnits);
+        if (name.back() >= 0xD800 && name.back() <= 0xDBFF) name.pop_back();  // no half of a pair
+    }
+    const std::u16string hidden = folder + u"." + name + u".";
     for (int tries = 0; tries < kCreateTries; ++tries) {
         const std::u16string name = hidden + Hex(tvkit::os::RandomNumber()) + std::u16string(kSuffix);
         tvkit::os::File file;

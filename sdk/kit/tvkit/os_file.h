@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tonvale/plugin.h"
@@ -88,7 +89,7 @@ bool ListFolder(const std::u16string& folder, std::vector<FolderEntry>& out);
 // A number from the system's random source; a weaker mix of clock and address when that fails.
 uint64_t RandomNumber();
 
-// The path's separator: '/' on POSIX.
-char16_t Separator();
+// The characters that separate the parts of a path: "/" on POSIX ("\\/" on Windows).
+std::u16string_view Separators();
 
 }  // namespace tvkit::os

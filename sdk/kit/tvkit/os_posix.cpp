@@ -208,6 +208,6 @@ uint64_t RandomNumber() {
     return v;
 }
 
-char16_t Separator() { return u'/'; }
+std::u16string_view Separators() { return u"/"; }
 
 }  // namespace tvkit::os
