@@ -1,20 +1,23 @@
 // encoder/opus.so: PCM to Ogg Opus through libopusenc. Options as the opusenc tool takes them:
 // --bitrate n (kbps; default 96 mono, 128 stereo, 64 a channel above), --comp n (complexity
-// 0..10), --vbr, --cvbr, --hard-cbr. Opus runs at 48 kHz: libopusenc takes the source at its
-// own rate, resamples it and records that rate in the header, as the opusenc tool does. 1 to
-// 8 channels; above stereo with the Vorbis channel layout (mapping family 1). The host writes
-// the tags afterwards through decoder/opus.so.
+// 0..10), --vbr, --cvbr, --hard-cbr. Opus runs at 48 kHz: other rates go through libsoxr at
+// high quality first, and the header records the source's rate as its input rate, as the
+// opusenc tool does. 1 to 8 channels; above stereo with the Vorbis channel layout (mapping
+// family 1). The host writes the tags afterwards through decoder/opus.so.
 #include <opusenc.h>
+#include <soxr.h>
 
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "lossy_encoder.h"
+#include "opus_head.h"
 #include "tvkit/text.h"
 
 namespace {
 
+constexpr unsigned kRate = 48000;
 constexpr long kMinKbps = 6, kMaxKbps = 512;
 
 enum class RateMode { Vbr, Cvbr, Cbr };
@@ -64,17 +67,27 @@ private:
 
     std::u16string OptionRanges() const override { return u"--bitrate 6..512, --comp 0..10"; }
 
-    bool EncodeChunk(const float* samples, size_t n, const char* function) override { return Encode(samples, n, function); }
+    bool EncodeChunk(const float* samples, size_t n, const char* function) override { return Feed(samples, n, function); }
 
     bool Finish(const char* function) override {
+        if (resampler && !Feed(nullptr, 0, function)) return false;
         // libopusenc asserts when it drains a stream that never began; an empty write begins
         // it, so that a source without audio gives a valid file of length 0.
         const float none = 0;
         int r = ope_encoder_write_float(encoder, &none, 0);
         if (r == OPE_OK) r = ope_encoder_drain(encoder);
-        if (r != OPE_OK)
+        if (r != OPE_OK) {
             Log().Error(u"Error: Unable to finish Opus file '" + path + u"': " + tvkit::Utf8ToUtf16(ope_strerror(r)), function);
-        return r == OPE_OK;
+            return false;
+        }
+        ope_encoder_destroy(encoder);  // closes the file
+        encoder = nullptr;
+        // libopusenc was given 48 kHz audio; the header is to name the source's rate.
+        if (layout.rate != kRate && !opushead::SetInputRate(OutputPath(), layout.rate)) {
+            Log().Error(u"Error: Unable to record the source's rate in the Opus file '" + path + u"'.", function);
+            return false;
+        }
+        return true;
     }
 
     bool Start(const TvWaveFormatExtensible& f, const char* function) override {
@@ -83,11 +96,22 @@ private:
                         function);
             return false;
         }
+        if (layout.rate != kRate) {
+            soxr_error_t err = nullptr;
+            const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT32_I, SOXR_FLOAT32_I);
+            const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, 0);
+            resampler = soxr_create(layout.rate, kRate, layout.channels, &err, &io, &quality, nullptr);
+            if (!resampler) {
+                Log().Error(u"Error: Unable to resample " + lossy::Describe(f) + u" to 48000 Hz: " +
+                                tvkit::Utf8ToUtf16(err ? err : "unknown error"),
+                            function);
+                return false;
+            }
+        }
         comments = ope_comments_create();  // the host's tag writer fills them later
         int err = OPE_OK;
         if (comments)
-            encoder = ope_encoder_create_file(std::filesystem::path(tvkit::Utf16ToUtf8(OutputPath())).c_str(), comments,
-                                              static_cast<opus_int32>(layout.rate),
+            encoder = ope_encoder_create_file(std::filesystem::path(tvkit::Utf16ToUtf8(OutputPath())).c_str(), comments, kRate,
                                               static_cast<int>(layout.channels), layout.channels > 2 ? 1 : 0, &err);
         if (!encoder) {
             Log().Error(u"Error: Unable to create file '" + path + u"': " +
@@ -101,8 +125,28 @@ private:
         ope_encoder_ctl(encoder, OPUS_SET_VBR(settings.mode == RateMode::Cbr ? 0 : 1));
         ope_encoder_ctl(encoder, OPUS_SET_VBR_CONSTRAINT(settings.mode == RateMode::Cvbr ? 1 : 0));
         if (settings.complexity >= 0) ope_encoder_ctl(encoder, OPUS_SET_COMPLEXITY(static_cast<opus_int32>(settings.complexity)));
-        ordered.resize(kChunkFrames * layout.channels);
+        resampled.resize((kChunkFrames * kRate / layout.rate + 64) * layout.channels);
+        ordered.resize(resampled.size());
         return true;
+    }
+
+    // Input frames through the resampler (data null: its tail) to the encoder.
+    bool Feed(const float* data, size_t frames, const char* function) {
+        if (!resampler) return Encode(data, frames, function);
+        size_t consumed = 0;
+        for (;;) {
+            size_t used = 0, made = 0;
+            const soxr_error_t err = soxr_process(resampler, data ? data + consumed * layout.channels : nullptr,
+                                                  data ? frames - consumed : 0, &used, resampled.data(),
+                                                  resampled.size() / layout.channels, &made);
+            if (err) {
+                Log().Error(u"Error: Resampling for '" + path + u"' failed: " + tvkit::Utf8ToUtf16(err), function);
+                return false;
+            }
+            consumed += used;
+            if (made && !Encode(resampled.data(), made, function)) return false;
+            if (data ? consumed >= frames && made == 0 : made == 0) return true;
+        }
     }
 
     bool Encode(const float* data, size_t frames, const char* function) {
@@ -128,12 +172,15 @@ private:
         encoder = nullptr;
         if (comments) ope_comments_destroy(comments);
         comments = nullptr;
+        if (resampler) soxr_delete(resampler);
+        resampler = nullptr;
     }
 
     OggOpusEnc* encoder = nullptr;
     OggOpusComments* comments = nullptr;
+    soxr_t resampler = nullptr;
     Settings settings;
-    std::vector<float> ordered;
+    std::vector<float> resampled, ordered;
 };
 
 }  // namespace
