@@ -91,3 +91,18 @@ TEST_F(LossyTravex, HighRateFlacToMp3Becomes48kOfTheSameLength) {
     EXPECT_EQ(48000u, unsigned{d.rec.Format.Format.nSamplesPerSec});
     EXPECT_NEAR(2.5 * 48000, double(d.audio.size() / 4), 1152.0);  // within one MP3 frame
 }
+
+TEST_F(LossyTravex, VorbisCutInHalfToEveryEncoderFailsCleanly) {
+    ASSERT_EQ(0, std::system(("cd " + tvtest::ShellQuote(dir.Str()) +
+                              " && sox -n -r 44100 -c 2 -b 16 in.wav synth 3 sine 440 && oggenc -Q -o whole.ogg in.wav")
+                                 .c_str()));
+    const Bytes whole = ReadFile(Path("whole.ogg"));
+    WriteFile(Path("cut.ogg"), Bytes(whole.begin(), whole.begin() + std::ptrdiff_t(whole.size() / 2)));
+    for (const char* encoder : {"opus", "mp3", "vorbis", "flac", "wave"}) {
+        SCOPED_TRACE(encoder);
+        std::string err;
+        EXPECT_EQ(1, Travex(std::string("-infile=cut.ogg -outfile=out.x -convert_to=") + encoder, &err));  // 1, not a signal
+        EXPECT_EQ(0u, err.find("Error: Ogg Vorbis stream is truncated at ")) << err;
+        EXPECT_FALSE(fs::exists(Path("out.x")));
+    }
+}
