@@ -1,7 +1,7 @@
 // encoder/flac.so: integer PCM to native FLAC through libFLAC; float PCM becomes 24-bit
-// (exactly when it was made from 24-bit audio, else with TPDF dither, and one line says so). Options as the flac tool takes
-// them: -0 to -8 (default -5), --fast, --best, -V / --verify. libFLAC always puts the MD5 of
-// the audio into STREAMINFO. The host writes the tags afterwards through decoder/flac.so; the
+// (exactly when it was made from 24-bit audio, else with TPDF dither, and one line says so).
+// Options as the flac tool takes them: -0 to -8 (default -5), --fast, --best, -V / --verify.
+// libFLAC always puts the MD5 of the audio into STREAMINFO. The host writes the tags afterwards through decoder/flac.so; the
 // padding left here lets that happen in place.
 #include <FLAC/metadata.h>
 #include <FLAC/stream_encoder.h>
