@@ -9,12 +9,18 @@ using namespace codectest;
 
 namespace {
 
-std::string Path(const std::string& name) { return TempPath("wavetravex_" + name); }
+// A folder of its own: other test programs may write beside TempDir at the same time.
+std::string Folder() {
+    const std::string dir = TempPath("wavetravex");
+    std::filesystem::create_directories(dir);
+    return dir;
+}
+std::string Path(const std::string& name) { return Folder() + "/" + name; }
 
 bool Has(const Bytes& file, const std::string& id) { return std::string(file.begin(), file.end()).find(id) != std::string::npos; }
 
 bool NoPartFiles() {
-    for (const auto& e : std::filesystem::directory_iterator(TempDir()))
+    for (const auto& e : std::filesystem::directory_iterator(Folder()))
         if (e.path().filename().string().ends_with(".part")) return false;
     return true;
 }
