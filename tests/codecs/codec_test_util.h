@@ -213,6 +213,10 @@ namespace codectest {
 struct RunResult {
     int status = -1;
     std::string errors;
+    std::string raw;  // standard error as it came: sanitizer reports are plain UTF-8
+    bool SanitizerReport() const {
+        return raw.find("runtime error:") != std::string::npos || raw.find("Sanitizer") != std::string::npos;
+    }
     size_t ErrorLines() const {
         size_t n = 0;
         for (size_t at = errors.find('\n'); at != std::string::npos; at = errors.find('\n', at + 1)) ++n;
@@ -233,7 +237,8 @@ inline RunResult RunTravex(const std::string& args, const std::string& prefix = 
     RunResult r;
     const int raw = std::system(cmd.c_str());
     r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
-    for (char c : tvtest::AsciiOfUtf16(tvtest::ReadBytes(errFile)))
+    r.raw = tvtest::ReadBytes(errFile);
+    for (char c : tvtest::AsciiOfUtf16(r.raw))
         if (c != '\r') r.errors += c;
     std::filesystem::remove(errFile);
     return r;

@@ -80,6 +80,7 @@ TEST(DamagedPairs, EveryRunEndsWithAnOutputOrOneErrorAndTheOldOutputKept) {
                 const RunResult r = RunTravex("-infile=" + Quote(in) + " -outfile=" + Quote(out) + " -convert_to=" + dst.encoder);
                 ++runs;
                 ASSERT_TRUE(r.status == 0 || r.status == 1) << "status " << r.status << "\n" << r.errors;
+                ASSERT_FALSE(r.SanitizerReport()) << r.raw;
                 if (r.status == 0) {
                     ++succeeded;
                     EXPECT_NE(oldOutput, ReadFile(out));
