@@ -12,6 +12,14 @@ int32_t FileDecoder::GetProperty(std::u16string_view name, PluginArgs& args) {
     return DecoderBase::GetProperty(name, args);
 }
 
+int32_t FileDecoder::SetProperty(std::u16string_view name, PluginArgs& args) {
+    if (name == u"Decode As") {
+        highQuality = tvkit::View16(args.Text) == u"Highest Quality";
+        return 1;
+    }
+    return DecoderBase::SetProperty(name, args);
+}
+
 int32_t FileDecoder::Open(OpenFileRecord& rec) {
     const char* const function = OpenFunction();
     if (IsOpen()) {

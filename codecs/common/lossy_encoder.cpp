@@ -1,5 +1,6 @@
 #include "lossy_encoder.h"
 
+#include "tvkit/os_file.h"
 #include "tvkit/text.h"
 
 namespace lossy {
@@ -10,6 +11,7 @@ int32_t LossyEncoder::GetProperty(std::u16string_view name, PluginArgs& args) {
         return 1;
     }
     if (name == u"IsLossless") return 0;
+    if (name == u"NeedHQAudio") return 1;  // float from a lossy decoder: no 16-bit step between two lossy stages
     return EncoderBase::GetProperty(name, args);
 }
 
@@ -38,7 +40,13 @@ int32_t LossyEncoder::BeginConversion(ConversionRecord& conv) {
     if (!ignored.empty())
         Log().Info(u"Options not known to the " + std::u16string(names.codec) + u" encoder were ignored:" + ignored, names.begin);
     path = std::u16string(tvkit::View16(conv.OutputFile));
-    return Open(conv.Format->Format, names.begin) ? 1 : 0;
+    if (!part.Create(path)) {
+        Log().Error(u"Error: Unable to create file '" + path + u"': " + tvkit::os::LastErrorText(), names.begin);
+        return 0;
+    }
+    if (Open(conv.Format->Format, names.begin)) return 1;
+    part.Discard();
+    return 0;
 }
 
 int32_t LossyEncoder::EncodeBlock(AudioBlockRecord& block) {
@@ -67,11 +75,28 @@ int32_t LossyEncoder::EncodeBlock(AudioBlockRecord& block) {
     return 1;
 }
 
-int32_t LossyEncoder::EndConversion(ConversionRecord&, uint32_t& writeTags) {
+int32_t LossyEncoder::EndConversion(ConversionRecord& conv, uint32_t& writeTags) {
+    const char* const function = Naming().end;
     writeTags = 0;
-    if (!Started()) return 0;
-    const bool ok = Finish(Naming().end);
+    if (!Started()) {
+        part.Discard();
+        return 0;
+    }
+    if (conv.Failed) {
+        // A failed or stopped run keeps nothing: the libraries are not asked to finish a
+        // stream that may never have started.
+        Release();
+        part.Discard();
+        return 1;
+    }
+    bool ok = Finish(function);
     Release();
+    if (ok && !part.Commit()) {
+        Log().Error(u"Error: Unable to give the finished file its name '" + path + u"': " + tvkit::os::LastErrorText(),
+                    function);
+        ok = false;
+    }
+    if (!ok) part.Discard();
     writeTags = ok ? 1 : 0;
     return ok ? 1 : 0;
 }

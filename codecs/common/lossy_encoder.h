@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "lossy_pcm.h"
+#include "part_file.h"
 #include "tvkit/plugin_base.h"
 
 namespace lossy {
@@ -44,20 +45,25 @@ protected:
     virtual Verdict TakeOption(const Option& option) = 0;
     virtual std::u16string OptionRanges() const = 0;  // shown after invalid options
 
-    // Opens path for f and fills layout; on failure logs, releases and returns false.
+    // Opens OutputPath() for f and fills layout; on failure logs, releases and returns false.
     virtual bool Start(const TvWaveFormatExtensible& f, const char* function) = 0;
     // frames interleaved float frames in WAV order; logs its own failure.
     virtual bool EncodeChunk(const float* samples, size_t frames, const char* function) = 0;
-    // Flushes and closes the output; logs its own failure. Release follows.
+    // Flushes and closes the output; logs its own failure. Release follows. Not called when
+    // the run failed: Release alone then drops what was begun.
     virtual bool Finish(const char* function) = 0;
     virtual void Release() = 0;
 
-    std::u16string path;
+    // The file the library writes: the hidden temporary of path.
+    const std::u16string& OutputPath() const { return part.Path(); }
+
+    std::u16string path;  // the name the host gave, for messages
     Layout layout;
 
 private:
     bool Open(const TvWaveFormatExtensible& f, const char* function);
 
+    codecrec::PartFile part;
     TvWaveFormatExtensible format{};
     std::vector<float> samples;
     uint64_t written = 0;

@@ -116,6 +116,21 @@ TvWaveFormatExtensible MakePcm16(unsigned channels, unsigned rate) {
     return f;
 }
 
+TvWaveFormatExtensible MakeFloat32(unsigned channels, unsigned rate) {
+    TvWaveFormatExtensible f{};
+    f.Format.wFormatTag = TV_WAVE_FORMAT_EXTENSIBLE;
+    f.Format.nChannels = static_cast<uint16_t>(channels);
+    f.Format.nSamplesPerSec = rate;
+    f.Format.wBitsPerSample = 32;
+    f.Format.nBlockAlign = static_cast<uint16_t>(4 * channels);
+    f.Format.nAvgBytesPerSec = f.Format.nBlockAlign * rate;
+    f.Format.cbSize = TV_WAVE_EXTENSIBLE_EXTRA;
+    f.wValidBitsPerSample = 32;
+    f.dwChannelMask = channels <= kMaxChannels ? kMasks[channels] : 0;
+    f.SubFormat = TvWaveSubFormat(TV_WAVE_FORMAT_IEEE_FLOAT);
+    return f;
+}
+
 unsigned VorbisIndexOfWave(unsigned channels, unsigned c) {
     return channels <= kMaxChannels && c < channels ? kVorbisOfWave[channels][c] : c;
 }
@@ -145,6 +160,22 @@ void VorbisInterleavedToPcm16(const float* in, unsigned channels, size_t frames,
         const float* src = in + VorbisIndexOfWave(channels, c);
         uint8_t* dst = out + 2 * c;
         for (size_t i = 0; i < frames; ++i, src += channels, dst += 2 * channels) Put16(*src, dst);
+    }
+}
+
+void VorbisPlanarToFloat(const float* const* planes, unsigned channels, size_t frames, uint8_t* out) {
+    for (unsigned c = 0; c < channels; ++c) {
+        const float* src = planes[VorbisIndexOfWave(channels, c)];
+        uint8_t* dst = out + 4 * c;
+        for (size_t i = 0; i < frames; ++i, dst += 4 * channels) std::memcpy(dst, src + i, 4);
+    }
+}
+
+void VorbisInterleavedToFloat(const float* in, unsigned channels, size_t frames, uint8_t* out) {
+    for (unsigned c = 0; c < channels; ++c) {
+        const float* src = in + VorbisIndexOfWave(channels, c);
+        uint8_t* dst = out + 4 * c;
+        for (size_t i = 0; i < frames; ++i, src += channels, dst += 4 * channels) std::memcpy(dst, src, 4);
     }
 }
 

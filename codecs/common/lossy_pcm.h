@@ -34,6 +34,9 @@ void ToFloat(const uint8_t* data, size_t samples, const Layout& layout, float* o
 
 // The record of 16-bit PCM: plain up to stereo, extensible with the usual speaker mask above.
 TvWaveFormatExtensible MakePcm16(unsigned channels, unsigned rate);
+// The record of 32-bit float, full scale at +-1, extensible with the usual speaker mask; what
+// the lossy decoders give on "Decode As" = "Highest Quality".
+TvWaveFormatExtensible MakeFloat32(unsigned channels, unsigned rate);
 
 // For channel c of a WAV-ordered frame, the index of the same speaker in Vorbis order.
 // channels in 1..8.
@@ -43,6 +46,9 @@ unsigned VorbisIndexOfWave(unsigned channels, unsigned c);
 // rounded and clipped: planes[c][i] (vorbisfile) or interleaved (opusfile).
 void VorbisPlanarToPcm16(const float* const* planes, unsigned channels, size_t frames, uint8_t* out);
 void VorbisInterleavedToPcm16(const float* in, unsigned channels, size_t frames, uint8_t* out);
+// The same as interleaved 32-bit float in WAV order, unrounded and unclipped.
+void VorbisPlanarToFloat(const float* const* planes, unsigned channels, size_t frames, uint8_t* out);
+void VorbisInterleavedToFloat(const float* in, unsigned channels, size_t frames, uint8_t* out);
 
 // "1:23.456" for a count of frames at a rate.
 std::u16string TimeText(uint64_t frames, unsigned rate);

@@ -1,6 +1,7 @@
-// encoder/flac.so: integer PCM to native FLAC through libFLAC. Options as the flac tool takes
-// them: -0 to -8 (default -5), --fast, --best, -V / --verify. libFLAC always puts the MD5 of
-// the audio into STREAMINFO. The host writes the tags afterwards through decoder/flac.so; the
+// encoder/flac.so: integer PCM to native FLAC through libFLAC; float PCM becomes 24-bit
+// (exactly when it was made from 24-bit audio, else with TPDF dither, and one line says so).
+// Options as the flac tool takes them: -0 to -8 (default -5), --fast, --best, -V / --verify.
+// libFLAC always puts the MD5 of the audio into STREAMINFO. The host writes the tags afterwards through decoder/flac.so; the
 // padding left here lets that happen in place.
 #include <FLAC/metadata.h>
 #include <FLAC/stream_encoder.h>
@@ -10,6 +11,8 @@
 #include <vector>
 
 #include "flac_pcm.h"
+#include "part_file.h"
+#include "tvkit/os_file.h"
 #include "tvkit/plugin_base.h"
 #include "tvkit/text.h"
 
@@ -59,6 +62,19 @@ Settings ParseSettings(std::u16string_view line) {
     return s;
 }
 
+bool IsFloat(const TvWaveFormatExtensible& f) {
+    return f.Format.wFormatTag == TV_WAVE_FORMAT_IEEE_FLOAT ||
+           (f.Format.wFormatTag == TV_WAVE_FORMAT_EXTENSIBLE && f.Format.cbSize >= TV_WAVE_EXTENSIBLE_EXTRA &&
+            f.SubFormat.Data1 == TV_WAVE_FORMAT_IEEE_FLOAT);
+}
+
+// Float of 32 or 64 bits, stored as 24-bit integers.
+bool FloatLayout(const TvWaveFormatExtensible& f, unsigned& container, unsigned& depth) {
+    container = f.Format.wBitsPerSample;
+    depth = 24;
+    return IsFloat(f) && (container == 32 || container == 64) && f.Format.nBlockAlign == container / 8 * f.Format.nChannels;
+}
+
 // Integer PCM layout of a format record: false for anything else (float, compressed).
 bool PcmLayout(const TvWaveFormatExtensible& f, unsigned& container, unsigned& depth) {
     uint16_t tag = f.Format.wFormatTag;
@@ -105,9 +121,15 @@ public:
         if (!settings.ignored.empty())
             Log().Info(u"Options not known to the FLAC encoder were ignored: " + settings.ignored, kFunction);
         path = std::u16string(tvkit::View16(conv.OutputFile));
+        if (!part.Create(path)) {
+            Log().Error(u"Error: Unable to create file '" + path + u"': " + tvkit::os::LastErrorText(), kFunction);
+            return 0;
+        }
         const TvFormatAndLength& in = *conv.Format;
         const uint64_t frames = in.Format.Format.nBlockAlign ? in.LengthBytes / in.Format.Format.nBlockAlign : 0;
-        return Start(in.Format, frames, kFunction) ? 1 : 0;
+        if (Start(in.Format, frames, kFunction)) return 1;
+        part.Discard();
+        return 0;
     }
 
     int32_t EncodeBlock(AudioBlockRecord& block) override {
@@ -128,7 +150,10 @@ public:
         size_t frames = block.Size / frameBytes;
         while (frames) {
             const size_t n = frames < kChunkFrames ? frames : kChunkFrames;
-            flacpcm::Unpack(p, n * channels, container, depth, samples.data());
+            if (isFloat)
+                toInt.Convert(p, n * channels, container, samples.data());
+            else
+                flacpcm::Unpack(p, n * channels, container, depth, samples.data());
             if (!FLAC__stream_encoder_process_interleaved(encoder, samples.data(), static_cast<unsigned>(n))) {
                 Log().Error(u"Error: FLAC encoding of '" + path + u"' failed: " + StateText(), kFunction);
                 return 0;
@@ -140,22 +165,46 @@ public:
         return 1;
     }
 
-    int32_t EndConversion(ConversionRecord&, uint32_t& writeTags) override {
+    int32_t EndConversion(ConversionRecord& conv, uint32_t& writeTags) override {
         static const char* const kFunction = "Flac::EndConversion";
         writeTags = 0;
-        if (!encoder) return 0;
-        const bool ok = FLAC__stream_encoder_finish(encoder);
+        if (!encoder) {
+            part.Discard();
+            return 0;
+        }
+        if (conv.Failed) {
+            // A failed or stopped run keeps nothing of its output.
+            Release();
+            part.Discard();
+            return 1;
+        }
+        bool ok = FLAC__stream_encoder_finish(encoder);
         if (!ok) Log().Error(u"Error: Unable to finish FLAC file '" + path + u"': " + StateText(), kFunction);
+        if (ok && (toInt.Rounded() || toInt.Clipped())) {
+            std::u16string line = u"Float audio was rounded to 24 bits with TPDF dither for FLAC";
+            if (toInt.Clipped())
+                line += u"; " + tvkit::Number16(static_cast<unsigned long long>(toInt.Clipped())) +
+                        u" samples beyond full scale were clipped";
+            Log().Info(line + u".", kFunction);
+        }
         Release();
+        if (ok && !part.Commit()) {
+            Log().Error(u"Error: Unable to give the finished file its name '" + path + u"': " + tvkit::os::LastErrorText(),
+                        kFunction);
+            ok = false;
+        }
+        if (!ok) part.Discard();
         writeTags = ok ? 1 : 0;
         return ok ? 1 : 0;
     }
 
 private:
     bool Start(const TvWaveFormatExtensible& f, uint64_t frames, const char* function) {
-        if (!PcmLayout(f, container, depth) || f.Format.nChannels < 1 || f.Format.nChannels > kMaxChannels ||
+        isFloat = IsFloat(f);
+        const bool layoutOk = isFloat ? FloatLayout(f, container, depth) : PcmLayout(f, container, depth);
+        if (!layoutOk || f.Format.nChannels < 1 || f.Format.nChannels > kMaxChannels ||
             depth < kMinDepth || depth > kMaxDepth || f.Format.nSamplesPerSec < 1 || f.Format.nSamplesPerSec > kMaxRate) {
-            Log().Error(u"Error: FLAC holds integer PCM of 4 to 32 bits, 1 to 8 channels, 1 to 1048575 Hz; this audio is " +
+            Log().Error(u"Error: FLAC holds PCM of 4 to 32 bits or float, 1 to 8 channels, 1 to 1048575 Hz; this audio is " +
                             Describe(f) + u".",
                         function);
             return false;
@@ -178,7 +227,7 @@ private:
             Release();
             return false;
         }
-        const std::string narrow = tvkit::Utf16ToUtf8(path);
+        const std::string narrow = tvkit::Utf16ToUtf8(part.Path());
         const FLAC__StreamEncoderInitStatus init = FLAC__stream_encoder_init_file(encoder, narrow.c_str(), nullptr, nullptr);
         if (init != FLAC__STREAM_ENCODER_INIT_STATUS_OK) {
             std::u16string why = tvkit::Utf8ToUtf16(FLAC__StreamEncoderInitStatusString[init]);
@@ -189,6 +238,7 @@ private:
         }
         samples.resize(kChunkFrames * channels);
         written = 0;
+        toInt = flacpcm::FloatTo24{};
         return true;
     }
 
@@ -222,11 +272,7 @@ private:
         const bool pcm = PcmLayout(f, container, depth);
         std::u16string text = pcm ? tvkit::Number16(static_cast<unsigned long long>(depth)) + u"-bit PCM"
                                   : tvkit::Number16(static_cast<unsigned long long>(f.Format.wBitsPerSample)) +
-                                        (f.Format.wFormatTag == TV_WAVE_FORMAT_IEEE_FLOAT ||
-                                                 (f.Format.wFormatTag == TV_WAVE_FORMAT_EXTENSIBLE &&
-                                                  f.SubFormat.Data1 == TV_WAVE_FORMAT_IEEE_FLOAT)
-                                             ? u"-bit float"
-                                             : u"-bit non-PCM");
+                                        (IsFloat(f) ? u"-bit float" : u"-bit non-PCM");
         text += u", " + tvkit::Number16(static_cast<unsigned long long>(f.Format.nChannels)) + u" channels, ";
         return text + tvkit::Number16(static_cast<unsigned long long>(f.Format.nSamplesPerSec)) + u" Hz";
     }
@@ -246,9 +292,12 @@ private:
     FLAC__StreamEncoder* encoder = nullptr;
     std::vector<FLAC__StreamMetadata*> metadata;  // must outlive the encoder's use of it
     Settings settings;
-    std::u16string path;
+    std::u16string path;  // the name the host gave; the file is written as part.Path()
+    codecrec::PartFile part;
     TvWaveFormatExtensible format{};
     unsigned channels = 0, container = 0, depth = 0;
+    bool isFloat = false;
+    flacpcm::FloatTo24 toInt;
     std::vector<FLAC__int32> samples;
     uint64_t written = 0;
 };

@@ -1,5 +1,6 @@
 #include "flac_pcm.h"
 
+#include <cmath>
 #include <cstring>
 
 #include "tvkit/text.h"
@@ -115,6 +116,40 @@ void Unpack(const uint8_t* data, size_t samples, unsigned container, unsigned de
                 out[i] = v >> shift;
             }
             break;
+    }
+}
+
+double FloatTo24::Dither() {
+    // Two uniform values in [0, 1) from xorshift64*; their difference is triangular in (-1, 1).
+    auto next = [this] {
+        state ^= state >> 12;
+        state ^= state << 25;
+        state ^= state >> 27;
+        return static_cast<double>((state * 0x2545F4914F6CDD1Dull) >> 11) * 0x1.0p-53;
+    };
+    const double a = next();
+    return a - next();
+}
+
+void FloatTo24::Convert(const uint8_t* data, size_t samples, unsigned bits, int32_t* out) {
+    constexpr double kScale = 8388608.0, kMax = 8388607.0, kMin = -8388608.0;
+    for (size_t i = 0; i < samples; ++i) {
+        double x;
+        if (bits == 64) {
+            std::memcpy(&x, data + 8 * i, 8);
+        } else {
+            float f;
+            std::memcpy(&f, data + 4 * i, 4);
+            x = f;
+        }
+        if (!(x == x)) x = 0;  // NaN carries no sound
+        if (x > 1.0 || x < -1.0) ++clipped;
+        double v = x * kScale;
+        if (v != std::nearbyint(v) || v > kMax || v < kMin) {
+            ++rounded;
+            v = std::nearbyint(v + Dither());
+        }
+        out[i] = static_cast<int32_t>(v > kMax ? kMax : v < kMin ? kMin : v);
     }
 }
 

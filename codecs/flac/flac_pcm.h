@@ -38,6 +38,22 @@ void Pack(const int32_t* const* channels, unsigned channelCount, size_t frames, 
 // Reads frames of interleaved PCM (container bits, depth valid bits) into interleaved 32-bit.
 void Unpack(const uint8_t* data, size_t samples, unsigned container, unsigned depth, int32_t* out);
 
+// Float samples (32 or 64 bits, full scale at +-1) to 24-bit integers. A sample that is a
+// 24-bit value already is taken exactly; any other is rounded with TPDF dither, and values
+// beyond full scale are clamped. Exact sources (float made from 24-bit audio) thus round-trip
+// bit for bit, and digital silence stays silent.
+class FloatTo24 {
+public:
+    void Convert(const uint8_t* data, size_t samples, unsigned bits, int32_t* out);
+    uint64_t Rounded() const { return rounded; }  // samples that weren't 24-bit values
+    uint64_t Clipped() const { return clipped; }  // samples beyond +-1.0
+
+private:
+    double Dither();
+    uint64_t state = 0x9E3779B97F4A7C15ull;  // fixed seed: the same input gives the same file
+    uint64_t rounded = 0, clipped = 0;
+};
+
 // "1:23.456" for a count of samples at a rate.
 std::u16string TimeText(uint64_t samples, unsigned rate);
 

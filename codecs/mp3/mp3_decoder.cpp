@@ -1,4 +1,5 @@
-// decoder/mp3.so: MPEG audio through mpg123 as 16-bit PCM in blocks of about 100 ms. Gapless:
+// decoder/mp3.so: MPEG audio through mpg123 as 16-bit PCM (32-bit float on "Decode As" =
+// "Highest Quality") in blocks of about 100 ms. Gapless:
 // the encoder delay and padding of the LAME tag are cut, so a stream gives back exactly the
 // samples that were encoded. Tags come from the tag kit, which also writes them (ID3v2).
 #include <mpg123.h>
@@ -53,7 +54,8 @@ public:
         const long* rates = nullptr;
         size_t rateCount = 0;
         mpg123_rates(&rates, &rateCount);
-        for (size_t i = 0; i < rateCount; ++i) mpg123_format(handle, rates[i], MPG123_MONO | MPG123_STEREO, MPG123_ENC_SIGNED_16);
+        const int wanted = HighQuality() ? MPG123_ENC_FLOAT_32 : MPG123_ENC_SIGNED_16;
+        for (size_t i = 0; i < rateCount; ++i) mpg123_format(handle, rates[i], MPG123_MONO | MPG123_STEREO, wanted);
 
         const std::string narrow = tvkit::Utf16ToUtf8(path);
         long rateL = 0;
@@ -65,7 +67,7 @@ public:
             Release();
             return 0;
         }
-        if (rateL <= 0 || ch < 1 || ch > static_cast<int>(kMaxChannels) || encoding != MPG123_ENC_SIGNED_16) {
+        if (rateL <= 0 || ch < 1 || ch > static_cast<int>(kMaxChannels) || encoding != wanted) {
             Log().Error(u"Error: MP3 file '" + path + u"' has a format this decoder can't deliver.", function);
             Release();
             return 0;
@@ -81,7 +83,7 @@ public:
         }
         const off_t length = mpg123_length(handle);
         total = length > 0 ? static_cast<uint64_t>(length) : 0;
-        format = lossy::MakePcm16(channels, rate);
+        format = HighQuality() ? lossy::MakeFloat32(channels, rate) : lossy::MakePcm16(channels, rate);
         BuildTags();
         codecrec::FillOpen(rec, format, total, idTags, infoTags);
         pending.resize((rate + kBlocksPerSecond - 1) / kBlocksPerSecond * format.Format.nBlockAlign);

@@ -71,7 +71,7 @@ public:
         preSkip = head ? head->pre_skip : 0;
         const ogg_int64_t length = op_pcm_total(file, -1);
         total = length > 0 ? static_cast<uint64_t>(length) : 0;
-        format = lossy::MakePcm16(channels, kRate);
+        format = HighQuality() ? lossy::MakeFloat32(channels, kRate) : lossy::MakePcm16(channels, kRate);
         BuildTags();
         codecrec::FillOpen(rec, format, total, idTags, infoTags);
         pending.resize((kBlockFrames + kMaxFrameSamples) * format.Format.nBlockAlign);
@@ -94,8 +94,11 @@ public:
                             kFunction);
                 return 0;
             } else {
-                lossy::VorbisInterleavedToPcm16(floats.data(), channels, static_cast<size_t>(n),
-                                                pending.data() + frames * format.Format.nBlockAlign);
+                uint8_t* at = pending.data() + frames * format.Format.nBlockAlign;
+                if (HighQuality())
+                    lossy::VorbisInterleavedToFloat(floats.data(), channels, static_cast<size_t>(n), at);
+                else
+                    lossy::VorbisInterleavedToPcm16(floats.data(), channels, static_cast<size_t>(n), at);
                 frames += static_cast<size_t>(n);
             }
         }

@@ -1,7 +1,8 @@
 // encoder/opus.so: PCM to Ogg Opus through libopusenc. Options as the opusenc tool takes them:
 // --bitrate n (kbps; default 96 mono, 128 stereo, 64 a channel above), --comp n (complexity
 // 0..10), --vbr, --cvbr, --hard-cbr. Opus runs at 48 kHz: other rates go through libsoxr at
-// high quality first. 1 to 8 channels; above stereo with the Vorbis channel layout (mapping
+// high quality first, and the header records the source's rate as its input rate, as the
+// opusenc tool does. 1 to 8 channels; above stereo with the Vorbis channel layout (mapping
 // family 1). The host writes the tags afterwards through decoder/opus.so.
 #include <opusenc.h>
 #include <soxr.h>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "lossy_encoder.h"
+#include "opus_head.h"
 #include "tvkit/text.h"
 
 namespace {
@@ -68,15 +70,24 @@ private:
     bool EncodeChunk(const float* samples, size_t n, const char* function) override { return Feed(samples, n, function); }
 
     bool Finish(const char* function) override {
-        bool ok = !resampler || Feed(nullptr, 0, function);
-        if (ok) {
-            const int r = ope_encoder_drain(encoder);
-            ok = r == OPE_OK;
-            if (!ok)
-                Log().Error(u"Error: Unable to finish Opus file '" + path + u"': " + tvkit::Utf8ToUtf16(ope_strerror(r)),
-                            function);
+        if (resampler && !Feed(nullptr, 0, function)) return false;
+        // libopusenc asserts when it drains a stream that never began; an empty write begins
+        // it, so that a source without audio gives a valid file of length 0.
+        const float none = 0;
+        int r = ope_encoder_write_float(encoder, &none, 0);
+        if (r == OPE_OK) r = ope_encoder_drain(encoder);
+        if (r != OPE_OK) {
+            Log().Error(u"Error: Unable to finish Opus file '" + path + u"': " + tvkit::Utf8ToUtf16(ope_strerror(r)), function);
+            return false;
         }
-        return ok;
+        ope_encoder_destroy(encoder);  // closes the file
+        encoder = nullptr;
+        // libopusenc was given 48 kHz audio; the header is to name the source's rate.
+        if (layout.rate != kRate && !opushead::SetInputRate(OutputPath(), layout.rate)) {
+            Log().Error(u"Error: Unable to record the source's rate in the Opus file '" + path + u"'.", function);
+            return false;
+        }
+        return true;
     }
 
     bool Start(const TvWaveFormatExtensible& f, const char* function) override {
@@ -100,7 +111,7 @@ private:
         comments = ope_comments_create();  // the host's tag writer fills them later
         int err = OPE_OK;
         if (comments)
-            encoder = ope_encoder_create_file(std::filesystem::path(tvkit::Utf16ToUtf8(path)).c_str(), comments, kRate,
+            encoder = ope_encoder_create_file(std::filesystem::path(tvkit::Utf16ToUtf8(OutputPath())).c_str(), comments, kRate,
                                               static_cast<int>(layout.channels), layout.channels > 2 ? 1 : 0, &err);
         if (!encoder) {
             Log().Error(u"Error: Unable to create file '" + path + u"': " +

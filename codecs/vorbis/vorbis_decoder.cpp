@@ -67,7 +67,7 @@ public:
         channels = static_cast<unsigned>(info->channels);
         const ogg_int64_t length = ov_pcm_total(&file, -1);
         total = length > 0 ? static_cast<uint64_t>(length) : 0;
-        format = lossy::MakePcm16(channels, rate);
+        format = HighQuality() ? lossy::MakeFloat32(channels, rate) : lossy::MakePcm16(channels, rate);
         BuildTags(*info);
         codecrec::FillOpen(rec, format, total, idTags, infoTags);
         blockFrames = (rate + kBlocksPerSecond - 1) / kBlocksPerSecond;
@@ -92,8 +92,11 @@ public:
                             kFunction);
                 return 0;
             } else {
-                lossy::VorbisPlanarToPcm16(planes, channels, static_cast<size_t>(n),
-                                           pending.data() + frames * format.Format.nBlockAlign);
+                uint8_t* at = pending.data() + frames * format.Format.nBlockAlign;
+                if (HighQuality())
+                    lossy::VorbisPlanarToFloat(planes, channels, static_cast<size_t>(n), at);
+                else
+                    lossy::VorbisPlanarToPcm16(planes, channels, static_cast<size_t>(n), at);
                 frames += static_cast<size_t>(n);
             }
         }

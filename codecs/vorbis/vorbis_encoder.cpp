@@ -82,7 +82,7 @@ private:
                         function);
             return false;
         }
-        file = std::fopen(std::filesystem::path(tvkit::Utf16ToUtf8(path)).c_str(), "wb");
+        file = std::fopen(std::filesystem::path(tvkit::Utf16ToUtf8(OutputPath())).c_str(), "wb");
         if (!file) {
             vorbis_info_clear(&info);
             Log().Error(u"Error: Unable to create file '" + path + u"'.", function);

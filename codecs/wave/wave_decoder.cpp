@@ -2,16 +2,13 @@
 // is mapped privately, and blocks point straight into the mapping: no sample is copied, and a
 // DSP that writes into a block only touches its own copy-on-write pages.
 // Tags of RIFF files (LIST INFO and an "ID3 " chunk with pictures) go through the kit's TagLib
-// part both ways; TagLib can't read RF64, whose INFO texts this decoder reads itself.
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
+// part both ways; TagLib can't handle RF64, whose INFO texts this decoder reads and writes itself.
 #include <cstring>
 #include <string>
 
+#include "lossy_pcm.h"
+#include "rf64_tags.h"
+#include "tvkit/os_file.h"
 #include "tvkit/plugin_base.h"
 #include "tvkit/tag_block.h"
 #include "tvkit/text.h"
@@ -38,34 +35,29 @@ std::u16string ChannelsText(uint16_t channels) {
 // Whether a file starts as a 64-bit container; false also when it can't be read, which
 // leaves the reason to the tag writer's own attempt.
 bool IsRf64File(const std::u16string& path) {
-    const int fd = ::open(tvkit::Utf16ToUtf8(path).c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return false;
+    tvkit::os::File file;
     char id[4] = {};
-    const bool whole = ::pread(fd, id, sizeof id, 0) == static_cast<ssize_t>(sizeof id);
-    ::close(fd);
-    return whole && (std::memcmp(id, "RF64", 4) == 0 || std::memcmp(id, "BW64", 4) == 0);
+    size_t got = 0;
+    return file.OpenRead(path) && file.ReadAt(id, sizeof id, 0, got) && got == sizeof id &&
+           (std::memcmp(id, "RF64", 4) == 0 || std::memcmp(id, "BW64", 4) == 0);
 }
 
 class WaveDecoder final : public tvkit::DecoderBase {
 public:
     using DecoderBase::DecoderBase;
-    ~WaveDecoder() override { Unmap(); }
 
     int32_t GetProperty(std::u16string_view name, PluginArgs& args) override {
         if (name == u"Decodes") return tvkit::AnswerListing(kDecodes, std::size(kDecodes), args);
         return DecoderBase::GetProperty(name, args);
     }
 
-    // The host's tag writer: the WAV encoder asks for it on RIFF output and writes the INFO
-    // texts of RF64 output itself, as TagLib can't rewrite those.
+    // The host's tag writer: TagLib for RIFF; RF64 gets its INFO texts from here, as TagLib
+    // can't rewrite those.
     int32_t SetProperty(std::u16string_view name, PluginArgs& args) override {
         if (name == u"IDTags") {
             const std::u16string path(tvkit::View16(args.Text));
-            if (!path.empty() && IsRf64File(path)) {
-                Log().Error(u"Error: Tags of the RF64 file '" + path + u"' can only be written while encoding it.",
-                            "Wave::SetIDTags");
-                return 0;
-            }
+            if (!path.empty() && IsRf64File(path))
+                return wavefile::WriteRf64InfoTags(path, args.Data, static_cast<uint32_t>(args.Value), Log()) ? 1 : 0;
             return tvtags::SetIDTagsProperty(args, Log(), tvtags::FileKind::Wave);
         }
         return DecoderBase::SetProperty(name, args);
@@ -73,26 +65,23 @@ public:
 
     int32_t Open(OpenFileRecord& rec) override {
         static const char* const kFunction = "Wave::Open";
-        if (map) {
+        if (map.IsOpen()) {
             Log().Error(u"Error: The decoder is already open.", kFunction);
             return 0;
         }
         const std::u16string path(tvkit::View16(rec.Path));
-        if (!MapFile(path)) {
-            Log().Error(u"Error: Unable to open file '" + path + u"': " + tvkit::Utf8ToUtf16(std::strerror(lastErrno)),
-                        kFunction);
+        if (!map.Open(path)) {
+            Log().Error(u"Error: Unable to open file '" + path + u"': " + tvkit::os::LastErrorText(), kFunction);
             return 0;
         }
-        if (!wavefile::ParseWaveHeader(map, mapSize, header)) {
+        if (!wavefile::ParseWaveHeader(map.Data(), map.Size(), header)) {
             Log().Error(u"Error: Unable to read WAV file '" + path + u"': " + tvkit::Utf8ToUtf16(header.error) + u".",
                         kFunction);
-            Unmap();
+            map.Close();
             return 0;
         }
-        if (header.sizeClamped)
-            Log().Info(u"WAV header of '" + path + u"' claims more audio than the file holds; reading what is there.",
-                       kFunction);
-        if (header.partialFrame)
+        // A cut file's audio is still converted; its end then fails the run (DecodeBlock).
+        if (header.partialFrame && !header.sizeClamped)
             Log().Info(u"WAV data of '" + path + u"' ends inside a sample; the incomplete sample was dropped.", kFunction);
 
         const TvWaveFormatEx& f = header.format.Format;
@@ -117,19 +106,29 @@ public:
     }
 
     int32_t DecodeBlock(AudioBlockRecord& out) override {
-        if (!map) return 0;
+        static const char* const kFunction = "Wave::DecodeBlock";
+        if (!map.IsOpen()) return 0;
         const TvWaveFormatEx& f = header.format.Format;
         out.Format = header.format;
         out.BitsPerSecond = f.nAvgBytesPerSec * 8;
         out.PositionMs = static_cast<int64_t>(done * 1000 / f.nAvgBytesPerSec);
-        ReleaseDelivered();
+        // The blocks handed out before this call are the host's no longer: their pages go, so
+        // that memory stays flat however long the file is.
+        map.Release(header.dataOffset + done);
         if (finished) {  // asked again after the end: an empty last block
+            if (header.sizeClamped) {
+                const uint64_t align = f.nBlockAlign;
+                Log().Error(u"Error: WAV data ends early at " + lossy::TimeText(header.dataSize / align, f.nSamplesPerSec) +
+                                u" of " + lossy::TimeText(header.declaredDataSize / align, f.nSamplesPerSec) + u".",
+                            kFunction);
+                return 0;
+            }
             out.EndOfStream = 1;
             return 1;
         }
         const uint64_t left = header.dataSize - done;
         const uint32_t n = left < block ? static_cast<uint32_t>(left) : block;
-        out.Data = n ? map + header.dataOffset + done : nullptr;
+        out.Data = n ? map.Data() + header.dataOffset + done : nullptr;
         out.Size = n;
         out.BlockLengthMs = static_cast<int64_t>(static_cast<uint64_t>(n) * 1000 / f.nAvgBytesPerSec);
         done += n;
@@ -140,58 +139,11 @@ public:
     }
 
     int32_t Close(ConversionRecord*) override {
-        Unmap();
+        map.Close();
         return 1;
     }
 
 private:
-    bool MapFile(const std::u16string& path) {
-        const std::string narrow = tvkit::Utf16ToUtf8(path);
-        const int fd = ::open(narrow.c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0) {
-            lastErrno = errno;
-            return false;
-        }
-        struct stat st {};
-        if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
-            lastErrno = S_ISDIR(st.st_mode) ? EISDIR : errno;
-            ::close(fd);
-            return false;
-        }
-        mapSize = static_cast<uint64_t>(st.st_size);
-        if (mapSize == 0) {
-            // Nothing to map; the parser refuses an empty file with its own words.
-            map = empty;
-            ::close(fd);
-            return true;
-        }
-        void* p = ::mmap(nullptr, mapSize, PROT_READ | PROT_WRITE, MAP_PRIVATE, fd, 0);
-        lastErrno = errno;
-        ::close(fd);
-        if (p == MAP_FAILED) return false;
-        ::madvise(p, mapSize, MADV_SEQUENTIAL);
-        map = static_cast<uint8_t*>(p);
-        return true;
-    }
-
-    // The blocks handed out before this call are the host's no longer: their pages go, so that
-    // memory stays flat however long the file is.
-    void ReleaseDelivered() {
-        if (map == empty) return;
-        const uint64_t page = static_cast<uint64_t>(::sysconf(_SC_PAGESIZE));
-        const uint64_t end = (header.dataOffset + done) / page * page;
-        if (end <= released) return;
-        ::madvise(map + released, end - released, MADV_DONTNEED);  // only advice; nothing to do on failure
-        released = end;
-    }
-
-    void Unmap() {
-        released = 0;
-        if (map && map != empty) ::munmap(map, mapSize);
-        map = nullptr;
-        mapSize = 0;
-    }
-
     void BuildTags(const std::u16string& path) {
         std::u16string error;
         const bool read = !header.rf64 && tvtags::ReadFileTags(path, idTags, error, tvtags::FileKind::Wave);
@@ -229,11 +181,7 @@ private:
         infoTags.Add(u"File Name", path);
     }
 
-    uint8_t empty[1] = {0};
-    uint8_t* map = nullptr;
-    uint64_t mapSize = 0;
-    uint64_t released = 0;  // bytes from the map's start whose pages were given back
-    int lastErrno = 0;
+    tvkit::os::Mapping map;
     wavefile::WaveHeader header;
     tvkit::TagBlockWriter idTags, infoTags;
     uint32_t block = 0;

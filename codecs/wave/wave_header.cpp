@@ -262,9 +262,10 @@ bool NeedsRf64(const TvWaveFormatExtensible& format, uint64_t dataSize, uint64_t
     return riff > 0xFFFFFFFFull;
 }
 
-std::vector<uint8_t> BuildWaveHeader(const TvWaveFormatExtensible& format, uint64_t dataSize, uint64_t trailing) {
+std::vector<uint8_t> BuildWaveHeader(const TvWaveFormatExtensible& format, uint64_t dataSize, uint64_t trailing,
+                                     bool forceRf64) {
     const uint32_t fmtBytes = FmtChunkBytes(format);
-    const bool rf64 = NeedsRf64(format, dataSize, trailing);
+    const bool rf64 = forceRf64 || NeedsRf64(format, dataSize, trailing);
     const uint64_t riff = 4 + 36 + 8 + fmtBytes + 8 + dataSize + (dataSize & 1) + trailing;
     std::vector<uint8_t> out;
     out.reserve(12 + 36 + 8 + 40 + 8);
@@ -300,6 +301,42 @@ std::vector<uint8_t> BuildWaveHeader(const TvWaveFormatExtensible& format, uint6
     PutId(out, "data");
     Put32(out, rf64 ? kUnknownSize32 : static_cast<uint32_t>(dataSize));
     return out;
+}
+
+bool Rf64TagTail(const uint8_t* data, uint64_t size, uint64_t& tailAt, std::vector<uint8_t>& kept, std::string& error) {
+    kept.clear();
+    WaveHeader header;
+    if (!ParseWaveHeader(data, size, header)) {
+        error = header.error;
+        return false;
+    }
+    if (!header.rf64 || size < kDs64At + 16 || !Is(data + kDs64At, "ds64")) {
+        error = "it has no ds64 chunk in first place";
+        return false;
+    }
+    if (header.sizeClamped) {
+        error = "its data ends early";
+        return false;
+    }
+    const uint64_t declared = header.declaredDataSize;
+    tailAt = header.dataOffset + declared + (declared & 1);
+    if (tailAt > size) tailAt = size;  // the pad byte of the last chunk may be missing
+    if (size - tailAt > kMaxTailBytes) {
+        error = "too much follows its data";
+        return false;
+    }
+    for (uint64_t pos = tailAt; pos < size;) {
+        const uint64_t body = size - pos >= 8 ? U32(data + pos + 4) : 0;
+        const uint64_t whole = 8 + body + (body & 1);
+        if (size - pos < 8 || whole > size - pos) {
+            error = "the chunks behind its data are damaged";
+            return false;
+        }
+        const bool info = Is(data + pos, "LIST") && body >= 4 && Is(data + pos + 8, "INFO");
+        if (!info) kept.insert(kept.end(), data + pos, data + pos + whole);
+        pos += whole;
+    }
+    return true;
 }
 
 const InfoName kInfoNames[] = {

@@ -1,10 +1,8 @@
 #include "tvkit/log.h"
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <string>
 
+#include "tvkit/os_file.h"
 #include "tvkit/text.h"
 
 namespace tvkit {
@@ -25,15 +23,8 @@ void WriteLine(TvOsHandle handle, std::u16string_view prefix, std::u16string_vie
         bytes += static_cast<char>(c & 0xFF);
         bytes += static_cast<char>(c >> 8);
     }
-    const char* p = bytes.data();
-    size_t left = bytes.size();
-    while (left) {
-        const ssize_t n = ::write(static_cast<int>(handle), p, left);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return;  // a log that can't be written must not stop the plug-in
-        p += n;
-        left -= static_cast<size_t>(n);
-    }
+    // A log that can't be written must not stop the plug-in.
+    (void)os::WriteHandle(handle, bytes.data(), bytes.size());
 }
 
 void PluginLog::Error(std::u16string_view message, const char* function) const {

@@ -1,6 +1,9 @@
 // The FLAC plug-ins through the host's wrappers: WAV -> FLAC -> WAV is bit-exact, blocks are
 // about 100 ms, the options and refusals hold, and damaged streams end in one error line.
-#include "codec_test_util.h"
+#include <algorithm>
+#include <cstring>
+
+#include "codecs/codec_test_util.h"
 #include "tvkit/tag_block.h"
 
 using namespace codectest;
@@ -85,17 +88,71 @@ TEST(FlacCodec, OptionsAndRefusals) {
     clTvDecoder d8;
     EXPECT_EQ(pcm, DecodeAll(d8, "decoder/flac.so", TempPath("l8.flac"), kNoLogs).audio);
 
-    // Float is refused before any output exists, with what FLAC can hold.
+    // A compressed format is refused before any output exists, with what FLAC can hold.
     LogFile errors;
     const PluginLogHandles logs{errors.Handle(), 0, 0};
-    OpenFileRecord floatRec{};
-    floatRec.Format.Format = {TV_WAVE_FORMAT_IEEE_FLOAT, 2, 44100, 44100 * 8, 8, 32, 0};
-    const std::string refused = TempPath("float.flac");
+    OpenFileRecord mpegRec{};
+    mpegRec.Format.Format = {0x55, 2, 44100, 16000, 1, 0, 0};
+    const std::string refused = TempPath("mpeg.flac");
     std::filesystem::remove(refused);
-    EXPECT_EQ(-1, EncodeAll("encoder/flac.so", floatRec, Bytes(800), refused, u"", logs));
+    EXPECT_EQ(-1, EncodeAll("encoder/flac.so", mpegRec, Bytes(800), refused, u"", logs));
     EXPECT_FALSE(std::filesystem::exists(refused));
-    EXPECT_NE(std::string::npos, errors.Text().find("FLAC holds integer PCM of 4 to 32 bits, 1 to 8 channels"));
-    EXPECT_NE(std::string::npos, errors.Text().find("32-bit float"));
+    EXPECT_NE(std::string::npos, errors.Text().find("FLAC holds PCM of 4 to 32 bits or float, 1 to 8 channels"));
+}
+
+namespace {
+
+Bytes Floats(const std::vector<float>& v) {
+    Bytes b(v.size() * 4);
+    std::memcpy(b.data(), v.data(), b.size());
+    return b;
+}
+
+int32_t Int24(const Bytes& pcm, size_t i) {
+    return int32_t(uint32_t(pcm[3 * i]) << 8 | uint32_t(pcm[3 * i + 1]) << 16 | uint32_t(pcm[3 * i + 2]) << 24) >> 8;
+}
+
+}  // namespace
+
+TEST(FlacCodec, FloatBecomes24BitExactlyOrWithDitherAndOneLine) {
+    OpenFileRecord rec{};
+    rec.Format.Format = {TV_WAVE_FORMAT_IEEE_FLOAT, 2, 48000, 48000 * 8, 8, 32, 0};
+    const Bytes ints = Signal(24, 2, 48000, 20000);
+    std::vector<float> exact(ints.size() / 3);
+    for (size_t i = 0; i < exact.size(); ++i) exact[i] = float(Int24(ints, i)) / 8388608.0f;
+
+    // Float made from 24-bit audio: lossless, silently.
+    {
+        LogFile infos;
+        const std::string out = TempPath("float_exact.flac");
+        ASSERT_EQ(1, EncodeAll("encoder/flac.so", rec, Floats(exact), out, u"", {0, infos.Handle(), 0}));
+        EXPECT_EQ("", infos.Text());
+        clTvDecoder dec;
+        const Decoded d = DecodeAll(dec, "decoder/flac.so", out, kNoLogs);
+        EXPECT_EQ(24, d.rec.Format.Format.wBitsPerSample);
+        EXPECT_EQ(ints, d.audio);
+    }
+    // Anything else: rounded with dither (within 1.5 LSB either way), clipped values counted.
+    {
+        std::vector<float> loud = exact;
+        for (size_t i = 0; i < loud.size(); ++i) loud[i] = loud[i] * 1.3f + 1e-5f;
+        size_t beyond = 0;
+        for (float v : loud) beyond += v > 1.0f || v < -1.0f;
+        ASSERT_GT(beyond, 100u);
+        LogFile infos;
+        const std::string out = TempPath("float_loud.flac");
+        ASSERT_EQ(1, EncodeAll("encoder/flac.so", rec, Floats(loud), out, u"", {0, infos.Handle(), 0}));
+        EXPECT_EQ("Float audio was rounded to 24 bits with TPDF dither for FLAC; " + std::to_string(beyond) +
+                      " samples beyond full scale were clipped.  [Flac::EndConversion]\r\n",
+                  infos.Text());
+        clTvDecoder dec;
+        const Decoded d = DecodeAll(dec, "decoder/flac.so", out, kNoLogs);
+        ASSERT_EQ(ints.size(), d.audio.size());
+        for (size_t i = 0; i < loud.size(); ++i) {
+            const double want = std::clamp(double(loud[i]) * 8388608.0, -8388608.0, 8388607.0);
+            ASSERT_LE(std::abs(Int24(d.audio, i) - want), 1.5) << i;
+        }
+    }
 }
 
 TEST(FlacCodec, DamagedStreamsGiveOneErrorAndNoCrash) {

@@ -1,6 +1,6 @@
 // The kit's tag part on every format: what is written reads back under the same names, a
 // second write replaces the first, and the reference tool reads FLAC tags and pictures alike.
-#include "codec_test_util.h"
+#include "codecs/codec_test_util.h"
 #include "tvkit/tag_block.h"
 #include "tvkit/text.h"
 #include "tvtags/file_tags.h"

@@ -1,6 +1,6 @@
 // Whole conversions through travex: WAV -> FLAC -> WAV keeps every sample, and tags given on
 // the command line and a source's cover reach the FLAC output through the host's tag writer.
-#include "codec_test_util.h"
+#include "codecs/codec_test_util.h"
 #include "tvkit/tag_block.h"
 #include "tvkit/text.h"
 #include "tvtags/file_tags.h"
@@ -10,13 +10,7 @@ using namespace codectest;
 namespace {
 
 // Runs travex with a settings store of its own; true when it succeeded.
-bool Travex(const std::string& args) {
-    const std::string home = TempPath("home");
-    std::filesystem::create_directories(home);
-    const std::string cmd = "export TONVALE_CONFIG_HOME='" + home + "' HOME='" + home + "' XDG_RUNTIME_DIR='" + home +
-                            "' && '" + TV_BIN_DIR + "/travex' " + args + " -silent >/dev/null 2>&1 </dev/null";
-    return std::system(cmd.c_str()) == 0;
-}
+bool Travex(const std::string& args) { return RunTravex(args).status == 0; }
 
 }  // namespace
 
@@ -49,4 +43,20 @@ TEST(FlacTravex, ConversionsKeepSamplesTagsAndCover) {
     ASSERT_TRUE(Travex("-infile='" + again + "' -outfile='" + back + "' -convert_to=wave"));
     clTvDecoder dec;
     EXPECT_EQ(pcm, DecodeAll(dec, "decoder/wave.so", back, {0, 0, 0}).audio);
+}
+
+TEST(FlacTravex, FloatWaveMadeFrom24BitComesBackBitForBit) {
+    const std::string dir = TempPath("float_trip");
+    std::filesystem::remove_all(dir);
+    std::filesystem::create_directories(dir);
+    const std::string sh = "cd '" + dir + "' && ";
+    ASSERT_EQ(0, std::system((sh + "sox -n -r 48000 -c 2 -b 24 s24.wav synth 2 sine 300-3000 synth 2 pinknoise mix gain -3 && "
+                                   "sox s24.wav -e floating-point -b 32 f32.wav")
+                                 .c_str()));
+    ASSERT_TRUE(Travex("-infile='" + dir + "/f32.wav' -outfile='" + dir + "/f.flac' -convert_to=flac"));
+    ASSERT_TRUE(Travex("-infile='" + dir + "/f.flac' -outfile='" + dir + "/back.wav' -convert_to=wave"));
+    ASSERT_EQ(0, std::system((sh + "sox f32.wav -t raw f32.raw && sox back.wav -e floating-point -b 32 -t raw back.raw").c_str()));
+    const Bytes want = ReadFile(dir + "/f32.raw");
+    ASSERT_EQ(2u * 48000 * 2 * 4, want.size());
+    EXPECT_TRUE(want == ReadFile(dir + "/back.raw"));
 }

@@ -1,6 +1,6 @@
 // Whole conversions through travex between FLAC and WAV: the common tags and the front cover
 // reach a WAV output (through the WAV decoder as the host's tag writer) and come back out of it.
-#include "codec_test_util.h"
+#include "codecs/codec_test_util.h"
 #include "tvkit/tag_block.h"
 #include "tvkit/text.h"
 #include "tvtags/file_tags.h"

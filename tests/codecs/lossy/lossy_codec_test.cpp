@@ -130,6 +130,74 @@ TEST(LossyCodecs, OpusResamplesOtherRatesTo48k) {
         EXPECT_NEAR(expected, double(t.decoded.audio.size() / 4), 2.0);
         // The tones keep their pitch and loudness: compared at the new rate.
         for (unsigned ch = 0; ch < 2; ++ch) EXPECT_GT(ChannelSnr(t.decoded.audio, 2, ch, 48000), 15.0);
+        // The header records the source's rate, as the opusenc tool does.
+        const Bytes file = ReadFile(TempPath("lossy_opus_" + std::to_string(rate) + ".opus"));
+        const size_t head = std::string(file.begin(), file.end()).find("OpusHead");
+        ASSERT_NE(std::string::npos, head);
+        EXPECT_EQ(rate, uint32_t(file[head + 12] | file[head + 13] << 8 | file[head + 14] << 16 | file[head + 15] << 24));
+    }
+}
+
+TEST(LossyCodecs, Mp3ResamplesRatesMpegCantHold) {
+    struct Case {
+        unsigned from;
+        const char16_t* options;
+        unsigned to;
+    };
+    const Case cases[] = {{96000, u"", 48000},  {88200, u"", 44100}, {192000, u"", 48000}, {64000, u"", 32000},
+                          {50000, u"", 48000},  {48000, u"--resample 44.1", 44100}, {96000, u"-resample=\"22.05\"", 22050}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.from) + " -> " + std::to_string(c.to));
+        OpenFileRecord rec = Record(24, 2, c.from);
+        const unsigned frames = c.from + c.from / 3;
+        const Bytes pcm = Tone(rec, frames);
+        rec.LengthBytes = int64_t(pcm.size());
+        LogFile infos;
+        const std::string out = TempPath("lossy_resampled.mp3");
+        ASSERT_EQ(1, EncodeAll("encoder/mp3.so", rec, pcm, out, c.options, {0, infos.Handle(), 0}));
+        EXPECT_EQ("Resampling from " + std::to_string(c.from) + " Hz to " + std::to_string(c.to) +
+                      " Hz for MP3.  [Mp3::BeginConversion]\r\n",
+                  infos.Text());
+        clTvDecoder dec;
+        const Decoded d = DecodeAll(dec, "decoder/mp3.so", out, kNoLogs);
+        ASSERT_TRUE(d.opened);
+        EXPECT_EQ(c.to, unsigned{d.rec.Format.Format.nSamplesPerSec});
+        EXPECT_NEAR(double(frames) * c.to / c.from, double(d.audio.size() / 4), 2.0);
+        for (unsigned ch = 0; ch < 2; ++ch) EXPECT_GT(ChannelSnr(d.audio, 2, ch, c.to), 15.0);
+    }
+}
+
+TEST(LossyCodecs, DecodersGiveFloatWhenAskedForHighestQuality) {
+    for (const char* codec : {"mp3", "vorbis", "opus"}) {
+        SCOPED_TRACE(codec);
+        clTvEncoder enc;
+        ASSERT_TRUE(enc.LoadFile(Plugin((std::string("encoder/") + codec + ".so").c_str())));
+        ASSERT_TRUE(enc.Create(&kNoLogs));
+        PluginArgs args{};
+        EXPECT_NE(0, enc.Get(u"NeedHQAudio", &args));
+
+        clTvDecoder first;
+        const Trip t = RoundTrip(codec, ".hq", std::string("hq_") + codec, Record(16, 2, 48000), 30000, u"", first);
+        ASSERT_EQ(1, t.encodeResult);
+        EXPECT_EQ(16, t.decoded.rec.Format.Format.wBitsPerSample);
+        const std::string path = TempPath(std::string("lossy_hq_") + codec + ".hq");
+        clTvDecoder dec;
+        const Decoded hq = DecodeAll(dec, (std::string("decoder/") + codec + ".so").c_str(), path, kNoLogs, u"Highest Quality");
+        ASSERT_TRUE(hq.opened);
+        const TvWaveFormatExtensible& f = hq.rec.Format;
+        EXPECT_EQ(32, f.Format.wBitsPerSample);
+        EXPECT_EQ(8, f.Format.nBlockAlign);
+        EXPECT_EQ(uint32_t{TV_WAVE_FORMAT_IEEE_FLOAT}, f.SubFormat.Data1);
+        ASSERT_EQ(t.decoded.audio.size() * 2, hq.audio.size());
+        // The same sound, with the precision a 16-bit step would have lost.
+        size_t finer = 0;
+        for (size_t i = 0; i < hq.audio.size() / 4; ++i) {
+            float v;
+            std::memcpy(&v, hq.audio.data() + 4 * i, 4);
+            ASSERT_NEAR(Sample16(t.decoded.audio, i) / 32768.0, v, 1.01 / 32768) << i;
+            finer += v * 32768 != std::nearbyint(v * 32768);
+        }
+        EXPECT_GT(finer, hq.audio.size() / 8);
     }
 }
 
@@ -178,7 +246,7 @@ TEST(LossyCodecs, PropertiesAndRefusals) {
     };
     const Refusal refusals[] = {
         {"encoder/mp3.so", Record(16, 8, 48000), u"", "mono or stereo"},
-        {"encoder/mp3.so", Record(16, 2, 96000), u"", "44100 or 48000 Hz"},
+        {"encoder/mp3.so", Record(16, 2, 96000), u"--resample 50", "Invalid MP3 options"},
         {"encoder/mp3.so", Record(16, 2, 44100), u"-b 100", "Invalid MP3 options"},
         {"encoder/mp3.so", Record(16, 2, 44100), u"-V 11", "Invalid MP3 options"},
         {"encoder/vorbis.so", Record(16, 2, 44100), u"-q 12", "Invalid Vorbis options"},

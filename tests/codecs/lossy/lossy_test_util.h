@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "codecs/flac/codec_test_util.h"
+#include "codecs/codec_test_util.h"
 #include "tvkit/tag_block.h"
 
 namespace lossytest {

@@ -4,9 +4,9 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <random>
 
 #include "lossy_test_util.h"
+#include "support/temp_folder.h"
 
 using namespace codectest;
 using namespace lossytest;
@@ -18,33 +18,23 @@ const PluginLogHandles kNoLogs{0, 0, 0};
 
 class LossyTravex : public ::testing::Test {
 protected:
-    void SetUp() override {
-        std::random_device rd;
-        dir = fs::temp_directory_path() / ("lossy-travex-" + std::to_string(rd()));
-        fs::create_directories(dir);
-    }
-    void TearDown() override {
-        std::error_code ec;
-        fs::remove_all(dir, ec);  // best effort: a left-over temporary folder harms nothing
-    }
-
     // travex in the folder with a settings store of its own; its exit status, and its
     // standard error (UTF-16) as ASCII in err.
     int Travex(const std::string& args, std::string* err = nullptr) {
-        const std::string cmd = "cd '" + dir.string() + "' && export TONVALE_CONFIG_HOME=\"$PWD\" HOME=\"$PWD\" " +
-                                "XDG_RUNTIME_DIR=\"$PWD\" TONVALE_DEBUG= && '" + TV_BIN_DIR + "/travex' " + args +
-                                " -silent >out.bin 2>err.bin </dev/null; echo $? >rc.txt";
-        EXPECT_EQ(0, std::system(cmd.c_str()));
+        const tvtest::RunResult r = tvtest::RunIn(dir.path, "export TONVALE_CONFIG_HOME=\"$PWD\" HOME=\"$PWD\" "
+                                                            "XDG_RUNTIME_DIR=\"$PWD\" TONVALE_DEBUG= && " +
+                                                                tvtest::ShellQuote(tvtest::ToolPath("travex")) + " " + args +
+                                                                " -silent");
         if (err) {
             err->clear();
-            for (uint8_t c : ReadFile(Path("err.bin")))
-                if (c >= 0x20 && c < 0x7F) *err += char(c);
+            for (char c : tvtest::AsciiOfUtf16(r.err))
+                if (c >= 0x20 && c < 0x7F) *err += c;
         }
-        return std::stoi(std::string(reinterpret_cast<const char*>(ReadFile(Path("rc.txt")).data()), 1));
+        return r.status;
     }
-    std::string Path(const std::string& name) const { return (dir / name).string(); }
+    std::string Path(const std::string& name) const { return dir.Str(name); }
 
-    fs::path dir;
+    tvtest::TempFolder dir{"lossy-travex"};
 };
 
 }  // namespace
@@ -88,4 +78,31 @@ TEST_F(LossyTravex, EightChannelsToMp3AreRefusedBeforeAnyOutput) {
     EXPECT_NE(0, Travex("-infile=eight.wav -outfile=eight.mp3 -convert_to=mp3", &err));
     EXPECT_FALSE(fs::exists(Path("eight.mp3")));
     EXPECT_NE(std::string::npos, err.find("MP3 holds mono or stereo")) << err;
+}
+
+TEST_F(LossyTravex, HighRateFlacToMp3Becomes48kOfTheSameLength) {
+    ASSERT_EQ(0, std::system(("cd " + tvtest::ShellQuote(dir.Str()) + " && sox -n -r 96000 -c 2 -b 24 hi.flac synth 2.5 sine 300-4000 gain -6")
+                                 .c_str()));
+    ASSERT_EQ(0, Travex("-infile=hi.flac -outfile=hi.mp3 -convert_to=mp3"));
+    clTvDecoder dec;
+    const Decoded d = DecodeAll(dec, "decoder/mp3.so", Path("hi.mp3"), kNoLogs);
+    ASSERT_TRUE(d.opened);
+    EXPECT_FALSE(d.failed);
+    EXPECT_EQ(48000u, unsigned{d.rec.Format.Format.nSamplesPerSec});
+    EXPECT_NEAR(2.5 * 48000, double(d.audio.size() / 4), 1152.0);  // within one MP3 frame
+}
+
+TEST_F(LossyTravex, VorbisCutInHalfToEveryEncoderFailsCleanly) {
+    ASSERT_EQ(0, std::system(("cd " + tvtest::ShellQuote(dir.Str()) +
+                              " && sox -n -r 44100 -c 2 -b 16 in.wav synth 3 sine 440 && oggenc -Q -o whole.ogg in.wav")
+                                 .c_str()));
+    const Bytes whole = ReadFile(Path("whole.ogg"));
+    WriteFile(Path("cut.ogg"), Bytes(whole.begin(), whole.begin() + std::ptrdiff_t(whole.size() / 2)));
+    for (const char* encoder : {"opus", "mp3", "vorbis", "flac", "wave"}) {
+        SCOPED_TRACE(encoder);
+        std::string err;
+        EXPECT_EQ(1, Travex(std::string("-infile=cut.ogg -outfile=out.x -convert_to=") + encoder, &err));  // 1, not a signal
+        EXPECT_EQ(0u, err.find("Error: Ogg Vorbis stream is truncated at ")) << err;
+        EXPECT_FALSE(fs::exists(Path("out.x")));
+    }
 }

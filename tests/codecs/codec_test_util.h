@@ -1,8 +1,13 @@
 #pragma once
-// Helpers of the codec tests: generated PCM and WAV files, and whole-file decoding and encoding
-// through the host's plug-in wrappers.
+// Helpers of the codec tests: generated PCM and WAV files, whole-file decoding and encoding
+// through the host's plug-in wrappers, and whole travex runs. Files, shell quoting and tool runs
+// come from the shared harness in tests/support.
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -11,6 +16,8 @@
 #include <vector>
 
 #include "foundation/text/xstring.h"
+#include "support/bytes.h"
+#include "support/run_tool.h"
 #include "plugins/tv_decoder.h"
 #include "plugins/tv_encoder.h"
 
@@ -27,15 +34,15 @@ inline std::string TempPath(const std::string& name) { return TempDir() + "/" + 
 inline XString Plugin(const char* rel) { return XString((std::string(TV_BIN_DIR) + "/" + rel).c_str(), true); }
 
 inline void WriteFile(const std::string& path, const Bytes& b) {
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(b.data()), std::streamsize(b.size()));
+    tvtest::WriteBytes(path, std::string_view(reinterpret_cast<const char*>(b.data()), b.size()));
 }
 inline Bytes ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(in), {});
+    const std::string bytes = tvtest::ReadBytes(path);
+    return Bytes(bytes.begin(), bytes.end());
 }
 
-inline void Put16(Bytes& b, uint32_t v) { b.push_back(uint8_t(v)); b.push_back(uint8_t(v >> 8)); }
-inline void Put32(Bytes& b, uint32_t v) { Put16(b, v & 0xFFFF); Put16(b, v >> 16); }
+inline void Put16(Bytes& b, uint32_t v) { tvtest::PutLE16(b, v); }
+inline void Put32(Bytes& b, uint32_t v) { tvtest::PutLE32(b, v); }
 
 // Interleaved little-endian PCM: a tone per channel with a little noise, loud enough to use
 // the whole depth, so that every bit of the samples is exercised. A depth (valid bits) below
@@ -119,10 +126,17 @@ struct Decoded {
 
 // Opens path with the decoder plug-in and reads every block; dec stays loaded so that the
 // record's tag blocks can still be read.
-inline Decoded DecodeAll(clTvDecoder& dec, const char* plugin, const std::string& path, const PluginLogHandles& logs) {
+// decodeAs: the "Decode As" request made before Open, as the host makes it.
+inline Decoded DecodeAll(clTvDecoder& dec, const char* plugin, const std::string& path, const PluginLogHandles& logs,
+                         const char16_t* decodeAs = nullptr) {
     Decoded d;
     const XString wide(path.c_str(), true);
     if (!dec.LoadFile(Plugin(plugin), XString(u".x")) || !dec.Create(&logs)) return d;
+    if (decodeAs) {
+        PluginArgs args{};
+        args.Text = decodeAs;
+        dec.Set(u"Decode As", &args);
+    }
     d.rec.Path = wide.Text();
     d.rec.RecordKind = TV_RECORD_KIND_PUMP;
     if (!dec.Open(&d.rec)) return d;
@@ -186,13 +200,48 @@ inline std::string MakeFlac(const std::string& name, unsigned bits, unsigned cha
 
 // Runs a command; its standard output, or "" when it failed.
 inline std::string RunCommand(const std::string& command) {
-    std::string out;
-    FILE* p = popen(command.c_str(), "r");
-    if (!p) return out;
-    char buf[4096];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
-    return pclose(p) == 0 ? out : std::string();
+    const tvtest::RunResult r = tvtest::Capture(command);
+    return r.status == 0 ? r.out : std::string();
+}
+
+}  // namespace codectest
+
+namespace codectest {
+
+// One whole travex run in a private settings folder: its exit status and its standard error
+// as text (the error lines, UTF-16 on a pipe, narrowed; one line each).
+struct RunResult {
+    int status = -1;
+    std::string errors;
+    std::string raw;  // standard error as it came: sanitizer reports are plain UTF-8
+    bool SanitizerReport() const {
+        return raw.find("runtime error:") != std::string::npos || raw.find("Sanitizer") != std::string::npos;
+    }
+    size_t ErrorLines() const {
+        size_t n = 0;
+        for (size_t at = errors.find('\n'); at != std::string::npos; at = errors.find('\n', at + 1)) ++n;
+        return n;
+    }
+};
+
+inline std::string Quote(const std::string& s) { return tvtest::ShellQuote(s); }
+
+inline RunResult RunTravex(const std::string& args, const std::string& prefix = "") {
+    static std::atomic<unsigned> counter{0};
+    const std::string home = TempPath("travex_home");
+    std::filesystem::create_directories(home);
+    const std::string errFile = TempPath("travex_err_" + std::to_string(getpid()) + "_" + std::to_string(counter++));
+    const std::string cmd = "export TONVALE_CONFIG_HOME=" + Quote(home) + " HOME=" + Quote(home) + " XDG_RUNTIME_DIR=" +
+                            Quote(home) + " && " + prefix + Quote(std::string(TV_BIN_DIR) + "/travex") + " " + args +
+                            " -silent >/dev/null 2>" + Quote(errFile) + " </dev/null";
+    RunResult r;
+    const int raw = std::system(cmd.c_str());
+    r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
+    r.raw = tvtest::ReadBytes(errFile);
+    for (char c : tvtest::AsciiOfUtf16(r.raw))
+        if (c != '\r') r.errors += c;
+    std::filesystem::remove(errFile);
+    return r;
 }
 
 }  // namespace codectest

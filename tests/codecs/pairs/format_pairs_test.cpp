@@ -1,6 +1,6 @@
 // Every pair of the five bundled formats through travex: the common tags and the front cover
 // of the bundled sample reach every output, read back through the shared tag kit.
-#include "codec_test_util.h"
+#include "codecs/codec_test_util.h"
 #include "tvkit/tag_block.h"
 #include "tvkit/text.h"
 #include "tvtags/file_tags.h"
@@ -16,16 +16,11 @@ struct Format {
 const Format kFormats[] = {{"flac", "flac"}, {"mp3", "mp3"}, {"vorbis", "ogg"}, {"opus", "opus"}, {"wave", "wav"}};
 
 bool Convert(const std::string& in, const std::string& out) {
-    const std::string home = TempPath("home_pairs");
-    std::filesystem::create_directories(home);
     std::string name;
     for (const Format& f : kFormats) {
         if (out.size() > std::strlen(f.extension) && out.ends_with(std::string(".") + f.extension)) name = f.encoder;
     }
-    const std::string cmd = "export TONVALE_CONFIG_HOME='" + home + "' HOME='" + home + "' XDG_RUNTIME_DIR='" + home +
-                            "' && '" + TV_BIN_DIR + "/travex' -infile='" + in + "' -outfile='" + out +
-                            "' -convert_to=" + name + " -silent >/dev/null 2>&1 </dev/null";
-    return std::system(cmd.c_str()) == 0;
+    return RunTravex("-infile=" + Quote(in) + " -outfile=" + Quote(out) + " -convert_to=" + name).status == 0;
 }
 
 void ExpectSampleTags(const std::string& path) {

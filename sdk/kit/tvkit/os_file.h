@@ -1,0 +1,95 @@
+#pragma once
+// The kit's own small file layer: plug-ins may not use the host's platform layer, so the few
+// operating-system calls they need (files, a read-only mapping, renames, a folder listing,
+// raw writes to the host's log handles) live here, one backend per system. Failures return
+// false with the reason in LastError / LastErrorText, read right after the failing call.
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tonvale/plugin.h"
+
+namespace tvkit::os {
+
+// The system's error number of the last failure on this thread, and its text.
+int LastError();
+std::u16string LastErrorText();
+// Whether the last failure was a name that is taken already.
+bool LastErrorIsExists();
+
+// An unbuffered file handle with explicit offsets.
+class File {
+public:
+    File() = default;
+    ~File() { Close(); }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    bool OpenRead(const std::u16string& path);
+    bool OpenReadWrite(const std::u16string& path);
+    // Creates path or empties it.
+    bool Create(const std::u16string& path);
+    // Creates path only when nothing of that name exists.
+    bool CreateNew(const std::u16string& path);
+    bool IsOpen() const { return handle >= 0; }
+
+    bool ReadAt(void* data, size_t size, uint64_t at, size_t& got) const;
+    bool WriteAt(const void* data, size_t size, uint64_t at);
+    bool Size(uint64_t& out) const;
+    bool Truncate(uint64_t size);
+    // Reserves room for size bytes without changing the file's length; only advice.
+    void Reserve(uint64_t size);
+    // False when the data could not all be written out.
+    bool Close();
+
+private:
+    int64_t handle = -1;
+};
+
+// A whole file mapped copy-on-write: the pages can be read and written, the file never changes.
+class Mapping {
+public:
+    Mapping() = default;
+    ~Mapping() { Close(); }
+    Mapping(const Mapping&) = delete;
+    Mapping& operator=(const Mapping&) = delete;
+
+    // False for a folder or anything but a regular file. An empty file maps to Size 0.
+    bool Open(const std::u16string& path);
+    uint8_t* Data() { return size ? data : empty; }
+    uint64_t Size() const { return size; }
+    bool IsOpen() const { return open; }
+    // The pages wholly inside [0, end) will not be read again: they may go.
+    void Release(uint64_t end);
+    void Close();
+
+private:
+    uint8_t* data = nullptr;
+    uint8_t empty[1] = {0};
+    uint64_t size = 0, released = 0;
+    bool open = false;
+};
+
+// Writes all of size bytes to one of the host's log handles.
+bool WriteHandle(TvOsHandle handle, const void* data, size_t size);
+
+// Moves from onto to, replacing a file of that name in one step.
+bool Rename(const std::u16string& from, const std::u16string& to);
+bool Remove(const std::u16string& path);
+
+// The regular files of a folder, with their age in seconds since their last change.
+struct FolderEntry {
+    std::u16string name;
+    int64_t ageSeconds = 0;
+};
+bool ListFolder(const std::u16string& folder, std::vector<FolderEntry>& out);
+
+// A number from the system's random source; a weaker mix of clock and address when that fails.
+uint64_t RandomNumber();
+
+// The characters that separate the parts of a path: "/" on POSIX ("\\/" on Windows).
+std::u16string_view Separators();
+
+}  // namespace tvkit::os
