@@ -13,34 +13,19 @@
 #include <string>
 #include <vector>
 
+#include "support/run_tool.h"
+#include "support/temp_folder.h"
+
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string ReadBytes(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-void WriteBytes(const fs::path& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
-
-std::string Utf16(const std::string& ascii) {
-    std::string bytes;
-    for (char c : ascii) {
-        bytes += c;
-        bytes += '\0';
-    }
-    return bytes;
-}
-
-// UTF-16LE text back to ASCII, for searching and splitting.
-std::string Ascii(const std::string& utf16) {
-    std::string out;
-    for (size_t i = 0; i + 1 < utf16.size(); i += 2) out += utf16[i];
-    return out;
-}
+using tvtest::AsciiOfUtf16;
+using tvtest::ReadBytes;
+using tvtest::SameBytes;
+using tvtest::ShellQuote;
+using tvtest::Utf16;
+using tvtest::WriteBytes;
 
 std::vector<std::string> SplitLines(const std::string& text) {
     std::vector<std::string> lines;
@@ -51,15 +36,6 @@ std::vector<std::string> SplitLines(const std::string& text) {
         lines.push_back(line);
     }
     return lines;
-}
-
-// Equal bytes; a difference is told by size and first differing offset, not by a dump.
-::testing::AssertionResult SameBytes(const std::string& got, const std::string& want) {
-    if (got == want) return ::testing::AssertionSuccess();
-    size_t at = 0;
-    while (at < got.size() && at < want.size() && got[at] == want[at]) ++at;
-    return ::testing::AssertionFailure() << "sizes " << got.size() << " and " << want.size() << ", first difference at "
-                                         << at;
 }
 
 std::string Inverted(std::string bytes) {
@@ -86,8 +62,16 @@ std::string ToneWav(int seconds) {
             data += static_cast<char>((v >> 8) & 0xFF);
         }
     }
-    auto u32 = [](uint32_t v) { return std::string{char(v), char(v >> 8), char(v >> 16), char(v >> 24)}; };
-    auto u16 = [](uint16_t v) { return std::string{char(v), char(v >> 8)}; };
+    auto u32 = [](uint32_t v) {
+        std::string out;
+        tvtest::PutLE32(out, v);
+        return out;
+    };
+    auto u16 = [](uint16_t v) {
+        std::string out;
+        tvtest::PutLE16(out, v);
+        return out;
+    };
     return "RIFF" + u32(36 + static_cast<uint32_t>(data.size())) + "WAVEfmt " + u32(16) + u16(1) + u16(2) +
            u32(44100) + u32(176400) + u16(4) + u16(16) + "data" + u32(static_cast<uint32_t>(data.size())) + data;
 }
@@ -96,20 +80,13 @@ std::string ToneWav(int seconds) {
 std::string WavData(const std::string& file) {
     size_t at = 12;
     while (at + 8 <= file.size()) {
-        const uint32_t size = static_cast<uint8_t>(file[at + 4]) | static_cast<uint8_t>(file[at + 5]) << 8 |
-                              static_cast<uint8_t>(file[at + 6]) << 16 |
-                              static_cast<uint32_t>(static_cast<uint8_t>(file[at + 7])) << 24;
+        const uint32_t size = tvtest::GetLE32(file, at + 4);
         if (file.compare(at, 4, "data") == 0) return file.substr(at + 8, size);
         at += 8 + size + (size & 1);
     }
     return {};
 }
 
-std::string Quote(const std::string& arg) {
-    std::string out = "'";
-    for (char c : arg) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return out + "'";
-}
 
 struct Result {
     int status = -1;
@@ -123,8 +100,6 @@ const std::string Ruler = " 0%-----------25%-----------50%-----------75%--------
 class TravexRun : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::random_device rd;
-        dir = fs::temp_directory_path() / ("travex-run-" + std::to_string(rd()));
         fs::create_directories(dir / "bin");
         const fs::path built(TV_BIN_DIR);
         fs::copy_file(built / "travex", dir / "bin/travex");
@@ -137,25 +112,19 @@ protected:
         fs::copy_file(built / "decoder/wave.so", dir / "bin/decoder/wave.so");
         fs::copy_file(built / "encoder/wave.so", dir / "bin/encoder/wave.so");
     }
-    void TearDown() override {
-        std::error_code ec;
-        fs::remove_all(dir, ec);
-    }
-
     // Runs a shell command line in the folder with the run's environment; $T is travex, $C
     // tvctl. Standard output and error land in out.bin and err.bin.
     Result Shell(const std::string& command, const std::string& script = "",
                  const std::string& input = "</dev/null") {
-        std::string cmd = "cd " + Quote(dir.string()) + " && export TONVALE_CONFIG_HOME=\"$PWD\" HOME=\"$PWD\" " +
-                          "XDG_RUNTIME_DIR=\"$PWD\" XDG_DOCUMENTS_DIR=\"$PWD\" TVT_LOG=\"$PWD/log.txt\" TVT_SCRIPT=" +
-                          Quote(script) + " T=\"$PWD/bin/travex\" C=\"$PWD/bin/tvctl\" TONVALE_DEBUG= && ( " +
-                          command + " ) >out.bin 2>err.bin " + input + "; echo $? >rc.txt";
-        EXPECT_EQ(std::system(cmd.c_str()), 0);
+        const std::string env = "export TONVALE_CONFIG_HOME=\"$PWD\" HOME=\"$PWD\" XDG_RUNTIME_DIR=\"$PWD\" "
+                                "XDG_DOCUMENTS_DIR=\"$PWD\" TVT_LOG=\"$PWD/log.txt\" TVT_SCRIPT=" +
+                                ShellQuote(script) + " T=\"$PWD/bin/travex\" C=\"$PWD/bin/tvctl\" TONVALE_DEBUG= && ";
+        const tvtest::RunResult run = tvtest::RunIn(dir, env + command, input);
         Result r;
-        r.status = std::stoi(ReadBytes(dir / "rc.txt"));
-        r.rawOut = ReadBytes(dir / "out.bin");
-        r.out = Ascii(r.rawOut);
-        r.err = Ascii(ReadBytes(dir / "err.bin"));
+        r.status = run.status;
+        r.rawOut = run.out;
+        r.out = AsciiOfUtf16(run.out);
+        r.err = AsciiOfUtf16(run.err);
         return r;
     }
     Result Travex(const std::string& args, const std::string& script = "", const std::string& input = "</dev/null") {
@@ -169,7 +138,8 @@ protected:
     }
     std::string Path(const std::string& name) const { return (dir / name).string(); }
 
-    fs::path dir;
+    tvtest::TempFolder folder{"travex-run"};
+    const fs::path& dir = folder.path;
 };
 
 // 5 blocks of 100 ms of noise: 17640 bytes each.
@@ -516,7 +486,7 @@ TEST_F(TravexRun, OutputNamesAndChecks) {
     const std::string out = (dir / folder / (std::string(116, 'n') + ".pcm")).string();
     ASSERT_EQ(out.size(), 300u);
     WriteBytes(out, "old");
-    Result r = Travex("-infile=in.tvt -outfile=" + Quote(out) + " -convert_to=tvt -silent");
+    Result r = Travex("-infile=in.tvt -outfile=" + ShellQuote(out) + " -convert_to=tvt -silent");
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_TRUE(SameBytes(ReadBytes(out), Input));
     const std::string temp = out.substr(0, 251) + ".tmp.pcm";

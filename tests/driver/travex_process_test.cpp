@@ -3,59 +3,23 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <random>
-#include <sstream>
 #include <string>
 #include <vector>
+
+#include "support/run_tool.h"
+#include "support/temp_folder.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-struct Result {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
+using tvtest::ReadBytes;
+using tvtest::ShellQuote;
+using tvtest::Utf16;
+using tvtest::WriteBytes;
+using Result = tvtest::RunResult;
 
-std::string ReadBytes(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-void WriteBytes(const fs::path& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
-// UTF-16LE with CR LF for each line, the redirected console form.
-std::string Utf16(const std::u16string& text) {
-    std::string bytes;
-    for (char16_t c : text) {
-        bytes += static_cast<char>(c & 0xFF);
-        bytes += static_cast<char>(c >> 8);
-    }
-    return bytes;
-}
-std::string Lines(const std::vector<std::u16string>& lines) {
-    std::string bytes;
-    for (const auto& line : lines) bytes += Utf16(line + u"\r\n");
-    return bytes;
-}
-
-std::string ShellQuote(const std::string& arg) {
-    std::string out = "'";
-    for (char c : arg) {
-        if (c == '\'') {
-            out += "'\\''";
-        } else {
-            out += c;
-        }
-    }
-    return out + "'";
-}
+std::string Lines(const std::vector<std::u16string>& lines) { return tvtest::Utf16Lines(lines); }
 
 const std::u16string Product = u"Tonvale Travex Core                          2025";
 const std::u16string Usage =
@@ -66,43 +30,21 @@ const std::string Banner = Lines({u"", Product, u""});
 
 class TravexProcess : public ::testing::Test {
 protected:
-    void SetUp() override {
-        std::random_device rd;
-        dir = fs::temp_directory_path() / ("travex-test-" + std::to_string(rd()));
-        fs::create_directories(dir);
-    }
-    void TearDown() override {
-        std::error_code ec;
-        fs::remove_all(dir, ec);
-    }
-
     // The run's settings and documents live in the test's folder; debugging is off unless
-    // the caller turns it on. streams are the shell's redirections, or "script" for a run
-    // inside a pseudo-terminal.
+    // the caller turns it on. input is the redirection of standard input, or "script" for a
+    // run inside a pseudo-terminal.
     Result Run(const std::vector<std::string>& args, const std::string& debug = "",
-               const std::string& streams = " >out.bin 2>err.bin </dev/null") {
+               const std::string& input = "</dev/null") {
         std::string run = "for v in TONVALE_CONFIG_HOME HOME XDG_DOCUMENTS_DIR; do export $v=\"$PWD\"; done";
         run.append(" && TONVALE_DEBUG=").append(ShellQuote(debug)).append(" ");
-        run.append(ShellQuote(std::string(TV_BIN_DIR).append("/travex")));
+        run.append(ShellQuote(tvtest::ToolPath("travex")));
         for (const auto& a : args) run.append(" ").append(ShellQuote(a));
-        std::string cmd = "cd ";
-        cmd.append(ShellQuote(dir.string())).append(" && ");
-        if (streams == "script") {
-            cmd.append("script -qec ").append(ShellQuote(run));
-            cmd.append(" /dev/null >out.bin 2>err.bin </dev/null");
-        } else {
-            cmd.append("( ").append(run).append(" )").append(streams);
-        }
-        cmd.append("; echo $? >rc.txt");
-        EXPECT_EQ(std::system(cmd.c_str()), 0);
-        Result r;
-        r.status = std::stoi(ReadBytes(dir / "rc.txt"));
-        r.out = ReadBytes(dir / "out.bin");
-        r.err = ReadBytes(dir / "err.bin");
-        return r;
+        if (input == "script") return tvtest::RunIn(dir, "script -qec " + ShellQuote(run) + " /dev/null");
+        return tvtest::RunIn(dir, run, input);
     }
 
-    fs::path dir;
+    tvtest::TempFolder folder{"travex-test"};
+    const fs::path& dir = folder.path;
 };
 
 std::string ParseError(const std::u16string& message) {

@@ -1,14 +1,13 @@
 #pragma once
 // Helpers of the picture tests: the committed sample pictures and builders of hand-made bytes.
 #include <cstdint>
-#include <fstream>
 #include <initializer_list>
-#include <iterator>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "image/image_info.h"
+#include "support/bytes.h"
 
 using bytes = std::vector<uint8_t>;
 
@@ -24,25 +23,17 @@ inline std::string samplePath(const std::string& name) {
 }
 
 inline bytes readSample(const std::string& name) {
-    std::ifstream in(samplePath(name), std::ios::binary);
-    return bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    const std::string file = tvtest::ReadBytes(samplePath(name));
+    return bytes(file.begin(), file.end());
 }
 
 inline void append(bytes& out, const bytes& more) { out.insert(out.end(), more.begin(), more.end()); }
 inline void appendText(bytes& out, const char* text) {
     for (; *text != 0; ++text) out.push_back(uint8_t(*text));
 }
-inline void appendBE32(bytes& out, uint32_t v) {
-    for (int shift = 24; shift >= 0; shift -= 8) out.push_back(uint8_t(v >> shift));
-}
-inline void appendLE16(bytes& out, uint32_t v) {
-    out.push_back(uint8_t(v));
-    out.push_back(uint8_t(v >> 8));
-}
-inline void appendLE32(bytes& out, uint32_t v) {
-    appendLE16(out, v);
-    appendLE16(out, v >> 16);
-}
+inline void appendBE32(bytes& out, uint32_t v) { tvtest::PutBE32(out, v); }
+inline void appendLE16(bytes& out, uint32_t v) { tvtest::PutLE16(out, v); }
+inline void appendLE32(bytes& out, uint32_t v) { tvtest::PutLE32(out, v); }
 
 // An ISO box with a 32-bit size; sizeOverride replaces the computed size when set.
 inline bytes isoBox(const char* type, const bytes& payload, int64_t sizeOverride = -1) {

@@ -7,11 +7,13 @@
 
 #include "foundation/platform/environment.h"
 #include "foundation/platform/process.h"
+#include "support/run_tool.h"
+#include "support/temp_folder.h"
 
 namespace testproc {
 
 inline std::string Helper() { return std::string(TV_BIN_DIR) + "/../testhelpers/tv_test_helper"; }
-inline std::string Tool(const char* name) { return std::string(TV_BIN_DIR) + "/" + name; }
+inline std::string Tool(const char* name) { return tvtest::ToolPath(name); }
 
 inline XProcessId Start(std::vector<std::string> args) {
     std::vector<const char*> argv;
@@ -28,33 +30,22 @@ inline int Run(std::vector<std::string> args) {
 }
 
 // Standard output of a command line.
-inline std::string Output(const std::string& command) {
-    std::string out;
-    FILE* p = popen(command.c_str(), "r");
-    if (!p) return out;
-    char buffer[256];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, p)) > 0) out.append(buffer, n);
-    pclose(p);
-    return out;
-}
+inline std::string Output(const std::string& command) { return tvtest::Capture(command).out; }
 
 // Points the store and the named objects at fresh folders for one test.
 class Sandbox {
 public:
-    explicit Sandbox(const std::string& tag) {
-        root = std::filesystem::temp_directory_path() /
-               ("tv-" + tag + "-" + std::to_string(XGetCurrentProcessId()) + "-" +
-                std::to_string(reinterpret_cast<uintptr_t>(this)));
-        std::filesystem::remove_all(root);
+    explicit Sandbox(const std::string& tag) : folder("tv-" + tag) {
         std::filesystem::create_directories(root / "run");
         setenv("TONVALE_CONFIG_HOME", (root / "config").c_str(), 1);
         setenv("XDG_RUNTIME_DIR", (root / "run").c_str(), 1);
     }
-    ~Sandbox() { std::filesystem::remove_all(root); }
-    Sandbox(const Sandbox&) = delete;
-    Sandbox& operator=(const Sandbox&) = delete;
-    std::filesystem::path root;
+
+private:
+    tvtest::TempFolder folder;
+
+public:
+    const std::filesystem::path& root = folder.path;
 };
 
 }  // namespace testproc
