@@ -10,6 +10,9 @@ namespace {
 constexpr const char* RunFunction = "TvTravex::TvTravex";
 constexpr uint32_t MoveRetryMs = 2000;
 
+// Front ends mark an output that is no real file by ".iGnore" written just so; the debug log's
+// size checks match that exact text, so a real file that merely has ".ignore" in its name still
+// has its size logged. The extension test below (no output check) ignores case on purpose.
 bool IgnoredName(const XString& path) { return path.Find(u".iGnore", 1) > 0; }
 
 XString SizeText(const XString& path) { return XString::FormatUInt(XPath(path).Size()); }

@@ -90,7 +90,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
     bool encoderLoaded = false;
     bool dspsLoaded = false;
 
-    // 13-16: the decoder for the input's extension, then the encoder.
+    // The decoder for the input's extension (none for standard input), then the encoder.
     if (!stdinIsSource && !clTvCodecHandler::LoadDecoderForFile(inFile, decoder, &logSinks, nullptr, false)) {
         ReportError(XString(u"Error: Unable to load decoder for file type '") + clTvCodecHandler::ExtensionOf(inFile) +
                         u"', codec not installed? visit 'Format Depot'.",
@@ -120,7 +120,8 @@ void TvTravex::Run(clTvDecoder& decoder) {
         StripTravexCmds(encoderOptions);
     }
 
-    // 18-24: the raw path, the DSPs, the first stage, quality, precache and the source.
+    // An encoder that reads the source itself ends the preparation here. Otherwise the DSPs
+    // load, the plug-ins hear that the source is about to open, and the source opens.
     bool ready = encoderLoaded && !TryRawUncompressed(encoderOptions, decoder, encoder);
     if (ready && !LoadDSPEffects()) {
         g_exitStatus = 1;
@@ -156,7 +157,8 @@ void TvTravex::Run(clTvDecoder& decoder) {
         ControllerLine(XString(u"MSGTO: vMX: msLen: ") + XString::FormatUInt(static_cast<uint64_t>(record.LengthMs)));
         SetConversionPriority(encoder);
 
-        // 27-28: the temporary name beside an existing output.
+        // An existing output is kept until the new one is complete: the encoder writes beside it
+        // under a temporary name. An ".IGNORE" output is no file of ours: no folder, no tags.
         XPath out(outFile);
         const XString extension = out.Extension();
         if (!XString::Equal(extension.Text(), u".IGNORE", 0, true)) {
@@ -174,7 +176,8 @@ void TvTravex::Run(clTvDecoder& decoder) {
             writeIdTags = 0;
         }
 
-        // 29-31: the tags, the information block and the rest of the record.
+        // The output's tags, the information block that names the encoder, and the rest of the
+        // record the encoder begins with.
         AssembleTags(record, encoder, encoderOptions);
         XIDTags info;
         info.Parse(record.InfoTags, record.InfoTagsSize);
@@ -193,7 +196,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
         ControllerLine(XString(u"MSGTO: vMX: Action: Encoding '") + out.BaseName() + u"'");
         if (!BeginLiveDSPs()) MarkFailed();
 
-        // 35-38: the encoder begins, the pump, the end steps.
+        // Once the encoder has begun, its end calls and the output's handling always follow.
         if (encoder.BeginConversion(&conv) == 0) {
             MarkFailed();
         } else {
@@ -206,7 +209,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
             DebugLog(u"============= CONVERSION END =============");
             EndSteps(decoder, encoder);
 
-            // 39-40.
+            // The DSPs hear of every file the encoder wrote.
             ReportOutputFiles();
             CommunicateStage(TV_PHASE_AFTER_CONVERSION, decoder, encoder);
             AfterConversionDSPs();
@@ -216,7 +219,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
         infoTagBlock.clear();
     }
 
-    // 41-43: unload, the encoder's end, the rendered file's reader.
+    // Unload in reverse order of loading; the rendered file's reader closes with them.
     if (dspsLoaded) UnloadDSPs();
     encoderOptions.Clear();
     encoder.Unload();
@@ -224,7 +227,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
     conv.Format = nullptr;
     openRecord = nullptr;
 
-    // 44: a batch of one file ends here.
+    // A batch started by this run (-batchid=auto) holds this one file and ends with it.
     if (batch.batchId != 0) {
         std::vector<clTvBatchFile> files(1);
         files[0].inputPath = inFile;

@@ -8,8 +8,6 @@
 int main(int argc, char** argv) {
     XEnsureStandardHandles();
     XSetProcessArguments(argc, argv);
-    // The crash handler ("Tonvale Travex Core", dumps below application data + "vMX") is
-    // installed here, before the run.
 
     std::optional<TvTravex> run;
     run.emplace();
