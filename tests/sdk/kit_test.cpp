@@ -77,7 +77,9 @@ TEST(KitText, Utf8Utf16AndCaseFolding) {
     EXPECT_EQ(u"\U0001F600x", tvkit::Utf8ToUtf16("\xF0\x9F\x98\x80x"));
     EXPECT_EQ("\xF0\x9F\x98\x80x", tvkit::Utf16ToUtf8(u"\U0001F600x"));
     EXPECT_EQ(u"\uFFFDa\uFFFD", tvkit::Utf8ToUtf16("\xC3" "a\xFF"));
-    EXPECT_EQ(u"\uFFFD", tvkit::Utf8ToUtf16("\xE0\x80\x80"));  // overlong
+    // Each maximal invalid part is one replacement: an overlong form is three, a cut one one.
+    EXPECT_EQ(u"\uFFFD\uFFFD\uFFFD", tvkit::Utf8ToUtf16("\xE0\x80\x80"));
+    EXPECT_EQ(u"\uFFFDx", tvkit::Utf8ToUtf16("\xF0\x9F\x98x"));
     EXPECT_EQ("\xEF\xBF\xBD", tvkit::Utf16ToUtf8(std::u16string(1, char16_t(0xD800))));
     EXPECT_TRUE(tvkit::EqualsIgnoreCase(u".WAV", u".wav"));
     EXPECT_FALSE(tvkit::EqualsIgnoreCase(u"\u00c4", u"\u00e4"));
