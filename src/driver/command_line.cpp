@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "driver/travex.h"
-#include "foundation/platform/console.h"
 #include "foundation/platform/path_rules.h"
 
 namespace {
@@ -56,8 +55,7 @@ void TvTravex::StripTravexCmds(XString& outOptions) const {
     outOptions = TvEncoderOptions(*this, static_cast<int64_t>(dsps.size()));
 }
 
-void TvTravex::SplitCommandLine() {
-    XString line = XGetCommandLine();
+void TvTravex::SplitCommandLine(const XString& line) {
     DebugLog(u"Splitting Command Line:");
     DebugLog(line);
     // Skip the program's name: quoted up to its closing quote, otherwise up to a blank.

@@ -7,7 +7,6 @@
 #include "tags/tag_writer.h"
 
 namespace {
-constexpr const char* RunFunction = "TvTravex::TvTravex";
 constexpr uint32_t MoveRetryMs = 2000;
 
 // Front ends mark an output that is no real file by ".iGnore" written just so; the debug log's
@@ -27,7 +26,7 @@ void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
     const uint32_t elapsed = elapsedMs == 0 ? 1 : elapsedMs;
     realtimeFactor = static_cast<double>(openRecord->LengthMs) / static_cast<double>(elapsed);
 
-    if (!CloseDecoder(decoder)) MarkFailed();
+    if (!CloseDecoder()) MarkFailed();
     if (evtQuit.IsSet()) MarkFailed();
     if (evtAfterConvSetError.IsSet()) MarkFailed();
     if (!EndLiveDSPs()) MarkFailed();
@@ -66,7 +65,7 @@ void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
         temp.Delete();  // gone already after a move; nothing to tell then
     }
 
-    nonLiveReader.Close();
+    rendered.reset();
     if (!nonLiveTemp.IsEmpty()) nonLiveTemp.Delete();
 
     XPath out(outFile);

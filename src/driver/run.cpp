@@ -12,7 +12,6 @@
 #include "tags/tag_assembly.h"
 
 namespace {
-constexpr const char* RunFunction = "TvTravex::TvTravex";
 constexpr uint32_t PrecachePiece = 65536;
 // The output's whole name stays below 256 characters before ".tmp" and the extension.
 constexpr int TempNameLimit = 255;
@@ -192,7 +191,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
         conv.OutputFile = tmpOutFile.IsEmpty() ? outFile.Text() : tmpOutFile.Text();
         conv.Format = TvFormatOf(&record);
 
-        if (!HandleNonLiveDSPs(decoder)) MarkFailed();
+        if (!HandleNonLiveDSPs()) MarkFailed();
         ControllerLine(XString(u"MSGTO: vMX: Action: Encoding '") + out.BaseName() + u"'");
         if (!BeginLiveDSPs()) MarkFailed();
 
@@ -204,7 +203,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
             LogConversionSetup();
             DebugLog(u"============= CONVERSION BEGIN =============");
             const uint32_t start = XGetTickCount();
-            if (!IsFailed()) Pump(decoder, encoder);
+            if (!IsFailed()) Pump(encoder);
             elapsedMs = XGetTickCount() - start;
             DebugLog(u"============= CONVERSION END =============");
             EndSteps(decoder, encoder);
@@ -223,7 +222,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
     if (dspsLoaded) UnloadDSPs();
     encoderOptions.Clear();
     encoder.Unload();
-    nonLiveReader.Close();
+    rendered.reset();
     conv.Format = nullptr;
     openRecord = nullptr;
 

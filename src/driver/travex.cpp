@@ -12,7 +12,7 @@ constexpr const char16_t* ProductLine = u"Tonvale Travex Core                   
 constexpr const char16_t* Ruler = u" 0%-----------25%-----------50%-----------75%-----------100%";
 }  // namespace
 
-TvTravex::TvTravex() {
+TvTravex::TvTravex(const XString& commandLine) {
     XSetDefaultRegistryKey(HKEY_CURRENT_USER, XProductRegistryKey);
     ApplyFirstRunDefaults();
 
@@ -27,7 +27,7 @@ TvTravex::TvTravex() {
     CreateOutputPipes();
     StartOutputThread();
 
-    SplitCommandLine();
+    SplitCommandLine(commandLine);
     if (!ReadCommandFiles()) {
         XMessageBox(u"Error reading Tv Command File.", u"Travex Core", XBox::Ok);
         g_exitStatus = 1;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "batch/tv_batch.h"
+#include "driver/audio_source.h"
 #include "driver/console_writer.h"
 #include "foundation/files/xbuffer.h"
 #include "foundation/files/xfile.h"
@@ -43,15 +44,19 @@ struct DSPEntry {
 
 class TvTravex : public XOptionList {
 public:
+    // The names error lines give for the run and for parsing.
+    static constexpr const char* RunFunction = "TvTravex::TvTravex";
     static constexpr const char* ParseFunction = "TvTravex::ParseCommandLine";
 
-    TvTravex();
+    // Runs one conversion of commandLine, the whole process command line with the program's
+    // name first, as the debug log shows it.
+    explicit TvTravex(const XString& commandLine);
     ~TvTravex() override;
     TvTravex(const TvTravex&) = delete;
     TvTravex& operator=(const TvTravex&) = delete;
 
     // Start-up, in the order the constructor runs them.
-    void SplitCommandLine();
+    void SplitCommandLine(const XString& line);
     bool ReadCommandFiles();
     bool ReadTvCommandFile(const XString& path, bool isUtf8);
     bool ParseCommandLine();
@@ -89,18 +94,17 @@ public:
     // A controller line; only in command-file mode.
     void ControllerLine(const XString& text);
 
-    // The source (pump.cpp, stdin_source.cpp).
+    // The source (pump.cpp; the kinds of source in audio_source.h). The decoder serves only
+    // when standard input is not the source.
     bool OpenDecoder(clTvDecoder& decoder, OpenFileRecord& record);
-    bool CloseDecoder(clTvDecoder& decoder);
-    bool DecodeAudioBlock(clTvDecoder& decoder, AudioBlockRecord& block);
+    bool CloseDecoder();
+    // From the rendered file once non-live rendering has run, else from the source.
+    bool DecodeAudioBlock(AudioBlockRecord& block);
     bool PassLiveDSPs(AudioBlockRecord& block);
-    void Pump(clTvDecoder& decoder, clTvEncoder& encoder);
+    void Pump(clTvEncoder& encoder);
     bool TryRawUncompressed(const XString& options, clTvDecoder& decoder, clTvEncoder& encoder);
     void CommunicateStage(const char16_t* stage, clTvDecoder& decoder, clTvEncoder& encoder);
     void StoreSharedBytes(uint64_t bytes);
-    bool OpenStdinSource(OpenFileRecord& record);
-    bool DecodeStdinBlock(AudioBlockRecord& block);
-    void CloseStdinSource();
     // The output's tags (tag assembly) from the opened source's blocks.
     void AssembleTags(const OpenFileRecord& record, clTvEncoder& encoder, const XString& options);
 
@@ -112,8 +116,10 @@ public:
     void UnloadDSPs();
 
     // Non-live rendering (nonlive.cpp).
-    bool HandleNonLiveDSPs(clTvDecoder& decoder);
+    bool HandleNonLiveDSPs();
     void MakeTempName(XTempFile& file, const char* prefix);
+    // Runs one live DSP over the rendered file, into a second file that then replaces it.
+    bool RenderLiveDSP(DSPEntry& entry, OpenFileRecord& record);
 
     // After the pump (end_steps.cpp).
     void EndSteps(clTvDecoder& decoder, clTvEncoder& encoder);
@@ -128,11 +134,10 @@ public:
     std::vector<std::unique_ptr<DSPEntry>> dsps;
     DSPEntry* currentDsp = nullptr;  // a cursor only
     XString quitEventName;
-    XTempFile nonLiveTemp;          // the rendered PCM file
-    XFile nonLiveReader;            // open: the pump reads the rendered file
-    uint64_t nonLiveBytesLeft = 0;
-    XWaveFormat nonLiveFormat;
-    XBuffer nonLiveBuffer;          // 500 ms of nonLiveFormat
+    XTempFile nonLiveTemp;  // the rendered PCM file
+    std::unique_ptr<TvAudioSource> source;
+    std::unique_ptr<TvRenderedSource> rendered;  // set: the pump reads the rendered file
+    XWaveFormat renderedFormat;                  // the rendered file's, after the last DSP
     XString tmpFolder;
     // Error sink, information sink, debug file.
     PluginLogHandles logSinks{0, 0, 0};
@@ -152,10 +157,6 @@ public:
     XEvent drainDone;      // its answer
     XThread watchdogThread;  // WatchdogPulse
     uint8_t stdinIsSource = 0;
-    XWaveFormat stdinFormat;
-    XBuffer stdinTags;
-    XBuffer stdinBuffer;  // what the last read of standard input took
-    uint8_t stdinEnded = 0;
     // conv.Failed is the run's one failure flag. The record is packed: this placement is what
     // aligns Failed for the atomic accesses below.
     alignas(std::atomic_ref<uint32_t>::required_alignment) ConversionRecord conv{};
