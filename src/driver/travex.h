@@ -126,6 +126,8 @@ public:
     void ReportOutputFiles();
     void ClosingText();
 
+private:
+    // The parsed options.
     XString encoderName;
     XString inFile;
     XString outFile;
@@ -189,7 +191,6 @@ public:
     double realtimeFactor = 0.0;
     XStringList outputNames;  // final output files, from ReportOutputFiles
 
-private:
     // The DSP chain named by dsppreset and the dspeffect options, in load order.
     DSPSpecList CollectDSPSpecs();
     // The first line of a UTF-16 preset file; false when there is none to read.
