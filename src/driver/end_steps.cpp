@@ -1,6 +1,7 @@
 // After the pump: the end calls, the output file's fate (the temporary name over the old
 // output), its checks and tags, the list of files written, and the closing text.
 #include "driver/travex.h"
+#include "foundation/files/xfile.h"
 #include "foundation/format/number_format.h"
 #include "foundation/paths/xpath.h"
 #include "foundation/platform/last_error.h"
@@ -16,6 +17,10 @@ bool IgnoredName(const XString& path) { return path.Find(u".iGnore", 1) > 0; }
 
 XString SizeText(const XString& path) { return XString::FormatUInt(XPath(path).Size()); }
 }  // namespace
+
+XString TvOverwriteErrorText(const XString& outFile) {
+    return XString(u"Error overwriting file ") + XLastErrorTextIfAny() + u" '" + outFile + u"'";
+}
 
 void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
     CommunicateStage(TV_PHASE_END_ENCODING, decoder, enc);
@@ -52,10 +57,7 @@ void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
             if (XMoveWithRetry(temp, outFile, 0, MoveRetryMs, evtQuit.Handle())) {
                 conv.OutputFile = outFile.Text();
             } else {
-                ReportError(XString(u"Error overwriting file ") +
-                                XString::Formatted(u"(Win:%u)", static_cast<unsigned>(XGetLastError())) + u" '" +
-                                outFile + u"'",
-                            RunFunction);
+                ReportError(TvOverwriteErrorText(outFile), RunFunction);
                 MarkFailed();
                 tagFlag = 0;
             }

@@ -200,3 +200,7 @@ private:
 // The encoder's command line: " -name" or " -name=\"value\"" for each option that is none of
 // the core's, where the core owns dspeffect1 to dspeffect<dspCount>.
 XString TvEncoderOptions(const XOptionList& options, int64_t dspCount);
+
+// The error line of an output that could not take the place of the old one: the last error's
+// text only when there is one.
+XString TvOverwriteErrorText(const XString& outFile);
