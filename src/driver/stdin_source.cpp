@@ -125,8 +125,8 @@ bool StdinSource::Read(AudioBlockRecord& block, uint64_t encodedBytes) {
 
 bool StdinSource::Close(ConversionRecord&) {
     XDebugWrite(u"->->", logs, CloseFunction);
-    // Standard input is read through its descriptor; the process keeps it open.
     ended = true;
+    XCloseStdInput();
     XDebugWrite(u"<-<-", logs, CloseFunction);
     return true;
 }
