@@ -29,8 +29,7 @@ TEST(DspOptions, ChainRules) {
     ParseDSPOptions(noEquals, chain);
     EXPECT_EQ(Dump(chain), "B:2");
 
-    EXPECT_EQ(Dump(ParseDSPString(
-                  XString(u"-DSPEFFECT1=\"Eq=a=b {qt}x{qt}\" -dspeffect2=\"=p\" -dspeffect2=X=1"))),
+    EXPECT_EQ(Dump(ParseDSPString(XString(u"-DSPEFFECT1=\"Eq=a=b {qt}x{qt}\" -dspeffect2=\"=p\" -dspeffect2=X=1"))),
               "Eq:a=b \"x\"|:p");
 }
 
@@ -46,7 +45,6 @@ TEST(DspOptions, FormatRoundTripsAndReplayGainGoesLast) {
     EXPECT_EQ(Dump(ParseDSPString(text)), Dump(chain));
 
     MoveReplayGainLast(chain);
-    EXPECT_EQ(Dump(chain),
-              "Echo:say \"hi\"|replaygain:x|Gain:-3|ReplayGain:mode=1|ReplayGain:mode=2");
+    EXPECT_EQ(Dump(chain), "Echo:say \"hi\"|replaygain:x|Gain:-3|ReplayGain:mode=1|ReplayGain:mode=2");
     EXPECT_TRUE(FormatDSPOptions({}).IsEmpty());
 }
