@@ -16,9 +16,7 @@ std::string_view NarrowBytes(const XString& text) {
     return utf8 ? std::string_view(utf8) : std::string_view();
 }
 
-std::string_view DataBytes(const XTagData& data) {
-    return {reinterpret_cast<const char*>(data.Bytes()), data.Size()};
-}
+std::string_view DataBytes(const XTagData& data) { return {reinterpret_cast<const char*>(data.Bytes()), data.Size()}; }
 
 }  // namespace
 
@@ -42,8 +40,9 @@ void XIDTags::ParseNarrow(const void* block, int64_t size) { ParseBlock(block, s
 size_t XIDTags::SerialisedSize() const {
     uint64_t total = 4;
     for (const auto& item : items) {
-        const uint64_t length = tvkit::TagItemBytes(2 * uint64_t(item->Name.Length()), 2 * uint64_t(item->Value.Length()),
-                                                    item->Data.Size(), tvkit::TagText::Utf16);
+        const uint64_t length =
+            tvkit::TagItemBytes(2 * uint64_t(item->Name.Length()), 2 * uint64_t(item->Value.Length()),
+                                item->Data.Size(), tvkit::TagText::Utf16);
         if (length <= tvkit::MaxTagItemBytes) total += length;
     }
     return size_t(total);
@@ -53,12 +52,14 @@ void XIDTags::Serialise(std::vector<uint8_t>& buffer) const {
     tvkit::TagBlockWriter writer(tvkit::TagText::Utf16);
     // Sized first, so that picture-sized blocks are allocated once.
     writer.Reserve(SerialisedSize());
-    for (const auto& item : items) writer.AddEncoded(WideBytes(item->Name), WideBytes(item->Value), DataBytes(item->Data));
+    for (const auto& item : items)
+        writer.AddEncoded(WideBytes(item->Name), WideBytes(item->Value), DataBytes(item->Data));
     buffer = writer.Take();
 }
 
 void XIDTags::SerialiseNarrow(std::vector<uint8_t>& buffer) const {
     tvkit::TagBlockWriter writer(tvkit::TagText::Utf8);
-    for (const auto& item : items) writer.AddEncoded(NarrowBytes(item->Name), NarrowBytes(item->Value), DataBytes(item->Data));
+    for (const auto& item : items)
+        writer.AddEncoded(NarrowBytes(item->Name), NarrowBytes(item->Value), DataBytes(item->Data));
     buffer = writer.Take();
 }

@@ -39,7 +39,8 @@ std::string_view TakeText(const uint8_t*& at, int64_t& remaining, size_t unit) {
 std::u16string Utf16Of(std::string_view bytes) {
     std::u16string text(bytes.size() / 2, u'\0');
     for (size_t i = 0; i < text.size(); ++i) {
-        text[i] = static_cast<char16_t>(static_cast<uint8_t>(bytes[2 * i]) | static_cast<uint8_t>(bytes[2 * i + 1]) << 8);
+        text[i] =
+            static_cast<char16_t>(static_cast<uint8_t>(bytes[2 * i]) | static_cast<uint8_t>(bytes[2 * i + 1]) << 8);
     }
     return text;
 }
@@ -74,7 +75,8 @@ std::vector<TagItemView> ReadTagBlock(const void* block, size_t size, TagText te
         // An item with no room left for a value keeps its name; the block ends with it.
         if (remaining < 1) break;
         item.value = TakeText(at, remaining, unit);
-        if (remaining > 0) item.data = std::string_view(reinterpret_cast<const char*>(at), static_cast<size_t>(remaining));
+        if (remaining > 0)
+            item.data = std::string_view(reinterpret_cast<const char*>(at), static_cast<size_t>(remaining));
         position += static_cast<size_t>(length);
     }
     return items;

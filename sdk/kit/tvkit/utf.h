@@ -44,10 +44,16 @@ void WalkUtf8(const unsigned char* s, size_t length, Sink&& put) {
         size_t j = i + 1;
         bool ok = true;
         for (int k = 0; k < need; ++k, ++j) {
-            if (j >= length) { ok = false; break; }
+            if (j >= length) {
+                ok = false;
+                break;
+            }
             unsigned t = s[j];
             unsigned tlo = k == 0 ? lo : 0x80, thi = k == 0 ? hi : 0xBF;
-            if (t < tlo || t > thi) { ok = false; break; }
+            if (t < tlo || t > thi) {
+                ok = false;
+                break;
+            }
             cp = (cp << 6) | (t & 0x3F);
         }
         if (!ok) {

@@ -32,7 +32,8 @@ bool XReadLine(Source& source, XString& output, const XLineOptions& options) {
     };
     auto finish = [&]() {
         if (!options.unicode) {
-            output = XString(bytes.data(), bytes.size(), options.utf8 ? XString::Bytes::Utf8 : XString::Bytes::CodePage);
+            output =
+                XString(bytes.data(), bytes.size(), options.utf8 ? XString::Bytes::Utf8 : XString::Bytes::CodePage);
         }
     };
     uint16_t unit = 0;
