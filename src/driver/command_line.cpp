@@ -108,6 +108,7 @@ bool TvTravex::ParseCommandLine() {
 
     writeIdTags = Has(u"noidtag") ? 0 : 1;
     if (Has(u"silent") || commandFileMode) silent = 1;
+    progress.SetMode(commandFileMode != 0, silent != 0);
 
     // The quit event's name also goes to every plug-in.
     if (Get(u"evtquit", value) && !value.IsEmpty()) {
@@ -129,7 +130,7 @@ bool TvTravex::ParseCommandLine() {
     if (Get(u"evtwatchdog", value) && !value.IsEmpty()) evtWatchdog.Create(value.Text());
     if (Get(u"processor", value) && !value.IsEmpty()) BindToProcessor(value);
     if (Get(u"shrbytesencoded", value) && !value.IsEmpty()) {
-        sharedBytes.Open(value.Text(), sizeof(uint64_t));
+        progress.OpenCounter(value);
     }
 
     if (Get(u"tmpfolder", value) && !value.IsEmpty()) {

@@ -147,7 +147,7 @@ bool TvTravex::HandleNonLiveDSPs() {
                 break;
             }
             total += block.Size;
-            StoreSharedBytes(total);
+            progress.Count(total);
         } else if (!block.EndOfStream) {
             idle.AfterEmptyRead();
         }

@@ -8,24 +8,6 @@
 #include "plugins/communicate.h"
 #include "tags/tag_assembly.h"
 
-namespace {
-constexpr int ProgressStars = 60;
-
-bool TextChanged(const TvChar16* text, XString& last) {
-    if (text == nullptr || text[0] == 0) return false;
-    if (XString::Equal(text, last.Text(), 0, false)) return false;
-    last = text;
-    return true;
-}
-}  // namespace
-
-void TvTravex::StoreSharedBytes(uint64_t bytes) {
-    if (sharedBytes.view == nullptr) return;
-    uint8_t little[8];
-    for (int i = 0; i < 8; ++i) little[i] = static_cast<uint8_t>(bytes >> (8 * i));
-    sharedBytes.Write(little);
-}
-
 bool TvTravex::DecodeAudioBlock(AudioBlockRecord& block) {
     TvAudioSource& from = rendered ? static_cast<TvAudioSource&>(*rendered) : *source;
     return from.Read(block, bytesEncoded);
@@ -42,10 +24,6 @@ bool TvTravex::PassLiveDSPs(AudioBlockRecord& block) {
 
 void TvTravex::Pump(clTvEncoder& enc) {
     TvIdleWait idle;
-    int stars = 0;
-    int64_t lastPercent = 0;
-    XString lastInputText;
-    XString lastOutputText;
     for (;;) {
         if (evtQuit.IsSet()) break;
         evtWatchdog.Set();
@@ -55,9 +33,7 @@ void TvTravex::Pump(clTvEncoder& enc) {
             MarkFailed();
             break;
         }
-        if (commandFileMode && TextChanged(block.ActionText, lastInputText)) {
-            PrintLine(XString(u"MSGTO: vMX: ActionInput: ") + lastInputText, true);
-        }
+        progress.InputAction(block.ActionText);
         if ((block.Data == nullptr || block.Size == 0) && block.EndOfStream == 0) {
             idle.AfterEmptyRead();
             if (IsFailed()) break;
@@ -79,21 +55,7 @@ void TvTravex::Pump(clTvEncoder& enc) {
             break;
         }
 
-        const int64_t length = openRecord->LengthMs == 0 ? 1 : openRecord->LengthMs;
-        int64_t percent = block.PositionMs * 100 / length;
-        if (percent > 100) percent = 100;
-        if (commandFileMode) {
-            if (percent > lastPercent) {
-                lastPercent = percent;
-                PrintLine(XString(u"MSGTO: vMX: PCDone: ") + XString::FormatInt(percent) + u" %", true);
-            }
-        } else if (!silent) {
-            const int due = static_cast<int>(percent * ProgressStars / 100);
-            while (stars < due) {
-                PrintLine(u"*", false);
-                ++stars;
-            }
-        }
+        progress.Position(block.PositionMs, openRecord->LengthMs);
 
         block.ActionText = nullptr;
         if (!PassLiveDSPs(block)) {
@@ -105,11 +67,9 @@ void TvTravex::Pump(clTvEncoder& enc) {
             MarkFailed();
             break;
         }
-        if (commandFileMode && TextChanged(block.ActionText, lastOutputText)) {
-            PrintLine(XString(u"MSGTO: vMX: ActionOutput: ") + lastOutputText, true);
-        }
+        progress.OutputAction(block.ActionText);
         bytesEncoded += sourceSize;
-        StoreSharedBytes(bytesEncoded);
+        progress.Count(bytesEncoded);
         if (block.EndOfStream || IsFailed()) break;
     }
 }

@@ -11,6 +11,7 @@
 #include "batch/tv_batch.h"
 #include "driver/audio_source.h"
 #include "driver/console_writer.h"
+#include "driver/progress.h"
 #include "foundation/files/xbuffer.h"
 #include "foundation/files/xfile.h"
 #include "foundation/files/xpipe.h"
@@ -104,7 +105,6 @@ public:
     void Pump(clTvEncoder& encoder);
     bool TryRawUncompressed(const XString& options, clTvDecoder& decoder, clTvEncoder& encoder);
     void CommunicateStage(const char16_t* stage, clTvDecoder& decoder, clTvEncoder& encoder);
-    void StoreSharedBytes(uint64_t bytes);
     // The output's tags (tag assembly) from the opened source's blocks.
     void AssembleTags(const OpenFileRecord& record, clTvEncoder& encoder, const XString& options);
 
@@ -151,7 +151,7 @@ private:
     XEvent evtQuit;
     XEvent evtAfterConvSetError;
     XEvent evtWatchdog;
-    XSharedMemory sharedBytes;  // 8 bytes: the byte count for the controller
+    TvProgress progress{console};
     XPipe errorPipe;
     XPipe infoPipe;
     XThread outputThread;  // OutputPump
