@@ -109,6 +109,7 @@ bool TvTravex::ParseCommandLine() {
     writeIdTags = Has(u"noidtag") ? 0 : 1;
     if (Has(u"silent") || commandFileMode) silent = 1;
     progress.SetMode(commandFileMode != 0, silent != 0);
+    routes.SetMode(commandFileMode != 0, silent != 0);
 
     // The quit event's name also goes to every plug-in.
     if (Get(u"evtquit", value) && !value.IsEmpty()) {

@@ -50,8 +50,9 @@ TvTravex::TvTravex(const XString& commandLine) {
 }
 
 TvTravex::~TvTravex() {
-    // The output thread drains both pipes to their end before it stops.
-    outputThread.Stop(true);
+    // The output thread drains both pipes to their end before it stops; it may still fail the
+    // run, so it stops while the run's record is there.
+    routes.Stop();
 }
 
 void TvTravex::ReportError(const XString& message, const char* function) {

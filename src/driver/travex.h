@@ -11,6 +11,7 @@
 #include "batch/tv_batch.h"
 #include "driver/audio_source.h"
 #include "driver/console_writer.h"
+#include "driver/output_routes.h"
 #include "driver/progress.h"
 #include "foundation/files/xbuffer.h"
 #include "foundation/files/xfile.h"
@@ -143,7 +144,10 @@ private:
     XString tmpFolder;
     // Error sink, information sink, debug file.
     PluginLogHandles logSinks{0, 0, 0};
-    TvConsoleWriter console;  // stdOut and stdErr
+    // The console writer (stdOut and stdErr) and the pipes to it; their thread may fail the
+    // run, through MarkFailed.
+    TvOutputRoutes routes{[this] { MarkFailed(); }};
+    TvConsoleWriter& console = routes.Console();
     uint8_t silent = 0;
     uint8_t errorFileGiven = 0;
     uint8_t commandFileMode = 0;
@@ -152,11 +156,6 @@ private:
     XEvent evtAfterConvSetError;
     XEvent evtWatchdog;
     TvProgress progress{console};
-    XPipe errorPipe;
-    XPipe infoPipe;
-    XThread outputThread;  // OutputPump
-    XEvent drainNow;       // asks OutputPump for a pass at once
-    XEvent drainDone;      // its answer
     XThread watchdogThread;  // WatchdogPulse
     uint8_t stdinIsSource = 0;
     // conv.Failed is the run's one failure flag. The record is packed: this placement is what
