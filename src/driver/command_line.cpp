@@ -52,7 +52,7 @@ XString TvEncoderOptions(const XOptionList& options, int64_t dspCount) {
 }
 
 void TvTravex::StripTravexCmds(XString& outOptions) const {
-    outOptions = TvEncoderOptions(*this, static_cast<int64_t>(dsps.size()));
+    outOptions = TvEncoderOptions(*this, static_cast<int64_t>(dsps.Count()));
 }
 
 void TvTravex::SplitCommandLine(const XString& line) {
@@ -154,12 +154,7 @@ bool TvTravex::ParseCommandLine() {
     }
 
     MoveReplayGainLast(chain);
-    for (DSPSpec& dsp : chain) {
-        auto entry = std::make_unique<DSPEntry>();
-        entry->name = std::move(dsp.name);
-        entry->params = std::move(dsp.params);
-        dsps.push_back(std::move(entry));
-    }
+    for (DSPSpec& dsp : chain) dsps.Add(std::move(dsp.name), std::move(dsp.params));
     return true;
 }
 

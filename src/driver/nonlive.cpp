@@ -114,9 +114,7 @@ bool TvTravex::RenderLiveDSP(DSPEntry& entry, OpenFileRecord& record) {
 }
 
 bool TvTravex::HandleNonLiveDSPs() {
-    bool anyNonLive = false;
-    for (auto& entry : dsps) anyNonLive = anyNonLive || !entry->IsLive;
-    if (!anyNonLive) return true;
+    if (!dsps.AnyNonLive()) return true;
 
     MakeTempName(nonLiveTemp, "DSP");
     ControllerLine(u"MSGTO: vMX: Action: Rendering For DSPs...");
@@ -156,9 +154,9 @@ bool TvTravex::HandleNonLiveDSPs() {
     writer.Close();
 
     if (result && !evtQuit.IsSet()) {
-        for (auto& entry : dsps) {
+        for (const auto& entry : dsps.Entries()) {
             if (evtQuit.IsSet()) break;
-            currentDsp = entry.get();
+            dsps.SetCurrent(entry.get());
             ControllerLine(XString(u"MSGTO: vMX: Action: Running DSP Effect ") + entry->name);
             if (entry->IsLive && !(entry->name == Throttle)) {
                 if (!RenderLiveDSP(*entry, *openRecord)) result = false;

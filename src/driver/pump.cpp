@@ -13,15 +13,6 @@ bool TvTravex::DecodeAudioBlock(AudioBlockRecord& block) {
     return from.Read(block, bytesEncoded);
 }
 
-bool TvTravex::PassLiveDSPs(AudioBlockRecord& block) {
-    bool ok = true;
-    for (auto& entry : dsps) {
-        if (!entry->IsLive || !entry->Active) continue;
-        if (entry->dsp.PassAudioBlock(&block) == 0) ok = false;
-    }
-    return ok;
-}
-
 void TvTravex::Pump(clTvEncoder& enc) {
     TvIdleWait idle;
     for (;;) {

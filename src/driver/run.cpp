@@ -74,9 +74,9 @@ void TvTravex::SetDecodeQuality(clTvDecoder& decoder, clTvEncoder& enc) {
 void TvTravex::LogConversionSetup() {
     DebugLog(XString(u"Encoding To: ") + encoderName);
     DebugLog(XString(u"Encoder Cmd Line: ") + encoderOptions);
-    if (!dsps.empty()) {
+    if (!dsps.IsEmpty()) {
         DebugLog(u"DSP Effects:");
-        for (auto& entry : dsps) {
+        for (const auto& entry : dsps.Entries()) {
             DebugLog(XString(u"    ") + entry->name + (entry->IsLive ? u"" : u" (non-live)") + u": " + entry->params);
         }
     }
@@ -129,14 +129,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
     }
     if (ready) {
         dspsLoaded = true;
-        if (!quitEventName.IsEmpty()) {
-            for (auto& entry : dsps) {
-                if (!entry->Active) continue;
-                PluginArgs args{};
-                args.Text = quitEventName.Text();
-                entry->dsp.Set(TV_PROP_EVENT_QUIT, &args);
-            }
-        }
+        dsps.SetQuitEvent(quitEventName);
         CommunicateStage(TV_PHASE_BEFORE_OPEN, decoder, encoder);
         SetDecodeQuality(decoder, encoder);
         if (!stdinIsSource && RegGetInt(u"vMXNoPreCache") == 0) Precache(inFile);

@@ -85,11 +85,11 @@ void TvTravex::PrintSummary() {
     PrintLine(XString(u"Audio Source: ") + (stdinIsSource ? XString(u"Standard Input") : inFile),
               true);
     PrintLine(XString(u"Audio Destination: ") + outFile, true);
-    if (!dsps.empty()) {
+    if (!dsps.IsEmpty()) {
         XString names;
-        for (size_t i = 0; i < dsps.size(); ++i) {
+        for (size_t i = 0; i < dsps.Count(); ++i) {
             if (i > 0) names.AppendFast(u", ");
-            names.AppendFast(dsps[i]->name);
+            names.AppendFast(dsps.Entries()[i]->name);
         }
         PrintLine(XString(u"DSP Effects: ") + names, true);
     }

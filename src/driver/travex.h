@@ -11,6 +11,7 @@
 #include "batch/tv_batch.h"
 #include "driver/audio_source.h"
 #include "driver/console_writer.h"
+#include "driver/dsp_chain.h"
 #include "driver/output_routes.h"
 #include "driver/progress.h"
 #include "foundation/files/xbuffer.h"
@@ -35,14 +36,6 @@
 // non-zero at the moment the constructor has returned.
 extern int32_t g_exitStatus;
 
-// One DSP of the chain, owned by TvTravex::dsps.
-struct DSPEntry {
-    XString name;
-    XString params;
-    clTvDSP dsp;         // the instance kept for the run
-    uint8_t IsLive = 0;  // false until the plug-in is asked
-    uint8_t Active = 1;  // cleared once non-live rendering has already applied this DSP
-};
 
 class TvTravex : public XOptionList {
 public:
@@ -109,7 +102,7 @@ public:
     // The output's tags (tag assembly) from the opened source's blocks.
     void AssembleTags(const OpenFileRecord& record, clTvEncoder& encoder, const XString& options);
 
-    // The DSP chain (dsp_chain.cpp).
+    // The DSP chain (dsp_chain.h), for the run.
     bool LoadDSPEffects();
     bool BeginLiveDSPs();
     bool EndLiveDSPs();
@@ -134,8 +127,7 @@ private:
     XString outFile;
     XString tagLoadFile;
     uint8_t writeIdTags = 0;
-    std::vector<std::unique_ptr<DSPEntry>> dsps;
-    DSPEntry* currentDsp = nullptr;  // a cursor only
+    TvDspChain dsps;
     XString quitEventName;
     XTempFile nonLiveTemp;  // the rendered PCM file
     std::unique_ptr<TvAudioSource> source;
