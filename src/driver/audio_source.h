@@ -24,6 +24,9 @@ public:
     virtual bool Close(ConversionRecord& conv) = 0;
 };
 
+// Fills block with size bytes of PCM at data in format; its position is the bytes encoded so far.
+void TvFillBlock(AudioBlockRecord& block, const XWaveFormat& format, void* data, uint32_t size, uint64_t encodedBytes);
+
 // Successive empty reads wait none, a yield, 25, 25, then 50 ms each: a source that is
 // slow to deliver is polled without burning a processor.
 class TvIdleWait {

@@ -34,12 +34,7 @@ bool TvRenderedSource::Read(AudioBlockRecord& block, uint64_t encodedBytes) {
         return false;
     }
     bytesLeft -= got < bytesLeft ? got : bytesLeft;
-    StoreWaveFormat(block.Format, format);
-    block.BitsPerSecond = format.Average() * 8;
-    block.BlockLengthMs = static_cast<int64_t>(format.BytesToMilliseconds(got));
-    block.Size = got;
-    block.Data = buffer.Data();
-    block.PositionMs = static_cast<int64_t>(format.BytesToMilliseconds(encodedBytes));
+    TvFillBlock(block, format, buffer.Data(), got, encodedBytes);
     block.EndOfStream = bytesLeft == 0 ? 1 : 0;
     return true;
 }

@@ -111,14 +111,7 @@ bool StdinSource::Read(AudioBlockRecord& block, uint64_t encodedBytes) {
     // A read that fails is the end of the stream.
     if (!atEnd) XSysReadReady(XStdInputHandle, buffer.Data(), want, &got, &atEnd);
     if (atEnd) ended = true;
-    if (got > 0) {
-        StoreWaveFormat(block.Format, format);
-        block.BitsPerSecond = format.Average() * 8;
-        block.BlockLengthMs = static_cast<int64_t>(format.BytesToMilliseconds(got));
-        block.Size = got;
-        block.Data = buffer.Data();
-        block.PositionMs = static_cast<int64_t>(format.BytesToMilliseconds(encodedBytes));
-    }
+    if (got > 0) TvFillBlock(block, format, buffer.Data(), got, encodedBytes);
     block.EndOfStream = ended ? 1 : 0;
     return true;
 }
