@@ -75,45 +75,45 @@ bool TvTravex::ParseCommandLine() {
 
     // From here on errors land in the errorfile, when one is named.
     if (Get(u"errorfile", value) && !value.IsEmpty()) {
-        errorFileGiven = console.OpenErrorFile(value) ? 1 : 0;
+        plan.errorFileGiven = console.OpenErrorFile(value) ? 1 : 0;
     }
 
-    Get(u"convert_to", encoderName);
-    Get(u"infile", inFile);
-    stdinIsSource = inFile == u"-" ? 1 : 0;
-    Get(u"outfile", outFile);
-    tagLoadFile = outFile;
-    if (Get(u"fntousefortagloaddec", value) && !value.IsEmpty()) tagLoadFile = value;
+    Get(u"convert_to", plan.encoderName);
+    Get(u"infile", plan.inFile);
+    plan.stdinIsSource = plan.inFile == u"-" ? 1 : 0;
+    Get(u"outfile", plan.outFile);
+    plan.tagLoadFile = plan.outFile;
+    if (Get(u"fntousefortagloaddec", value) && !value.IsEmpty()) plan.tagLoadFile = value;
 
-    if ((encoderName.IsEmpty() && inFile.IsEmpty() && outFile.IsEmpty()) || Has(u"help")) {
-        if (commandFileMode) {
+    if ((plan.encoderName.IsEmpty() && plan.inFile.IsEmpty() && plan.outFile.IsEmpty()) || Has(u"help")) {
+        if (plan.commandFileMode) {
             ReportError(u"Error missing infile & outfile & convert_to.", ParseFunction);
         } else {
             ShowUsage();
         }
         return false;
     }
-    if (encoderName.IsEmpty()) {
+    if (plan.encoderName.IsEmpty()) {
         ReportError(u"Error no encoder specified.", ParseFunction);
         return false;
     }
-    if (inFile.IsEmpty()) {
+    if (plan.inFile.IsEmpty()) {
         ReportError(u"Error no input file specified", ParseFunction);
         return false;
     }
-    if (outFile.IsEmpty()) {
+    if (plan.outFile.IsEmpty()) {
         ReportError(u"Error no ouput file specified", ParseFunction);
         return false;
     }
 
-    writeIdTags = Has(u"noidtag") ? 0 : 1;
-    if (Has(u"silent") || commandFileMode) silent = 1;
-    progress.SetMode(commandFileMode != 0, silent != 0);
-    routes.SetMode(commandFileMode != 0, silent != 0);
+    plan.writeIdTags = Has(u"noidtag") ? 0 : 1;
+    if (Has(u"silent") || plan.commandFileMode) plan.silent = 1;
+    progress.SetMode(plan.commandFileMode != 0, plan.silent != 0);
+    routes.SetMode(plan.commandFileMode != 0, plan.silent != 0);
 
     // The quit event's name also goes to every plug-in.
     if (Get(u"evtquit", value) && !value.IsEmpty()) {
-        quitEventName = value;
+        plan.quitEventName = value;
         evtQuit.Create(value.Text());
     }
     if (Get(u"evtafterconvseterror", value) && !value.IsEmpty()) {
@@ -122,9 +122,9 @@ bool TvTravex::ParseCommandLine() {
 
     if (Get(u"batchid", value) && !value.IsEmpty()) {
         if (XString::Equal(value.Text(), u"auto", 0, true)) {
-            batchLeader = 1;
+            plan.batchLeader = 1;
         } else {
-            batchId = static_cast<uint32_t>(value.ToInt());
+            plan.batchId = static_cast<uint32_t>(value.ToInt());
         }
     }
 
@@ -135,21 +135,21 @@ bool TvTravex::ParseCommandLine() {
     }
 
     if (Get(u"tmpfolder", value) && !value.IsEmpty()) {
-        tmpFolder = value;
-        tmpFolder.EnsureTrailing(XPathSep);
+        plan.tmpFolder = value;
+        plan.tmpFolder.EnsureTrailing(XPathSep);
     }
 
     DSPSpecList chain = CollectDSPSpecs();
 
-    if (batchLeader) {
+    if (plan.batchLeader) {
         // dsps is still empty here, so this copy of the options keeps its dspeffect entries:
         // that is the form in which the batch stores them.
         dspCommandLine = FormatDSPOptions(chain);
         XString options;
         StripTravexCmds(options);
         // The batch may add a DSP that the encoder demands, so the chain is read back.
-        batch.Begin(dspCommandLine, encoderName, options);
-        batchId = batch.batchId;
+        batch.Begin(dspCommandLine, plan.encoderName, options);
+        plan.batchId = batch.batchId;
         chain = ParseDSPString(dspCommandLine);
     }
 

@@ -1,7 +1,7 @@
 // The run's calls on its DSP chain: each step's failure marks the run as the run's order needs.
 #include "driver/travex.h"
 
-bool TvTravex::LoadDSPEffects() { return dsps.Load(logSinks, batchId, replayGainWanted); }
+bool TvTravex::LoadDSPEffects() { return dsps.Load(logSinks, plan.batchId, replayGainWanted); }
 
 bool TvTravex::BeginLiveDSPs() { return dsps.BeginLive(conv); }
 

@@ -28,7 +28,7 @@ uint64_t MsOfBytes(const XWaveFormatEx& f, uint64_t bytes) {
 }  // namespace
 
 void TvTravex::MakeTempName(XTempFile& file, const char* prefix) {
-    if (tmpFolder.IsEmpty()) {
+    if (plan.tmpFolder.IsEmpty()) {
         file.Create(prefix);
         return;
     }
@@ -41,7 +41,7 @@ void TvTravex::MakeTempName(XTempFile& file, const char* prefix) {
     std::memcpy(&first, guid, 4);
     std::memcpy(&second, guid + 4, 2);
     std::memcpy(&third, guid + 6, 2);
-    file.Adopt(tmpFolder + XString(prefix, false) + XString::FormatInt(first) + XString::FormatUInt(second) +
+    file.Adopt(plan.tmpFolder + XString(prefix, false) + XString::FormatInt(first) + XString::FormatUInt(second) +
                XString::FormatUInt(third) + u".tmp");
 }
 
@@ -161,7 +161,7 @@ bool TvTravex::HandleNonLiveDSPs() {
             if (entry->IsLive && !(entry->name == Throttle)) {
                 if (!RenderLiveDSP(*entry, *openRecord)) result = false;
             } else if (entry->dsp.PassNonLive(nonLiveTemp.Text(), TvFormatOf(openRecord), entry->params.Text(),
-                                              quitEventName.Text()) == 0) {
+                                              plan.quitEventName.Text()) == 0) {
                 result = false;
             }
             renderedFormat.SetFromBytes(&openRecord->Format, sizeof openRecord->Format);

@@ -66,11 +66,11 @@ void TvTravex::Pump(clTvEncoder& enc) {
 }
 
 void TvTravex::CommunicateStage(const char16_t* stage, clTvDecoder& decoder, clTvEncoder& enc) {
-    RunCommunicatePhase(stage, stdinIsSource ? nullptr : &decoder, &enc, IsFailed(), stdinIsSource != 0);
+    RunCommunicatePhase(stage, plan.stdinIsSource ? nullptr : &decoder, &enc, IsFailed(), plan.stdinIsSource != 0);
 }
 
 bool TvTravex::OpenDecoder(clTvDecoder& decoder, OpenFileRecord& record) {
-    source = stdinIsSource ? TvMakeStdinSource(*this, logSinks) : TvMakeDecoderSource(decoder, *this, quitEventName);
+    source = plan.stdinIsSource ? TvMakeStdinSource(*this, logSinks) : TvMakeDecoderSource(decoder, *this, plan.quitEventName);
     return source->Open(record);
 }
 
@@ -78,14 +78,14 @@ bool TvTravex::CloseDecoder() { return !source || source->Close(conv); }
 
 bool TvTravex::TryRawUncompressed(const XString& options, clTvDecoder& decoder, clTvEncoder& enc) {
     PluginArgs ask{};
-    ask.Text = inFile.Text();
+    ask.Text = plan.inFile.Text();
     ask.Text2 = options.Text();
-    ask.Text3 = outFile.Text();
+    ask.Text3 = plan.outFile.Text();
     if (enc.Get(TV_PROP_SEND_RAW_UNCOMPRESSED, &ask) == 0) return false;
 
     OpenFileRecord record;
     std::memset(&record, 0, sizeof record);
-    record.Path = inFile.Text();
+    record.Path = plan.inFile.Text();
     record.RecordKind = TV_RECORD_KIND_RAW;
     openRecord = &record;
     if (!OpenDecoder(decoder, record)) {
@@ -100,8 +100,8 @@ bool TvTravex::TryRawUncompressed(const XString& options, clTvDecoder& decoder, 
     conv.OutputTags = outputTagBlock.data();
     conv.OutputTagsSize = static_cast<uint32_t>(outputTagBlock.size());
     conv.CommandLine = options.Text();
-    conv.SourceFile = inFile.Text();
-    conv.OutputFile = outFile.Text();
+    conv.SourceFile = plan.inFile.Text();
+    conv.OutputFile = plan.outFile.Text();
     conv.Format = TvFormatOf(&record);
     if (enc.BeginConversion(&conv) == 0) MarkFailed();
     // The record lives on this frame only.

@@ -55,14 +55,14 @@ void TvTravex::AssembleTags(const OpenFileRecord& record, clTvEncoder& enc, cons
     input.infoTags = record.InfoTags;
     input.infoTagsSize = record.InfoTagsSize;
     input.keepReplayGain = replayGainWanted != 0;
-    input.encoderName = encoderName;
+    input.encoderName = plan.encoderName;
     input.encoderCommandLine = options;
-    input.sourcePath = inFile;
+    input.sourcePath = plan.inFile;
     AssembleOutputTags(input, ReadTagAssemblyFlags(), outputTags, outputTagBlock);
 }
 
 void TvTravex::SetDecodeQuality(clTvDecoder& decoder, clTvEncoder& enc) {
-    if (stdinIsSource) return;
+    if (plan.stdinIsSource) return;
     PluginArgs need{};
     need.Text = encoderOptions.Text();
     if (enc.Get(TV_PROP_NEED_HQ_AUDIO, &need) == 0) return;
@@ -72,7 +72,7 @@ void TvTravex::SetDecodeQuality(clTvDecoder& decoder, clTvEncoder& enc) {
 }
 
 void TvTravex::LogConversionSetup() {
-    DebugLog(XString(u"Encoding To: ") + encoderName);
+    DebugLog(XString(u"Encoding To: ") + plan.encoderName);
     DebugLog(XString(u"Encoder Cmd Line: ") + encoderOptions);
     if (!dsps.IsEmpty()) {
         DebugLog(u"DSP Effects:");
@@ -90,19 +90,19 @@ void TvTravex::Run(clTvDecoder& decoder) {
     bool dspsLoaded = false;
 
     // The decoder for the input's extension (none for standard input), then the encoder.
-    if (!stdinIsSource && !clTvCodecHandler::LoadDecoderForFile(inFile, decoder, &logSinks, nullptr, false)) {
-        ReportError(XString(u"Error: Unable to load decoder for file type '") + clTvCodecHandler::ExtensionOf(inFile) +
+    if (!plan.stdinIsSource && !clTvCodecHandler::LoadDecoderForFile(plan.inFile, decoder, &logSinks, nullptr, false)) {
+        ReportError(XString(u"Error: Unable to load decoder for file type '") + clTvCodecHandler::ExtensionOf(plan.inFile) +
                         u"', codec not installed? visit 'Format Depot'.",
                     RunFunction);
         g_exitStatus = 1;
     } else {
-        if (batchId != 0 && !stdinIsSource) {
+        if (plan.batchId != 0 && !plan.stdinIsSource) {
             PluginArgs args{};
-            args.Value = batchId;
+            args.Value = plan.batchId;
             decoder.Set(TV_PROP_BATCH_ID, &args);
         }
-        if (!clTvCodecHandler::LoadEncoder(encoderName, encoder, &logSinks, nullptr)) {
-            ReportError(XString(u"Error: Unable to load encoder '") + encoderName + u"'.", RunFunction);
+        if (!clTvCodecHandler::LoadEncoder(plan.encoderName, encoder, &logSinks, nullptr)) {
+            ReportError(XString(u"Error: Unable to load encoder '") + plan.encoderName + u"'.", RunFunction);
             g_exitStatus = 1;
         } else {
             encoderLoaded = true;
@@ -110,10 +110,10 @@ void TvTravex::Run(clTvDecoder& decoder) {
     }
 
     if (encoderLoaded) {
-        if (!quitEventName.IsEmpty()) SetText(encoder, TV_PROP_EVENT_QUIT, quitEventName);
-        if (batchId != 0) {
+        if (!plan.quitEventName.IsEmpty()) SetText(encoder, TV_PROP_EVENT_QUIT, plan.quitEventName);
+        if (plan.batchId != 0) {
             PluginArgs args{};
-            args.Value = batchId;
+            args.Value = plan.batchId;
             encoder.Set(TV_PROP_BATCH_ID, &args);
         }
         StripTravexCmds(encoderOptions);
@@ -129,12 +129,12 @@ void TvTravex::Run(clTvDecoder& decoder) {
     }
     if (ready) {
         dspsLoaded = true;
-        dsps.SetQuitEvent(quitEventName);
+        dsps.SetQuitEvent(plan.quitEventName);
         CommunicateStage(TV_PHASE_BEFORE_OPEN, decoder, encoder);
         SetDecodeQuality(decoder, encoder);
-        if (!stdinIsSource && RegGetInt(u"vMXNoPreCache") == 0) Precache(inFile);
+        if (!plan.stdinIsSource && RegGetInt(u"vMXNoPreCache") == 0) Precache(plan.inFile);
 
-        record.Path = inFile.Text();
+        record.Path = plan.inFile.Text();
         record.RecordKind = TV_RECORD_KIND_PUMP;
         openRecord = &record;
         if (!OpenDecoder(decoder, record)) {
@@ -151,21 +151,21 @@ void TvTravex::Run(clTvDecoder& decoder) {
 
         // An existing output is kept until the new one is complete: the encoder writes beside it
         // under a temporary name. An ".IGNORE" output is no file of ours: no folder, no tags.
-        XPath out(outFile);
+        XPath out(plan.outFile);
         const XString extension = out.Extension();
         if (!XString::Equal(extension.Text(), u".IGNORE", 0, true)) {
             // A folder that can't be made shows up as the encoder's own failure to write.
             XPath folder = out.Folder();
             folder.StripBackslashes();
-            if (folder != outFile) folder.CreateFolders();
+            if (folder != plan.outFile) folder.CreateFolders();
             if (out.Exists()) {
-                XString name = outFile;
+                XString name = plan.outFile;
                 const int limit = TempNameLimit - extension.Length();
                 if (name.Length() > limit) name = name.Left(limit);
                 tmpOutFile = name + u".tmp" + extension;
             }
         } else {
-            writeIdTags = 0;
+            plan.writeIdTags = 0;
         }
 
         // The output's tags, the information block that names the encoder, and the rest of the
@@ -173,15 +173,15 @@ void TvTravex::Run(clTvDecoder& decoder) {
         AssembleTags(record, encoder, encoderOptions);
         XIDTags info;
         info.Parse(record.InfoTags, record.InfoTagsSize);
-        info.Add(u"_encoder", encoderName);
+        info.Add(u"_encoder", plan.encoderName);
         info.Serialise(infoTagBlock);
         conv.InfoTags = infoTagBlock.data();
         conv.InfoTagsSize = static_cast<uint32_t>(infoTagBlock.size());
         conv.OutputTags = outputTagBlock.data();
         conv.OutputTagsSize = static_cast<uint32_t>(outputTagBlock.size());
         conv.CommandLine = encoderOptions.Text();
-        conv.SourceFile = inFile.Text();
-        conv.OutputFile = tmpOutFile.IsEmpty() ? outFile.Text() : tmpOutFile.Text();
+        conv.SourceFile = plan.inFile.Text();
+        conv.OutputFile = tmpOutFile.IsEmpty() ? plan.outFile.Text() : tmpOutFile.Text();
         conv.Format = TvFormatOf(&record);
 
         if (!HandleNonLiveDSPs()) MarkFailed();
@@ -222,8 +222,8 @@ void TvTravex::Run(clTvDecoder& decoder) {
     // A batch started by this run (-batchid=auto) holds this one file and ends with it.
     if (batch.batchId != 0) {
         std::vector<clTvBatchFile> files(1);
-        files[0].inputPath = inFile;
-        files[0].outputPath = outFile;
+        files[0].inputPath = plan.inFile;
+        files[0].outputPath = plan.outFile;
         files[0].hadErrors = IsFailed();
         batch.EndConversion(files);
     }

@@ -37,12 +37,12 @@ TvTravex::TvTravex(const XString& commandLine) {
         g_exitStatus = 1;
         return;
     }
-    if (!silent) ShowBanner();
+    if (!plan.silent) ShowBanner();
 
     StartWatchdog();
     clTvDecoder decoder;
 
-    if (!silent) PrintSummary();
+    if (!plan.silent) PrintSummary();
 
     Run(decoder);
     decoder.Unload();
@@ -81,10 +81,10 @@ void TvTravex::ShowUsage() {
 }
 
 void TvTravex::PrintSummary() {
-    PrintLine(XString(u"Encoding: ") + encoderName, true);
-    PrintLine(XString(u"Audio Source: ") + (stdinIsSource ? XString(u"Standard Input") : inFile),
+    PrintLine(XString(u"Encoding: ") + plan.encoderName, true);
+    PrintLine(XString(u"Audio Source: ") + (plan.stdinIsSource ? XString(u"Standard Input") : plan.inFile),
               true);
-    PrintLine(XString(u"Audio Destination: ") + outFile, true);
+    PrintLine(XString(u"Audio Destination: ") + plan.outFile, true);
     if (!dsps.IsEmpty()) {
         XString names;
         for (size_t i = 0; i < dsps.Count(); ++i) {

@@ -14,6 +14,7 @@
 #include "driver/dsp_chain.h"
 #include "driver/output_routes.h"
 #include "driver/progress.h"
+#include "driver/run_plan.h"
 #include "foundation/files/xbuffer.h"
 #include "foundation/files/xfile.h"
 #include "foundation/files/xpipe.h"
@@ -121,35 +122,24 @@ public:
     void ClosingText();
 
 private:
-    // The parsed options.
-    XString encoderName;
-    XString inFile;
-    XString outFile;
-    XString tagLoadFile;
-    uint8_t writeIdTags = 0;
+    TvRunPlan plan;
     TvDspChain dsps;
-    XString quitEventName;
     XTempFile nonLiveTemp;  // the rendered PCM file
     std::unique_ptr<TvAudioSource> source;
     std::unique_ptr<TvRenderedSource> rendered;  // set: the pump reads the rendered file
     XWaveFormat renderedFormat;                  // the rendered file's, after the last DSP
-    XString tmpFolder;
     // Error sink, information sink, debug file.
     PluginLogHandles logSinks{0, 0, 0};
     // The console writer (stdOut and stdErr) and the pipes to it; their thread may fail the
     // run, through MarkFailed.
     TvOutputRoutes routes{[this] { MarkFailed(); }};
     TvConsoleWriter& console = routes.Console();
-    uint8_t silent = 0;
-    uint8_t errorFileGiven = 0;
-    uint8_t commandFileMode = 0;
     // Each stays without a handle when its option is not given, and then tests as not set.
     XEvent evtQuit;
     XEvent evtAfterConvSetError;
     XEvent evtWatchdog;
     TvProgress progress{console};
     XThread watchdogThread;  // WatchdogPulse
-    uint8_t stdinIsSource = 0;
     // conv.Failed is the run's one failure flag. The record is packed: this placement is what
     // aligns Failed for the atomic accesses below.
     alignas(std::atomic_ref<uint32_t>::required_alignment) ConversionRecord conv{};
@@ -161,9 +151,7 @@ private:
     }
     XString tmpOutFile;
     uint64_t bytesEncoded = 0;
-    uint32_t batchId = 0;
     clTvBatch batch;
-    uint8_t batchLeader = 0;
     XString dspCommandLine;
     XFile debugFile;
     XEvent debugWatchEvent;  // held for the viewer while the run lasts
