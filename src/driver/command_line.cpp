@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "driver/travex.h"
-#include "foundation/platform/path_rules.h"
 
 namespace {
 
@@ -71,73 +70,41 @@ bool TvTravex::ReadCommandFiles() {
 }
 
 bool TvTravex::ParseCommandLine() {
-    XString value;
-
     // From here on errors land in the errorfile, when one is named.
-    if (Get(u"errorfile", value) && !value.IsEmpty()) {
-        plan.errorFileGiven = console.OpenErrorFile(value) ? 1 : 0;
+    XString errorFile;
+    if (Get(u"errorfile", errorFile) && !errorFile.IsEmpty()) {
+        plan.errorFileGiven = console.OpenErrorFile(errorFile) ? 1 : 0;
     }
 
-    Get(u"convert_to", plan.encoderName);
-    Get(u"infile", plan.inFile);
-    plan.stdinIsSource = plan.inFile == u"-" ? 1 : 0;
-    Get(u"outfile", plan.outFile);
-    plan.tagLoadFile = plan.outFile;
-    if (Get(u"fntousefortagloaddec", value) && !value.IsEmpty()) plan.tagLoadFile = value;
-
-    if ((plan.encoderName.IsEmpty() && plan.inFile.IsEmpty() && plan.outFile.IsEmpty()) || Has(u"help")) {
-        if (plan.commandFileMode) {
-            ReportError(u"Error missing infile & outfile & convert_to.", ParseFunction);
-        } else {
-            ShowUsage();
-        }
-        return false;
-    }
-    if (plan.encoderName.IsEmpty()) {
-        ReportError(u"Error no encoder specified.", ParseFunction);
-        return false;
-    }
-    if (plan.inFile.IsEmpty()) {
-        ReportError(u"Error no input file specified", ParseFunction);
-        return false;
-    }
-    if (plan.outFile.IsEmpty()) {
-        ReportError(u"Error no ouput file specified", ParseFunction);
-        return false;
+    switch (TvReadRunPlan(*this, plan)) {
+        case TvPlanProblem::None:
+            break;
+        case TvPlanProblem::Usage:
+            if (plan.commandFileMode) {
+                ReportError(u"Error missing infile & outfile & convert_to.", ParseFunction);
+            } else {
+                ShowUsage();
+            }
+            return false;
+        case TvPlanProblem::NoEncoder:
+            ReportError(u"Error no encoder specified.", ParseFunction);
+            return false;
+        case TvPlanProblem::NoInput:
+            ReportError(u"Error no input file specified", ParseFunction);
+            return false;
+        case TvPlanProblem::NoOutput:
+            ReportError(u"Error no ouput file specified", ParseFunction);
+            return false;
     }
 
-    plan.writeIdTags = Has(u"noidtag") ? 0 : 1;
-    if (Has(u"silent") || plan.commandFileMode) plan.silent = 1;
     progress.SetMode(plan.commandFileMode != 0, plan.silent != 0);
     routes.SetMode(plan.commandFileMode != 0, plan.silent != 0);
-
     // The quit event's name also goes to every plug-in.
-    if (Get(u"evtquit", value) && !value.IsEmpty()) {
-        plan.quitEventName = value;
-        evtQuit.Create(value.Text());
-    }
-    if (Get(u"evtafterconvseterror", value) && !value.IsEmpty()) {
-        evtAfterConvSetError.Create(value.Text());
-    }
-
-    if (Get(u"batchid", value) && !value.IsEmpty()) {
-        if (XString::Equal(value.Text(), u"auto", 0, true)) {
-            plan.batchLeader = 1;
-        } else {
-            plan.batchId = static_cast<uint32_t>(value.ToInt());
-        }
-    }
-
-    if (Get(u"evtwatchdog", value) && !value.IsEmpty()) evtWatchdog.Create(value.Text());
-    if (Get(u"processor", value) && !value.IsEmpty()) BindToProcessor(value);
-    if (Get(u"shrbytesencoded", value) && !value.IsEmpty()) {
-        progress.OpenCounter(value);
-    }
-
-    if (Get(u"tmpfolder", value) && !value.IsEmpty()) {
-        plan.tmpFolder = value;
-        plan.tmpFolder.EnsureTrailing(XPathSep);
-    }
+    if (!plan.quitEventName.IsEmpty()) evtQuit.Create(plan.quitEventName.Text());
+    if (!plan.afterConvErrorEvent.IsEmpty()) evtAfterConvSetError.Create(plan.afterConvErrorEvent.Text());
+    if (!plan.watchdogEvent.IsEmpty()) evtWatchdog.Create(plan.watchdogEvent.Text());
+    if (!plan.processor.IsEmpty()) BindToProcessor(plan.processor);
+    if (!plan.sharedCounter.IsEmpty()) progress.OpenCounter(plan.sharedCounter);
 
     DSPSpecList chain = CollectDSPSpecs();
 
