@@ -45,6 +45,14 @@ for target in "$root"/build-fuzz/fuzz/*; do
   fi
 done
 
+# Source format: one check; TV_SKIP_FORMAT_CHECK=1 skips it (and it counts as passed).
+format_pass=0 format_fail=0
+if "$here/check_format.sh" >"$logs/format.log" 2>&1; then
+  format_pass=1; tail -n 1 "$logs/format.log"
+else
+  format_fail=1; status=1; tail -n 40 "$logs/format.log"
+fi
+
 passed=0 failed=0
 for log in "$logs"/normal.log "$logs"/sanitized.log; do
   line=$(grep -E 'tests passed, [0-9]+ tests failed out of [0-9]+' "$log" | tail -n 1 || true)
@@ -53,6 +61,6 @@ for log in "$logs"/normal.log "$logs"/sanitized.log; do
   [ -n "$line" ] || { status=1; continue; }
   passed=$((passed + total - bad)); failed=$((failed + bad))
 done
-passed=$((passed + fuzz_pass)); failed=$((failed + fuzz_fail))
+passed=$((passed + fuzz_pass + format_pass)); failed=$((failed + fuzz_fail + format_fail))
 echo "tests: $passed passed, $failed failed"
 exit $status

@@ -43,7 +43,7 @@ bool TvTravex::ReadTvCommandFile(const XString& path, bool isUtf8) {
                           : XString(buffer.get());
     // Nothing of the process's own command line stays, tvcmd included.
     Parse(text, 1);
-    commandFileMode = 1;
+    plan.commandFileMode = 1;
     console.SetRawErrors(true);
     return true;
 }

@@ -3,8 +3,6 @@
 #include <utility>
 
 #include "driver/travex.h"
-#include "foundation/platform/console.h"
-#include "foundation/platform/path_rules.h"
 
 namespace {
 
@@ -53,11 +51,10 @@ XString TvEncoderOptions(const XOptionList& options, int64_t dspCount) {
 }
 
 void TvTravex::StripTravexCmds(XString& outOptions) const {
-    outOptions = TvEncoderOptions(*this, static_cast<int64_t>(dsps.size()));
+    outOptions = TvEncoderOptions(*this, static_cast<int64_t>(dsps.Count()));
 }
 
-void TvTravex::SplitCommandLine() {
-    XString line = XGetCommandLine();
+void TvTravex::SplitCommandLine(const XString& line) {
     DebugLog(u"Splitting Command Line:");
     DebugLog(line);
     // Skip the program's name: quoted up to its closing quote, otherwise up to a blank.
@@ -73,93 +70,58 @@ bool TvTravex::ReadCommandFiles() {
 }
 
 bool TvTravex::ParseCommandLine() {
-    XString value;
-
     // From here on errors land in the errorfile, when one is named.
-    if (Get(u"errorfile", value) && !value.IsEmpty()) {
-        errorFileGiven = console.OpenErrorFile(value) ? 1 : 0;
+    XString errorFile;
+    if (Get(u"errorfile", errorFile) && !errorFile.IsEmpty()) {
+        plan.errorFileGiven = console.OpenErrorFile(errorFile) ? 1 : 0;
     }
 
-    Get(u"convert_to", encoderName);
-    Get(u"infile", inFile);
-    stdinIsSource = inFile == u"-" ? 1 : 0;
-    Get(u"outfile", outFile);
-    tagLoadFile = outFile;
-    if (Get(u"fntousefortagloaddec", value) && !value.IsEmpty()) tagLoadFile = value;
-
-    if ((encoderName.IsEmpty() && inFile.IsEmpty() && outFile.IsEmpty()) || Has(u"help")) {
-        if (commandFileMode) {
-            ReportError(u"Error missing infile & outfile & convert_to.", ParseFunction);
-        } else {
-            ShowUsage();
-        }
-        return false;
-    }
-    if (encoderName.IsEmpty()) {
-        ReportError(u"Error no encoder specified.", ParseFunction);
-        return false;
-    }
-    if (inFile.IsEmpty()) {
-        ReportError(u"Error no input file specified", ParseFunction);
-        return false;
-    }
-    if (outFile.IsEmpty()) {
-        ReportError(u"Error no ouput file specified", ParseFunction);
-        return false;
+    switch (TvReadRunPlan(*this, plan)) {
+        case TvPlanProblem::None:
+            break;
+        case TvPlanProblem::Usage:
+            if (plan.commandFileMode) {
+                ReportError(u"Error missing infile & outfile & convert_to.", ParseFunction);
+            } else {
+                ShowUsage();
+            }
+            return false;
+        case TvPlanProblem::NoEncoder:
+            ReportError(u"Error no encoder specified.", ParseFunction);
+            return false;
+        case TvPlanProblem::NoInput:
+            ReportError(u"Error no input file specified", ParseFunction);
+            return false;
+        case TvPlanProblem::NoOutput:
+            ReportError(u"Error no ouput file specified", ParseFunction);
+            return false;
     }
 
-    writeIdTags = Has(u"noidtag") ? 0 : 1;
-    if (Has(u"silent") || commandFileMode) silent = 1;
-
+    progress.SetMode(plan.commandFileMode != 0, plan.silent != 0);
+    routes.SetMode(plan.commandFileMode != 0, plan.silent != 0);
     // The quit event's name also goes to every plug-in.
-    if (Get(u"evtquit", value) && !value.IsEmpty()) {
-        quitEventName = value;
-        evtQuit.Create(value.Text());
-    }
-    if (Get(u"evtafterconvseterror", value) && !value.IsEmpty()) {
-        evtAfterConvSetError.Create(value.Text());
-    }
-
-    if (Get(u"batchid", value) && !value.IsEmpty()) {
-        if (XString::Equal(value.Text(), u"auto", 0, true)) {
-            batchLeader = 1;
-        } else {
-            batchId = static_cast<uint32_t>(value.ToInt());
-        }
-    }
-
-    if (Get(u"evtwatchdog", value) && !value.IsEmpty()) evtWatchdog.Create(value.Text());
-    if (Get(u"processor", value) && !value.IsEmpty()) BindToProcessor(value);
-    if (Get(u"shrbytesencoded", value) && !value.IsEmpty()) {
-        sharedBytes.Open(value.Text(), sizeof(uint64_t));
-    }
-
-    if (Get(u"tmpfolder", value) && !value.IsEmpty()) {
-        tmpFolder = value;
-        tmpFolder.EnsureTrailing(XPathSep);
-    }
+    if (!plan.quitEventName.IsEmpty()) evtQuit.Create(plan.quitEventName.Text());
+    if (!plan.afterConvErrorEvent.IsEmpty()) evtAfterConvSetError.Create(plan.afterConvErrorEvent.Text());
+    if (!plan.watchdogEvent.IsEmpty()) evtWatchdog.Create(plan.watchdogEvent.Text());
+    if (!plan.processor.IsEmpty()) BindToProcessor(plan.processor);
+    if (!plan.sharedCounter.IsEmpty()) progress.OpenCounter(plan.sharedCounter);
 
     DSPSpecList chain = CollectDSPSpecs();
 
-    if (batchLeader) {
+    if (plan.batchLeader) {
         // dsps is still empty here, so this copy of the options keeps its dspeffect entries:
         // that is the form in which the batch stores them.
         dspCommandLine = FormatDSPOptions(chain);
         XString options;
         StripTravexCmds(options);
         // The batch may add a DSP that the encoder demands, so the chain is read back.
-        batch.Begin(dspCommandLine, encoderName, options);
-        batchId = batch.batchId;
+        batch.Begin(dspCommandLine, plan.encoderName, options);
+        plan.batchId = batch.batchId;
         chain = ParseDSPString(dspCommandLine);
     }
 
     MoveReplayGainLast(chain);
-    for (DSPSpec& dsp : chain) {
-        auto entry = std::make_unique<DSPEntry>();
-        entry->name = std::move(dsp.name);
-        entry->params = std::move(dsp.params);
-        dsps.push_back(std::move(entry));
-    }
+    for (DSPSpec& dsp : chain) dsps.Add(std::move(dsp.name), std::move(dsp.params));
     return true;
 }
 

@@ -37,7 +37,6 @@ void TvConsoleWriter::PrintLine(const XString& text, bool withLineEnd) {
 
 void TvConsoleWriter::WriteErrorText(const XString& text) {
     if (text.IsEmpty()) return;
-    failed = 1;
     WriteText(stdErr, text, rawErrors);
 }
 

@@ -4,8 +4,8 @@
 // stream carries UTF-16LE without a byte-order mark and with CR LF line ends, the form front
 // ends parse; a terminal gets UTF-8.
 //
-// Error text reaches the error stream only through WriteErrorText, the one place that marks
-// the run failed, so that the internal error pipe and its pump can take its place.
+// Error text reaches the error stream only through WriteErrorText, which the output thread
+// calls with what came off the error pipe; that thread, not this writer, fails the run.
 #include <cstdint>
 
 #include "foundation/files/xfile.h"
@@ -21,7 +21,7 @@ public:
 
     // Error text with its line ends, as it comes off the error pipe. In raw mode (command
     // files) and on a redirected stream the UTF-16LE bytes go out unchanged; a terminal gets
-    // UTF-8 with plain line feeds. Marks the run failed.
+    // UTF-8 with plain line feeds.
     void WriteErrorText(const XString& text);
 
     // Errors go to this file from now on (the errorfile option), created or truncated. When
@@ -30,7 +30,6 @@ public:
 
     // Command-file mode: error text leaves as raw UTF-16LE bytes even on a terminal.
     void SetRawErrors(bool raw) { rawErrors = raw; }
-    bool Failed() const { return failed != 0; }
 
     XFile stdOut;
     XFile stdErr;  // standard error, or the errorfile
@@ -39,6 +38,4 @@ private:
     static void WriteText(XFile& file, const XString& text, bool raw);
 
     bool rawErrors = false;
-    // Written only from 0 to 1; a plain store, like the run's failure flag it feeds.
-    int32_t failed = 0;
 };

@@ -1,38 +1,45 @@
 // After the pump: the end calls, the output file's fate (the temporary name over the old
 // output), its checks and tags, the list of files written, and the closing text.
 #include "driver/travex.h"
+#include "foundation/files/xfile.h"
 #include "foundation/format/number_format.h"
 #include "foundation/paths/xpath.h"
 #include "foundation/platform/last_error.h"
 #include "tags/tag_writer.h"
 
 namespace {
-constexpr const char* RunFunction = "TvTravex::TvTravex";
 constexpr uint32_t MoveRetryMs = 2000;
 
+// Front ends mark an output that is no real file by ".iGnore" written just so; the debug log's
+// size checks match that exact text, so a real file that merely has ".ignore" in its name still
+// has its size logged. The extension test below (no output check) ignores case on purpose.
 bool IgnoredName(const XString& path) { return path.Find(u".iGnore", 1) > 0; }
 
 XString SizeText(const XString& path) { return XString::FormatUInt(XPath(path).Size()); }
 }  // namespace
 
+XString TvOverwriteErrorText(const XString& outFile) {
+    return XString(u"Error overwriting file ") + XLastErrorTextIfAny() + u" '" + outFile + u"'";
+}
+
 void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
     CommunicateStage(TV_PHASE_END_ENCODING, decoder, enc);
-    if (!silent) {
+    if (!plan.silent) {
         PrintLine(XString(), true);
         PrintLine(XString(), true);
     }
     const uint32_t elapsed = elapsedMs == 0 ? 1 : elapsedMs;
     realtimeFactor = static_cast<double>(openRecord->LengthMs) / static_cast<double>(elapsed);
 
-    if (!CloseDecoder(decoder)) MarkFailed();
+    if (!CloseDecoder()) MarkFailed();
     if (evtQuit.IsSet()) MarkFailed();
     if (evtAfterConvSetError.IsSet()) MarkFailed();
     if (!EndLiveDSPs()) MarkFailed();
     uint32_t tagFlag = 0;
     if (enc.EndConversion(&conv, &tagFlag) == 0) MarkFailed();
-    if (!writeIdTags) tagFlag = 0;
+    if (!plan.writeIdTags) tagFlag = 0;
 
-    const XString& written = tmpOutFile.IsEmpty() ? outFile : tmpOutFile;
+    const XString& written = tmpOutFile.IsEmpty() ? plan.outFile : tmpOutFile;
     if (debugFile.IsOpen() && !IgnoredName(written)) {
         DebugLog(XString::Formatted(u"File Size Check %s: %s bytes   Filename: %s",
                                     tmpOutFile.IsEmpty() ? u"" : u"(before overwrite final)",
@@ -46,14 +53,11 @@ void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
         } else if (!evtQuit.IsSet()) {
             // The old output goes first, so that the move is a plain rename; a failed move
             // then leaves neither file. That order is kept on purpose.
-            XPath(outFile).Delete();
-            if (XMoveWithRetry(temp, outFile, 0, MoveRetryMs, evtQuit.Handle())) {
-                conv.OutputFile = outFile.Text();
+            XPath(plan.outFile).Delete();
+            if (XMoveWithRetry(temp, plan.outFile, 0, MoveRetryMs, evtQuit.Handle())) {
+                conv.OutputFile = plan.outFile.Text();
             } else {
-                ReportError(XString(u"Error overwriting file ") +
-                                XString::Formatted(u"(Win:%u)", static_cast<unsigned>(XGetLastError())) + u" '" +
-                                outFile + u"'",
-                            RunFunction);
+                ReportError(TvOverwriteErrorText(plan.outFile), RunFunction);
                 MarkFailed();
                 tagFlag = 0;
             }
@@ -63,40 +67,40 @@ void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
         temp.Delete();  // gone already after a move; nothing to tell then
     }
 
-    nonLiveReader.Close();
+    rendered.reset();
     if (!nonLiveTemp.IsEmpty()) nonLiveTemp.Delete();
 
-    XPath out(outFile);
+    XPath out(plan.outFile);
     if (!XString::Equal(out.Extension().Text(), u".iGnore", 0, true)) {
         XFile check;
-        const bool opened = check.OpenRead(outFile);
+        const bool opened = check.OpenRead(plan.outFile);
         const uint64_t size = opened ? check.Size() : 0;
         check.Close();
         if (size < 1) {
             if (!opened) {
                 ReportError(XString::Formatted(out.Exists() ? u"Encoder wrote inaccessible file: %s"
                                                             : u"Encoder output file does not exist: %s",
-                                               outFile.Text()));
+                                               plan.outFile.Text()));
             } else {
-                ReportError(XString::Formatted(u"Encoder created a blank file: %s", outFile.Text()));
+                ReportError(XString::Formatted(u"Encoder created a blank file: %s", plan.outFile.Text()));
             }
         }
     }
 
     if (tagFlag) {
-        if (debugFile.IsOpen() && !IgnoredName(outFile)) {
+        if (debugFile.IsOpen() && !IgnoredName(plan.outFile)) {
             DebugLog(XString::Formatted(u"File Size Check (before ID Tags Written): %s bytes   Filename: %s",
-                                        SizeText(outFile).Text(), outFile.Text()));
+                                        SizeText(plan.outFile).Text(), plan.outFile.Text()));
         }
         ControllerLine(XString(u"MSGTO: vMX: Action: Writing ID Tags '") + out.BaseName() + u"'");
         XCodecTagDecoder tagDecoder;
         XTagWriterContext context;
         context.logs = logSinks;
-        context.silent = silent != 0;
+        context.silent = plan.silent != 0;
         context.print = [this](const XString& text, bool endLine) { PrintLine(text, endLine); };
-        if (!XWriteIDTags(tagDecoder, context, outFile, tagLoadFile, outputTagBlock.data(),
+        if (!XWriteIDTags(tagDecoder, context, plan.outFile, plan.tagLoadFile, outputTagBlock.data(),
                           static_cast<uint32_t>(outputTagBlock.size()))) {
-            ReportError(XString(u"Unable to tag file '") + outFile + u"'", RunFunction);
+            ReportError(XString(u"Unable to tag file '") + plan.outFile + u"'", RunFunction);
             MarkFailed();
         }
     }
@@ -112,11 +116,11 @@ void TvTravex::ReportOutputFiles() {
         outputNames.Add(value);
     }
     if (outputNames.IsEmpty()) {
-        outputNames.Add(conv.OutputFile != nullptr ? XString(conv.OutputFile) : outFile);
+        outputNames.Add(conv.OutputFile != nullptr ? XString(conv.OutputFile) : plan.outFile);
         return;
     }
     DebugLog(u"Multi-FileNames Reported Back to Travex:");
-    if (commandFileMode) {
+    if (plan.commandFileMode) {
         for (int64_t i = 0; i < outputNames.Count(); ++i) {
             DebugLog(outputNames[i]);
             PrintLine(XString(u"MSGTO: vMX: FileName: ") + outputNames[i], true);
@@ -136,12 +140,12 @@ void TvTravex::ClosingText() {
             closing += u" realtime encoding";
         }
         DebugLog(closing);
-        if (debugFile.IsOpen() && !IgnoredName(outFile)) {
+        if (debugFile.IsOpen() && !IgnoredName(plan.outFile)) {
             DebugLog(XString::Formatted(u"File Size Check (travex core exit): %s bytes   Filename: %s",
-                                        SizeText(outFile).Text(), outFile.Text()));
+                                        SizeText(plan.outFile).Text(), plan.outFile.Text()));
         }
     }
     FlushOutputPipes();
-    if (!silent) PrintLine(IsFailed() ? XString(u"Conversion Failed.") : closing, true);
+    if (!plan.silent) PrintLine(IsFailed() ? XString(u"Conversion Failed.") : closing, true);
     if (IsFailed()) g_exitStatus = 1;
 }

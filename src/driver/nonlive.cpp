@@ -10,8 +10,6 @@
 
 namespace {
 constexpr const char* NonLiveFunction = "TvTravex::HandleNonLiveDSPs";
-constexpr int32_t IdleTable[5] = {-1, 0, 25, 25, 50};
-constexpr int IdleMax = 4;
 constexpr uint32_t PieceMs = 500;
 constexpr uint32_t MoveRetryMs = 2000;
 constexpr const char16_t* Throttle = u"CPU Throttle";
@@ -30,7 +28,7 @@ uint64_t MsOfBytes(const XWaveFormatEx& f, uint64_t bytes) {
 }  // namespace
 
 void TvTravex::MakeTempName(XTempFile& file, const char* prefix) {
-    if (tmpFolder.IsEmpty()) {
+    if (plan.tmpFolder.IsEmpty()) {
         file.Create(prefix);
         return;
     }
@@ -43,37 +41,36 @@ void TvTravex::MakeTempName(XTempFile& file, const char* prefix) {
     std::memcpy(&first, guid, 4);
     std::memcpy(&second, guid + 4, 2);
     std::memcpy(&third, guid + 6, 2);
-    file.Adopt(tmpFolder + XString(prefix, false) + XString::FormatInt(first) + XString::FormatUInt(second) +
+    file.Adopt(plan.tmpFolder + XString(prefix, false) + XString::FormatInt(first) + XString::FormatUInt(second) +
                XString::FormatUInt(third) + u".tmp");
 }
 
-// Runs one live DSP over the rendered file, into a second file that then replaces it.
-static bool RenderLiveDSP(TvTravex& run, DSPEntry& entry, OpenFileRecord& record) {
+bool TvTravex::RenderLiveDSP(DSPEntry& entry, OpenFileRecord& record) {
     entry.Active = 0;
     XWaveFormat format;
     format.SetFromBytes(&record.Format, sizeof record.Format);
     const int64_t wholeLengthMs = record.LengthMs;
-    if (entry.dsp.BeginConversion(&run.conv, entry.params.Text()) == 0) return false;
+    if (entry.dsp.BeginConversion(&conv, entry.params.Text()) == 0) return false;
 
     XTempFile target;
-    run.MakeTempName(target, "DSP");
+    MakeTempName(target, "DSP");
     XFile writer;
     XFile reader;
     XBuffer buffer;
     bool ok = true;
     const bool opened = writer.OpenCreate(target) && buffer.Resize(PieceBytes(format), false, false, 0, true) &&
-                        reader.OpenRead(run.nonLiveTemp);
+                        reader.OpenRead(nonLiveTemp);
     uint64_t left = opened ? reader.Size() : 0;
     uint64_t done = 0;
     if (!opened) {
-        run.ReportError(u"Error: Reading Temporary Rendered DSP file.", NonLiveFunction);
+        ReportError(u"Error: Reading Temporary Rendered DSP file.", NonLiveFunction);
         g_exitStatus = 1;
         ok = false;
     }
     while (ok && left > 0) {
         const uint32_t want = static_cast<uint32_t>(left < buffer.Size() ? left : buffer.Size());
         if (reader.Read(buffer.Data(), want) != want) {
-            run.ReportError(u"Error: Reading Temporary Rendered DSP file.", NonLiveFunction);
+            ReportError(u"Error: Reading Temporary Rendered DSP file.", NonLiveFunction);
             g_exitStatus = 1;
             ok = false;
             break;
@@ -93,7 +90,7 @@ static bool RenderLiveDSP(TvTravex& run, DSPEntry& entry, OpenFileRecord& record
             break;
         }
         if (block.Data != nullptr && block.Size != 0 && !writer.Write(block.Data, block.Size)) {
-            run.ReportError(XString(u"Error: Writing Temporary Rendered DSP file ") + XLastErrorText(),
+            ReportError(XString(u"Error: Writing Temporary Rendered DSP file ") + XLastErrorText(),
                             NonLiveFunction);
             g_exitStatus = 1;
             ok = false;
@@ -103,9 +100,9 @@ static bool RenderLiveDSP(TvTravex& run, DSPEntry& entry, OpenFileRecord& record
     }
     writer.Close();
     reader.Close();
-    run.nonLiveTemp.Delete();
-    if (!XMoveWithRetry(target, run.nonLiveTemp, 0, MoveRetryMs, run.evtQuit.Handle())) {
-        run.ReportError(XString(u"Error: Copying Temporary Rendered Live-DSP file, over Temp Non-Live DSP file ") +
+    nonLiveTemp.Delete();
+    if (!XMoveWithRetry(target, nonLiveTemp, 0, MoveRetryMs, evtQuit.Handle())) {
+        ReportError(XString(u"Error: Copying Temporary Rendered Live-DSP file, over Temp Non-Live DSP file ") +
                             XLastErrorText(),
                         NonLiveFunction);
         g_exitStatus = 1;
@@ -116,65 +113,58 @@ static bool RenderLiveDSP(TvTravex& run, DSPEntry& entry, OpenFileRecord& record
     return ok;
 }
 
-bool TvTravex::HandleNonLiveDSPs(clTvDecoder& decoder) {
-    bool anyNonLive = false;
-    for (auto& entry : dsps) anyNonLive = anyNonLive || !entry->IsLive;
-    if (!anyNonLive) return true;
+bool TvTravex::HandleNonLiveDSPs() {
+    if (!dsps.AnyNonLive()) return true;
 
     MakeTempName(nonLiveTemp, "DSP");
     ControllerLine(u"MSGTO: vMX: Action: Rendering For DSPs...");
     bool result = true;
     XFile writer;
     if (!writer.OpenCreate(nonLiveTemp)) {
-        ReportError(XString(u"Error writing to temporary file ") + XLastErrorText() + u": " + nonLiveReader,
-                    NonLiveFunction);
+        // The reader of the rendered file has no path yet, so the line ends with the colon.
+        ReportError(XString(u"Error writing to temporary file ") + XLastErrorText() + u": ", NonLiveFunction);
         g_exitStatus = 1;
         result = false;
     }
-    int idleIndex = 0;
-    int idleCount = 0;
+    TvIdleWait idle;
     uint64_t total = 0;
     while (result && !evtQuit.IsSet()) {
         evtWatchdog.Set();
         AudioBlockRecord block;
         std::memset(&block, 0, sizeof block);
-        if (!DecodeAudioBlock(decoder, block)) {
+        if (!DecodeAudioBlock(block)) {
             result = false;
             break;
         }
         if (block.Data != nullptr && block.Size != 0) {
-            idleIndex = idleCount = 0;
+            idle.Reset();
             if (!writer.Write(block.Data, block.Size)) {
-                // The reader has no path yet, so the line ends with the colon and blank.
-                ReportError(XString(u"Error writing to temporary file ") + XLastErrorText() + u": " + nonLiveReader,
-                            NonLiveFunction);
+                ReportError(XString(u"Error writing to temporary file ") + XLastErrorText() + u": ", NonLiveFunction);
                 g_exitStatus = 1;
                 result = false;
                 break;
             }
             total += block.Size;
-            StoreSharedBytes(total);
-        } else if (idleCount < IdleMax) {
-            ++idleCount;
-            ++idleIndex;
+            progress.Count(total);
+        } else if (!block.EndOfStream) {
+            idle.AfterEmptyRead();
         }
-        if (IdleTable[idleIndex] >= 0) XSleep(static_cast<uint32_t>(IdleTable[idleIndex]));
         if (block.EndOfStream) break;
     }
     writer.Close();
 
     if (result && !evtQuit.IsSet()) {
-        for (auto& entry : dsps) {
+        for (const auto& entry : dsps.Entries()) {
             if (evtQuit.IsSet()) break;
-            currentDsp = entry.get();
+            dsps.SetCurrent(entry.get());
             ControllerLine(XString(u"MSGTO: vMX: Action: Running DSP Effect ") + entry->name);
             if (entry->IsLive && !(entry->name == Throttle)) {
-                if (!RenderLiveDSP(*this, *entry, *openRecord)) result = false;
+                if (!RenderLiveDSP(*entry, *openRecord)) result = false;
             } else if (entry->dsp.PassNonLive(nonLiveTemp.Text(), TvFormatOf(openRecord), entry->params.Text(),
-                                              quitEventName.Text()) == 0) {
+                                              plan.quitEventName.Text()) == 0) {
                 result = false;
             }
-            nonLiveFormat.SetFromBytes(&openRecord->Format, sizeof openRecord->Format);
+            renderedFormat.SetFromBytes(&openRecord->Format, sizeof openRecord->Format);
             const uint64_t size = nonLiveTemp.Size();
             openRecord->LengthBytes = static_cast<int64_t>(size);
             openRecord->LengthMs = static_cast<int64_t>(MsOfBytes(*AsWaveFormat(openRecord->Format), size));
@@ -183,9 +173,9 @@ bool TvTravex::HandleNonLiveDSPs(clTvDecoder& decoder) {
     }
     if (result) {
         // A quit arrives here too; the pump then ends on its first test.
-        if (nonLiveReader.OpenRead(nonLiveTemp)) {
-            nonLiveBytesLeft = nonLiveReader.Size();
-        } else {
+        rendered = std::make_unique<TvRenderedSource>(renderedFormat, logSinks);
+        if (!rendered->OpenFile(nonLiveTemp)) {
+            rendered.reset();
             ReportError(u"Error reading back from temporary DSP file.", NonLiveFunction);
             result = false;
         }

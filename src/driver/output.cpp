@@ -1,5 +1,5 @@
-// Where the run's text goes: the internal error and information pipes and the thread that
-// drains them, the heartbeat, controller lines, priority and processor binding.
+// The run's own threads and scheduling: the output routes' start and flush, the heartbeat,
+// priority and processor binding.
 #include "driver/travex.h"
 #include "foundation/platform/clock.h"
 #include "foundation/platform/console.h"
@@ -7,87 +7,16 @@
 
 namespace {
 constexpr uint32_t PumpPeriodMs = 50;
-constexpr uint32_t OutputStopWaitMs = 60000;
-constexpr uint32_t FlushWaitMs = 5000;
 constexpr const char* PriorityFunction = "TvTravex::SetConversionPriority";
-
-// Everything the pipe holds now, as text; empty when nothing came.
-XString TakePipeText(XPipe& pipe) {
-    pipe.ReadAvailable();
-    XBuffer& input = pipe.Input();
-    if (input.Fill() == 0) return XString();
-    XString text(input.Data(), static_cast<size_t>(input.Fill()), XString::Bytes::Utf16);
-    input.SetFill(0);
-    input.SetPosition(0);
-    return text;
-}
 }  // namespace
 
-bool TvTravex::CreateOutputPipes() {
-    // Plug-ins write into the sinks from their own code; a pipe that can't be made leaves
-    // that sink at 0, which they take as none.
-    if (errorPipe.Create(false)) logSinks.ErrorLog = errorPipe.WriteHandle();
-    if (infoPipe.Create(false)) logSinks.InfoLog = infoPipe.WriteHandle();
-    return logSinks.ErrorLog != 0 && logSinks.InfoLog != 0;
-}
+bool TvTravex::CreateOutputPipes() { return routes.CreatePipes(logSinks); }
 
-bool TvTravex::DrainOutputPipes() {
-    bool moved = false;
-    XString info = TakePipeText(infoPipe);
-    if (!info.IsEmpty()) {
-        moved = true;
-        if (commandFileMode) {
-            console.stdOut.Write(info.Text(), static_cast<uint32_t>(info.Length()) * sizeof(char16_t));
-        } else if (!silent) {
-            PrintLine(XString(), true);
-            PrintLine(info, true);
-        }
-    }
-    XString errors = TakePipeText(errorPipe);
-    if (!errors.IsEmpty()) {
-        moved = true;
-        MarkFailed();
-        console.WriteErrorText(errors);
-    }
-    return moved;
-}
+bool TvTravex::DrainOutputPipes() { return routes.Drain(); }
 
-void TvTravex::FlushOutputPipes() {
-    if (!outputThread.thread) return;
-    drainDone.Reset();
-    drainNow.Set();
-    drainDone.Wait(FlushWaitMs);
-}
+void TvTravex::FlushOutputPipes() { routes.Flush(); }
 
-void TvTravex::StartOutputThread() {
-    drainNow.Create();
-    drainDone.Create();
-    outputThread.Start(
-        [this](XEvent& stop) {
-            XSetThreadName(u"OutputPump");
-            for (;;) {
-                const int woken = XEvent::WaitEither(stop, drainNow, PumpPeriodMs);
-                if (woken == 1) break;
-                if (woken < 0) {
-                    // Without the flush events the pump falls back to its plain period.
-                    if (stop.Wait(PumpPeriodMs)) break;
-                    DrainOutputPipes();
-                    continue;
-                }
-                if (woken == 2) {
-                    drainNow.Reset();
-                    while (DrainOutputPipes()) {
-                    }
-                    drainDone.Set();
-                } else {
-                    DrainOutputPipes();
-                }
-            }
-            while (DrainOutputPipes()) {
-            }
-        },
-        false, OutputStopWaitMs);
-}
+void TvTravex::StartOutputThread() { routes.StartThread(); }
 
 void TvTravex::StartWatchdog() {
     watchdogThread.Start(
@@ -100,9 +29,7 @@ void TvTravex::StartWatchdog() {
 
 void TvTravex::StopWatchdog() { watchdogThread.Stop(true); }
 
-void TvTravex::ControllerLine(const XString& text) {
-    if (commandFileMode) PrintLine(text, true);
-}
+void TvTravex::ControllerLine(const XString& text) { routes.ControllerLine(text); }
 
 void TvTravex::SetConversionPriority(clTvEncoder& enc) {
     XString value;

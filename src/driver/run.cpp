@@ -13,7 +13,6 @@
 #include "tags/tag_assembly.h"
 
 namespace {
-constexpr const char* RunFunction = "TvTravex::TvTravex";
 constexpr uint32_t PrecachePiece = 65536;
 // The output's whole name stays below 256 characters before ".tmp" and the extension.
 constexpr int TempNameLimit = 255;
@@ -57,14 +56,14 @@ void TvTravex::AssembleTags(const OpenFileRecord& record, clTvEncoder& enc, cons
     input.infoTags = record.InfoTags;
     input.infoTagsSize = record.InfoTagsSize;
     input.keepReplayGain = replayGainWanted != 0;
-    input.encoderName = encoderName;
+    input.encoderName = plan.encoderName;
     input.encoderCommandLine = options;
-    input.sourcePath = inFile;
+    input.sourcePath = plan.inFile;
     AssembleOutputTags(input, ReadTagAssemblyFlags(), outputTags, outputTagBlock);
 }
 
 void TvTravex::SetDecodeQuality(clTvDecoder& decoder, clTvEncoder& enc) {
-    if (stdinIsSource) return;
+    if (plan.stdinIsSource) return;
     PluginArgs need{};
     need.Text = encoderOptions.Text();
     if (enc.Get(TV_PROP_NEED_HQ_AUDIO, &need) == 0) return;
@@ -74,11 +73,11 @@ void TvTravex::SetDecodeQuality(clTvDecoder& decoder, clTvEncoder& enc) {
 }
 
 void TvTravex::LogConversionSetup() {
-    DebugLog(XString(u"Encoding To: ") + encoderName);
+    DebugLog(XString(u"Encoding To: ") + plan.encoderName);
     DebugLog(XString(u"Encoder Cmd Line: ") + encoderOptions);
-    if (!dsps.empty()) {
+    if (!dsps.IsEmpty()) {
         DebugLog(u"DSP Effects:");
-        for (auto& entry : dsps) {
+        for (const auto& entry : dsps.Entries()) {
             DebugLog(XString(u"    ") + entry->name + (entry->IsLive ? u"" : u" (non-live)") + u": " + entry->params);
         }
     }
@@ -91,20 +90,20 @@ void TvTravex::Run(clTvDecoder& decoder) {
     bool encoderLoaded = false;
     bool dspsLoaded = false;
 
-    // 13-16: the decoder for the input's extension, then the encoder.
-    if (!stdinIsSource && !clTvCodecHandler::LoadDecoderForFile(inFile, decoder, &logSinks, nullptr, false)) {
-        ReportError(XString(u"Error: Unable to load decoder for file type '") + clTvCodecHandler::ExtensionOf(inFile) +
+    // The decoder for the input's extension (none for standard input), then the encoder.
+    if (!plan.stdinIsSource && !clTvCodecHandler::LoadDecoderForFile(plan.inFile, decoder, &logSinks, nullptr, false)) {
+        ReportError(XString(u"Error: Unable to load decoder for file type '") + clTvCodecHandler::ExtensionOf(plan.inFile) +
                         u"', codec not installed? visit 'Format Depot'.",
                     RunFunction);
         g_exitStatus = 1;
     } else {
-        if (batchId != 0 && !stdinIsSource) {
+        if (plan.batchId != 0 && !plan.stdinIsSource) {
             PluginArgs args{};
-            args.Value = batchId;
+            args.Value = plan.batchId;
             decoder.Set(TV_PROP_BATCH_ID, &args);
         }
-        if (!clTvCodecHandler::LoadEncoder(encoderName, encoder, &logSinks, nullptr)) {
-            ReportError(XString(u"Error: Unable to load encoder '") + encoderName + u"'.", RunFunction);
+        if (!clTvCodecHandler::LoadEncoder(plan.encoderName, encoder, &logSinks, nullptr)) {
+            ReportError(XString(u"Error: Unable to load encoder '") + plan.encoderName + u"'.", RunFunction);
             g_exitStatus = 1;
         } else {
             encoderLoaded = true;
@@ -112,16 +111,17 @@ void TvTravex::Run(clTvDecoder& decoder) {
     }
 
     if (encoderLoaded) {
-        if (!quitEventName.IsEmpty()) SetText(encoder, TV_PROP_EVENT_QUIT, quitEventName);
-        if (batchId != 0) {
+        if (!plan.quitEventName.IsEmpty()) SetText(encoder, TV_PROP_EVENT_QUIT, plan.quitEventName);
+        if (plan.batchId != 0) {
             PluginArgs args{};
-            args.Value = batchId;
+            args.Value = plan.batchId;
             encoder.Set(TV_PROP_BATCH_ID, &args);
         }
         StripTravexCmds(encoderOptions);
     }
 
-    // 18-24: the raw path, the DSPs, the first stage, quality, precache and the source.
+    // An encoder that reads the source itself ends the preparation here. Otherwise the DSPs
+    // load, the plug-ins hear that the source is about to open, and the source opens.
     bool ready = encoderLoaded && !TryRawUncompressed(encoderOptions, decoder, encoder);
     if (ready && !LoadDSPEffects()) {
         g_exitStatus = 1;
@@ -130,19 +130,12 @@ void TvTravex::Run(clTvDecoder& decoder) {
     }
     if (ready) {
         dspsLoaded = true;
-        if (!quitEventName.IsEmpty()) {
-            for (auto& entry : dsps) {
-                if (!entry->Active) continue;
-                PluginArgs args{};
-                args.Text = quitEventName.Text();
-                entry->dsp.Set(TV_PROP_EVENT_QUIT, &args);
-            }
-        }
+        dsps.SetQuitEvent(plan.quitEventName);
         CommunicateStage(TV_PHASE_BEFORE_OPEN, decoder, encoder);
         SetDecodeQuality(decoder, encoder);
-        if (!stdinIsSource && RegGetInt(u"vMXNoPreCache") == 0) Precache(inFile);
+        if (!plan.stdinIsSource && RegGetInt(u"vMXNoPreCache") == 0) Precache(plan.inFile);
 
-        record.Path = inFile.Text();
+        record.Path = plan.inFile.Text();
         record.RecordKind = TV_RECORD_KIND_PUMP;
         openRecord = &record;
         if (!OpenDecoder(decoder, record)) {
@@ -157,45 +150,47 @@ void TvTravex::Run(clTvDecoder& decoder) {
         ControllerLine(XString(u"MSGTO: vMX: msLen: ") + XString::FormatUInt(static_cast<uint64_t>(record.LengthMs)));
         SetConversionPriority(encoder);
 
-        // 27-28: the temporary name beside an existing output.
-        XPath out(outFile);
+        // An existing output is kept until the new one is complete: the encoder writes beside it
+        // under a temporary name. An ".IGNORE" output is no file of ours: no folder, no tags.
+        XPath out(plan.outFile);
         const XString extension = out.Extension();
         if (!XString::Equal(extension.Text(), u".IGNORE", 0, true)) {
             // A folder that can't be made shows up as the encoder's own failure to write.
             XPath folder = out.Folder();
             folder.StripBackslashes();
-            if (folder != outFile) folder.CreateFolders();
+            if (folder != plan.outFile) folder.CreateFolders();
             if (out.Exists()) {
-                XString name = outFile;
+                XString name = plan.outFile;
                 const int limit = TempNameLimit - extension.Length();
                 if (name.Length() > limit) name = name.Left(limit);
                 tmpOutFile = name + u".tmp" + extension;
                 XRemoveOnFault(tmpOutFile);  // a crash leaves no half-written output behind
             }
         } else {
-            writeIdTags = 0;
+            plan.writeIdTags = 0;
         }
 
-        // 29-31: the tags, the information block and the rest of the record.
+        // The output's tags, the information block that names the encoder, and the rest of the
+        // record the encoder begins with.
         AssembleTags(record, encoder, encoderOptions);
         XIDTags info;
         info.Parse(record.InfoTags, record.InfoTagsSize);
-        info.Add(u"_encoder", encoderName);
+        info.Add(u"_encoder", plan.encoderName);
         info.Serialise(infoTagBlock);
         conv.InfoTags = infoTagBlock.data();
         conv.InfoTagsSize = static_cast<uint32_t>(infoTagBlock.size());
         conv.OutputTags = outputTagBlock.data();
         conv.OutputTagsSize = static_cast<uint32_t>(outputTagBlock.size());
         conv.CommandLine = encoderOptions.Text();
-        conv.SourceFile = inFile.Text();
-        conv.OutputFile = tmpOutFile.IsEmpty() ? outFile.Text() : tmpOutFile.Text();
+        conv.SourceFile = plan.inFile.Text();
+        conv.OutputFile = tmpOutFile.IsEmpty() ? plan.outFile.Text() : tmpOutFile.Text();
         conv.Format = TvFormatOf(&record);
 
-        if (!HandleNonLiveDSPs(decoder)) MarkFailed();
+        if (!HandleNonLiveDSPs()) MarkFailed();
         ControllerLine(XString(u"MSGTO: vMX: Action: Encoding '") + out.BaseName() + u"'");
         if (!BeginLiveDSPs()) MarkFailed();
 
-        // 35-38: the encoder begins, the pump, the end steps.
+        // Once the encoder has begun, its end calls and the output's handling always follow.
         if (encoder.BeginConversion(&conv) == 0) {
             MarkFailed();
         } else {
@@ -203,12 +198,12 @@ void TvTravex::Run(clTvDecoder& decoder) {
             LogConversionSetup();
             DebugLog(u"============= CONVERSION BEGIN =============");
             const uint32_t start = XGetTickCount();
-            if (!IsFailed()) Pump(decoder, encoder);
+            if (!IsFailed()) Pump(encoder);
             elapsedMs = XGetTickCount() - start;
             DebugLog(u"============= CONVERSION END =============");
             EndSteps(decoder, encoder);
 
-            // 39-40.
+            // The DSPs hear of every file the encoder wrote.
             ReportOutputFiles();
             CommunicateStage(TV_PHASE_AFTER_CONVERSION, decoder, encoder);
             AfterConversionDSPs();
@@ -218,19 +213,19 @@ void TvTravex::Run(clTvDecoder& decoder) {
         infoTagBlock.clear();
     }
 
-    // 41-43: unload, the encoder's end, the rendered file's reader.
+    // Unload in reverse order of loading; the rendered file's reader closes with them.
     if (dspsLoaded) UnloadDSPs();
     encoderOptions.Clear();
     encoder.Unload();
-    nonLiveReader.Close();
+    rendered.reset();
     conv.Format = nullptr;
     openRecord = nullptr;
 
-    // 44: a batch of one file ends here.
+    // A batch started by this run (-batchid=auto) holds this one file and ends with it.
     if (batch.batchId != 0) {
         std::vector<clTvBatchFile> files(1);
-        files[0].inputPath = inFile;
-        files[0].outputPath = outFile;
+        files[0].inputPath = plan.inFile;
+        files[0].outputPath = plan.outFile;
         files[0].hadErrors = IsFailed();
         batch.EndConversion(files);
     }

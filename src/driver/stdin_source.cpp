@@ -1,26 +1,45 @@
 // Raw PCM on standard input as the source: the format comes from the source* options, tags
 // from an optional file; reads take what the pipe holds without waiting.
-#include <cstring>
-
-#include "driver/travex.h"
-#include "foundation/files/xfile.h"
-#include "foundation/platform/file_io.h"
+#include "driver/audio_source.h"
 #include "foundation/log/xdebug.h"
 #include "foundation/platform/console.h"
+#include "foundation/platform/file_io.h"
 #include "plugins/records.h"
+
+extern int32_t g_exitStatus;
 
 namespace {
 constexpr const char* OpenFunction = "TvTravex::OpenDecoder";
 constexpr const char* CloseFunction = "TvTravex::CloseDecoder";
 // The most one read takes: a pipe rarely holds more, and a redirected file is read in pieces.
 constexpr uint32_t StdinChunk = 1u << 20;
-}  // namespace
 
-bool TvTravex::OpenStdinSource(OpenFileRecord& record) {
-    DebugLog(u"->->", OpenFunction);
-    if (!XIsHandleOpen(XStdInputHandle)) {
-        ReportError(u"Error: Cannot open StdInput for audio reading.", OpenFunction);
+class StdinSource : public TvAudioSource {
+public:
+    StdinSource(const XOptionList& options, const PluginLogHandles& logs) : options(options), logs(logs) {}
+
+    bool Open(OpenFileRecord& record) override;
+    bool Read(AudioBlockRecord& block, uint64_t encodedBytes) override;
+    bool Close(ConversionRecord&) override;
+
+private:
+    void Fail(const char16_t* message) {
+        XDebugError(message, logs, OpenFunction);
         g_exitStatus = 1;
+    }
+
+    const XOptionList& options;
+    const PluginLogHandles& logs;
+    XWaveFormat format;
+    XBuffer tags;
+    XBuffer buffer;  // what the last read took
+    bool ended = false;
+};
+
+bool StdinSource::Open(OpenFileRecord& record) {
+    XDebugWrite(u"->->", logs, OpenFunction);
+    if (!XIsHandleOpen(XStdInputHandle)) {
+        Fail(u"Error: Cannot open StdInput for audio reading.");
         return false;
     }
     XString value;
@@ -28,60 +47,59 @@ bool TvTravex::OpenStdinSource(OpenFileRecord& record) {
     uint16_t channels = 0;
     uint16_t bits = 0;
     int32_t lengthMs = 0;
-    const bool haveRate = Get(u"sourcefreq", value) && !value.IsEmpty();
+    const bool haveRate = options.Get(u"sourcefreq", value) && !value.IsEmpty();
     if (haveRate) rate = static_cast<uint32_t>(value.ToInt());
-    if (Get(u"sourcechannels", value) && !value.IsEmpty()) channels = static_cast<uint16_t>(value.ToInt());
-    if (Get(u"sourcebits", value) && !value.IsEmpty()) bits = static_cast<uint16_t>(value.ToInt());
-    const bool isFloat = Has(u"sourceisfloat");
-    if (Get(u"sourcelength", value) && !value.IsEmpty()) lengthMs = static_cast<int32_t>(value.ToInt());
+    if (options.Get(u"sourcechannels", value) && !value.IsEmpty()) channels = static_cast<uint16_t>(value.ToInt());
+    if (options.Get(u"sourcebits", value) && !value.IsEmpty()) bits = static_cast<uint16_t>(value.ToInt());
+    const bool isFloat = options.Has(u"sourceisfloat");
+    if (options.Get(u"sourcelength", value) && !value.IsEmpty()) lengthMs = static_cast<int32_t>(value.ToInt());
     if (!haveRate) {
-        ReportError(u"Error: RIFF WAVE StdInput not supported yet.", OpenFunction);
-        g_exitStatus = 1;
+        Fail(u"Error: RIFF WAVE StdInput not supported yet.");
         return false;
     }
-    stdinFormat = XWaveFormat(channels, rate, bits);
-    if (isFloat) stdinFormat.SetTag(XWaveTag::Float);
+    format = XWaveFormat(channels, rate, bits);
+    if (isFloat) format.SetTag(XWaveTag::Float);
 
     record.BitsPerSecond = static_cast<uint32_t>(bits) * channels * rate;
     record.LengthMs = lengthMs;
-    record.LengthBytes = static_cast<int64_t>(stdinFormat.MillisecondsToBytes(lengthMs > 0 ? lengthMs : 0));
-    StoreWaveFormat(record.Format, stdinFormat);
+    record.LengthBytes = static_cast<int64_t>(format.MillisecondsToBytes(lengthMs > 0 ? lengthMs : 0));
+    StoreWaveFormat(record.Format, format);
     record.Path = u"-";
 
-    if (Get(u"idtags", value) && !value.IsEmpty()) {
-        XDebugWrite(u"Reading StdIn Tmp File IDTags: ", logSinks, nullptr, false);
-        XFile tags;
-        if (tags.OpenRead(value)) {
-            const uint64_t size = tags.Size();
-            if (size > 0 && size < UINT32_MAX && stdinTags.Resize(size, false, false, 0, true)) {
-                if (tags.Read(stdinTags.Data(), static_cast<uint32_t>(size), XFile::FromStart) == size) {
-                    record.IDTags = stdinTags.Data();
+    if (options.Get(u"idtags", value) && !value.IsEmpty()) {
+        XDebugWrite(u"Reading StdIn Tmp File IDTags: ", logs, nullptr, false);
+        XFile file;
+        if (file.OpenRead(value)) {
+            const uint64_t size = file.Size();
+            if (size > 0 && size < UINT32_MAX && tags.Resize(size, false, false, 0, true)) {
+                if (file.Read(tags.Data(), static_cast<uint32_t>(size), XFile::FromStart) == size) {
+                    record.IDTags = tags.Data();
                     record.IDTagsSize = static_cast<uint32_t>(size);
                 } else {
-                    stdinTags.Free();
+                    tags.Free();
                 }
             }
         }
-        XDebugWrite(u"Read", logSinks);
+        XDebugWrite(u"Read", logs);
     }
-    DebugLog(XString(u"Using StdInput WFX:") + stdinFormat.ToText());
-    DebugLog(u"<-<-", OpenFunction);
+    XDebugWrite(XString(u"Using StdInput WFX:") + format.ToText(), logs);
+    XDebugWrite(u"<-<-", logs, OpenFunction);
     return true;
 }
 
-bool TvTravex::DecodeStdinBlock(AudioBlockRecord& block) {
-    if (stdinBuffer.Size() == 0 && !stdinBuffer.Resize(StdinChunk, false, false, 0, true)) {
+bool StdinSource::Read(AudioBlockRecord& block, uint64_t encodedBytes) {
+    if (buffer.Size() == 0 && !buffer.Resize(StdinChunk, false, false, 0, true)) {
         // Without a buffer nothing can be read: the stream counts as ended.
         block.EndOfStream = 1;
         return true;
     }
     uint32_t got = 0;
-    bool ended = stdinEnded != 0;
+    bool atEnd = ended;
     // Whole frames of what waits are taken, the rest stays for the next read: a pipe that
     // holds part of a frame is then never split mid-stream by the reader's timing.
     uint32_t want = StdinChunk;
     uint32_t waiting = 0;
-    const uint32_t align = stdinFormat.BlockAlign() == 0 ? 1 : stdinFormat.BlockAlign();
+    const uint32_t align = format.BlockAlign() == 0 ? 1 : format.BlockAlign();
     if (XSysPeekPipe(XStdInputHandle, &waiting) && waiting > 0) {
         if (waiting >= align) {
             want = waiting < StdinChunk ? waiting : StdinChunk - StdinChunk % align;
@@ -91,23 +109,23 @@ bool TvTravex::DecodeStdinBlock(AudioBlockRecord& block) {
         }
     }
     // A read that fails is the end of the stream.
-    if (!ended) XSysReadReady(XStdInputHandle, stdinBuffer.Data(), want, &got, &ended);
-    if (ended) stdinEnded = 1;
-    if (got > 0) {
-        StoreWaveFormat(block.Format, stdinFormat);
-        block.BitsPerSecond = stdinFormat.Average() * 8;
-        block.BlockLengthMs = static_cast<int64_t>(stdinFormat.BytesToMilliseconds(got));
-        block.Size = got;
-        block.Data = stdinBuffer.Data();
-        block.PositionMs = static_cast<int64_t>(stdinFormat.BytesToMilliseconds(bytesEncoded));
-    }
-    block.EndOfStream = stdinEnded;
+    if (!atEnd) XSysReadReady(XStdInputHandle, buffer.Data(), want, &got, &atEnd);
+    if (atEnd) ended = true;
+    if (got > 0) TvFillBlock(block, format, buffer.Data(), got, encodedBytes);
+    block.EndOfStream = ended ? 1 : 0;
     return true;
 }
 
-void TvTravex::CloseStdinSource() {
-    DebugLog(u"->->", CloseFunction);
-    // Standard input is read through its descriptor; the process keeps it open.
-    stdinEnded = 1;
-    DebugLog(u"<-<-", CloseFunction);
+bool StdinSource::Close(ConversionRecord&) {
+    XDebugWrite(u"->->", logs, CloseFunction);
+    ended = true;
+    XCloseStdInput();
+    XDebugWrite(u"<-<-", logs, CloseFunction);
+    return true;
+}
+
+}  // namespace
+
+std::unique_ptr<TvAudioSource> TvMakeStdinSource(const XOptionList& options, const PluginLogHandles& logs) {
+    return std::make_unique<StdinSource>(options, logs);
 }

@@ -12,7 +12,7 @@ constexpr const char16_t* ProductLine = u"Tonvale Travex Core                   
 constexpr const char16_t* Ruler = u" 0%-----------25%-----------50%-----------75%-----------100%";
 }  // namespace
 
-TvTravex::TvTravex() {
+TvTravex::TvTravex(const XString& commandLine) {
     XSetDefaultRegistryKey(HKEY_CURRENT_USER, XProductRegistryKey);
     ApplyFirstRunDefaults();
 
@@ -27,7 +27,7 @@ TvTravex::TvTravex() {
     CreateOutputPipes();
     StartOutputThread();
 
-    SplitCommandLine();
+    SplitCommandLine(commandLine);
     if (!ReadCommandFiles()) {
         XMessageBox(u"Error reading Tv Command File.", u"Travex Core", XBox::Ok);
         g_exitStatus = 1;
@@ -37,12 +37,12 @@ TvTravex::TvTravex() {
         g_exitStatus = 1;
         return;
     }
-    if (!silent) ShowBanner();
+    if (!plan.silent) ShowBanner();
 
     StartWatchdog();
     clTvDecoder decoder;
 
-    if (!silent) PrintSummary();
+    if (!plan.silent) PrintSummary();
 
     Run(decoder);
     decoder.Unload();
@@ -50,8 +50,9 @@ TvTravex::TvTravex() {
 }
 
 TvTravex::~TvTravex() {
-    // The output thread drains both pipes to their end before it stops.
-    outputThread.Stop(true);
+    // The output thread drains both pipes to their end before it stops; it may still fail the
+    // run, so it stops while the run's record is there.
+    routes.Stop();
 }
 
 void TvTravex::ReportError(const XString& message, const char* function) {
@@ -80,15 +81,15 @@ void TvTravex::ShowUsage() {
 }
 
 void TvTravex::PrintSummary() {
-    PrintLine(XString(u"Encoding: ") + encoderName, true);
-    PrintLine(XString(u"Audio Source: ") + (stdinIsSource ? XString(u"Standard Input") : inFile),
+    PrintLine(XString(u"Encoding: ") + plan.encoderName, true);
+    PrintLine(XString(u"Audio Source: ") + (plan.stdinIsSource ? XString(u"Standard Input") : plan.inFile),
               true);
-    PrintLine(XString(u"Audio Destination: ") + outFile, true);
-    if (!dsps.empty()) {
+    PrintLine(XString(u"Audio Destination: ") + plan.outFile, true);
+    if (!dsps.IsEmpty()) {
         XString names;
-        for (size_t i = 0; i < dsps.size(); ++i) {
+        for (size_t i = 0; i < dsps.Count(); ++i) {
             if (i > 0) names.AppendFast(u", ");
-            names.AppendFast(dsps[i]->name);
+            names.AppendFast(dsps.Entries()[i]->name);
         }
         PrintLine(XString(u"DSP Effects: ") + names, true);
     }

@@ -9,11 +9,16 @@
 #include <vector>
 
 #include "batch/tv_batch.h"
+#include "driver/audio_source.h"
 #include "driver/console_writer.h"
+#include "driver/dsp_chain.h"
+#include "driver/output_routes.h"
+#include "driver/progress.h"
+#include "driver/run_plan.h"
 #include "foundation/files/xbuffer.h"
 #include "foundation/files/xfile.h"
 #include "foundation/files/xpipe.h"
-#include "foundation/options/dsp_options.h"
+#include "driver/dsp_options.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/paths/xtemp_file.h"
 #include "foundation/sync/xevent.h"
@@ -32,26 +37,22 @@
 // non-zero at the moment the constructor has returned.
 extern int32_t g_exitStatus;
 
-// One DSP of the chain, owned by TvTravex::dsps.
-struct DSPEntry {
-    XString name;
-    XString params;
-    clTvDSP dsp;         // the instance kept for the run
-    uint8_t IsLive = 0;  // false until the plug-in is asked
-    uint8_t Active = 1;  // cleared once non-live rendering has already applied this DSP
-};
 
 class TvTravex : public XOptionList {
 public:
+    // The names error lines give for the run and for parsing.
+    static constexpr const char* RunFunction = "TvTravex::TvTravex";
     static constexpr const char* ParseFunction = "TvTravex::ParseCommandLine";
 
-    TvTravex();
+    // Runs one conversion of commandLine, the whole process command line with the program's
+    // name first, as the debug log shows it.
+    explicit TvTravex(const XString& commandLine);
     ~TvTravex() override;
     TvTravex(const TvTravex&) = delete;
     TvTravex& operator=(const TvTravex&) = delete;
 
     // Start-up, in the order the constructor runs them.
-    void SplitCommandLine();
+    void SplitCommandLine(const XString& line);
     bool ReadCommandFiles();
     bool ReadTvCommandFile(const XString& path, bool isUtf8);
     bool ParseCommandLine();
@@ -89,22 +90,20 @@ public:
     // A controller line; only in command-file mode.
     void ControllerLine(const XString& text);
 
-    // The source (pump.cpp, stdin_source.cpp).
+    // The source (pump.cpp; the kinds of source in audio_source.h). The decoder serves only
+    // when standard input is not the source.
     bool OpenDecoder(clTvDecoder& decoder, OpenFileRecord& record);
-    bool CloseDecoder(clTvDecoder& decoder);
-    bool DecodeAudioBlock(clTvDecoder& decoder, AudioBlockRecord& block);
+    bool CloseDecoder();
+    // From the rendered file once non-live rendering has run, else from the source.
+    bool DecodeAudioBlock(AudioBlockRecord& block);
     bool PassLiveDSPs(AudioBlockRecord& block);
-    void Pump(clTvDecoder& decoder, clTvEncoder& encoder);
+    void Pump(clTvEncoder& encoder);
     bool TryRawUncompressed(const XString& options, clTvDecoder& decoder, clTvEncoder& encoder);
     void CommunicateStage(const char16_t* stage, clTvDecoder& decoder, clTvEncoder& encoder);
-    void StoreSharedBytes(uint64_t bytes);
-    bool OpenStdinSource(OpenFileRecord& record);
-    bool DecodeStdinBlock(AudioBlockRecord& block);
-    void CloseStdinSource();
     // The output's tags (tag assembly) from the opened source's blocks.
     void AssembleTags(const OpenFileRecord& record, clTvEncoder& encoder, const XString& options);
 
-    // The DSP chain (dsp_chain.cpp).
+    // The DSP chain (dsp_chain.h), for the run.
     bool LoadDSPEffects();
     bool BeginLiveDSPs();
     bool EndLiveDSPs();
@@ -112,50 +111,35 @@ public:
     void UnloadDSPs();
 
     // Non-live rendering (nonlive.cpp).
-    bool HandleNonLiveDSPs(clTvDecoder& decoder);
+    bool HandleNonLiveDSPs();
     void MakeTempName(XTempFile& file, const char* prefix);
+    // Runs one live DSP over the rendered file, into a second file that then replaces it.
+    bool RenderLiveDSP(DSPEntry& entry, OpenFileRecord& record);
 
     // After the pump (end_steps.cpp).
     void EndSteps(clTvDecoder& decoder, clTvEncoder& encoder);
     void ReportOutputFiles();
     void ClosingText();
 
-    XString encoderName;
-    XString inFile;
-    XString outFile;
-    XString tagLoadFile;
-    uint8_t writeIdTags = 0;
-    std::vector<std::unique_ptr<DSPEntry>> dsps;
-    DSPEntry* currentDsp = nullptr;  // a cursor only
-    XString quitEventName;
-    XTempFile nonLiveTemp;          // the rendered PCM file
-    XFile nonLiveReader;            // open: the pump reads the rendered file
-    uint64_t nonLiveBytesLeft = 0;
-    XWaveFormat nonLiveFormat;
-    XBuffer nonLiveBuffer;          // 500 ms of nonLiveFormat
-    XString tmpFolder;
+private:
+    TvRunPlan plan;
+    TvDspChain dsps;
+    XTempFile nonLiveTemp;  // the rendered PCM file
+    std::unique_ptr<TvAudioSource> source;
+    std::unique_ptr<TvRenderedSource> rendered;  // set: the pump reads the rendered file
+    XWaveFormat renderedFormat;                  // the rendered file's, after the last DSP
     // Error sink, information sink, debug file.
     PluginLogHandles logSinks{0, 0, 0};
-    TvConsoleWriter console;  // stdOut and stdErr
-    uint8_t silent = 0;
-    uint8_t errorFileGiven = 0;
-    uint8_t commandFileMode = 0;
+    // The console writer (stdOut and stdErr) and the pipes to it; their thread may fail the
+    // run, through MarkFailed.
+    TvOutputRoutes routes{[this] { MarkFailed(); }};
+    TvConsoleWriter& console = routes.Console();
     // Each stays without a handle when its option is not given, and then tests as not set.
     XEvent evtQuit;
     XEvent evtAfterConvSetError;
     XEvent evtWatchdog;
-    XSharedMemory sharedBytes;  // 8 bytes: the byte count for the controller
-    XPipe errorPipe;
-    XPipe infoPipe;
-    XThread outputThread;  // OutputPump
-    XEvent drainNow;       // asks OutputPump for a pass at once
-    XEvent drainDone;      // its answer
+    TvProgress progress{console};
     XThread watchdogThread;  // WatchdogPulse
-    uint8_t stdinIsSource = 0;
-    XWaveFormat stdinFormat;
-    XBuffer stdinTags;
-    XBuffer stdinBuffer;  // what the last read of standard input took
-    uint8_t stdinEnded = 0;
     // conv.Failed is the run's one failure flag. The record is packed: this placement is what
     // aligns Failed for the atomic accesses below.
     alignas(std::atomic_ref<uint32_t>::required_alignment) ConversionRecord conv{};
@@ -167,9 +151,7 @@ public:
     }
     XString tmpOutFile;
     uint64_t bytesEncoded = 0;
-    uint32_t batchId = 0;
     clTvBatch batch;
-    uint8_t batchLeader = 0;
     XString dspCommandLine;
     XFile debugFile;
     XEvent debugWatchEvent;  // held for the viewer while the run lasts
@@ -188,7 +170,6 @@ public:
     double realtimeFactor = 0.0;
     XStringList outputNames;  // final output files, from ReportOutputFiles
 
-private:
     // The DSP chain named by dsppreset and the dspeffect options, in load order.
     DSPSpecList CollectDSPSpecs();
     // The first line of a UTF-16 preset file; false when there is none to read.
@@ -198,3 +179,7 @@ private:
 // The encoder's command line: " -name" or " -name=\"value\"" for each option that is none of
 // the core's, where the core owns dspeffect1 to dspeffect<dspCount>.
 XString TvEncoderOptions(const XOptionList& options, int64_t dspCount);
+
+// The error line of an output that could not take the place of the old one: the last error's
+// text only when there is one.
+XString TvOverwriteErrorText(const XString& outFile);

@@ -125,8 +125,7 @@ public:
 
 private:
     void Overwrite(XIDTagItem& target, const XIDTagItem& source);
-    template <bool Narrow>
-    void ParseBlock(const uint8_t* block, int64_t size);
+    void ParseBlock(const void* block, int64_t size, bool narrow);
 
     std::vector<std::unique_ptr<XIDTagItem>> items;
     XIDTagItem* lastTouched = nullptr;

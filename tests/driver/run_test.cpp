@@ -303,6 +303,13 @@ TEST_F(TravexRun, StandardInputIsRawPcm) {
     EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), Input));
     for (const auto& line : Log()) EXPECT_NE(line.rfind("dec.", 0), 0u) << line;
 
+    // The run lets go of standard input when it closes its source, before the encoder ends, so
+    // that a writer with more to give learns at once that nothing more is read.
+    ClearLog();
+    r = Shell("cat in.raw in.raw in.raw | \"$T\" " + args + " -silent", "enc.failblock=2 enc.stdin");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_TRUE(Logged("enc.stdin let go"));
+
     // A writer that stops inside a frame: the reader waits for the rest of it.
     r = Shell("(head -c 3 in.raw; sleep 0.3; tail -c +4 in.raw) | \"$T\" -infile=- -outfile=o.pcm "
               "-convert_to=tvt -sourcefreq=44100 -sourcechannels=2 -sourcebits=24 -silent");

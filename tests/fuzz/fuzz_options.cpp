@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/options/dsp_options.h"
+#include "driver/dsp_options.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/platform/console.h"
 

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include "foundation/settings/reg_tool.h"
+#include "apps/tvreg/reg_tool.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
     auto dir = std::filesystem::temp_directory_path() / "tv-fuzz-reg-tool";

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <stdexcept>
 #include <string>
 
 #include "tvkit/log.h"
@@ -76,7 +77,9 @@ TEST(KitText, Utf8Utf16AndCaseFolding) {
     EXPECT_EQ(u"\U0001F600x", tvkit::Utf8ToUtf16("\xF0\x9F\x98\x80x"));
     EXPECT_EQ("\xF0\x9F\x98\x80x", tvkit::Utf16ToUtf8(u"\U0001F600x"));
     EXPECT_EQ(u"\uFFFDa\uFFFD", tvkit::Utf8ToUtf16("\xC3" "a\xFF"));
-    EXPECT_EQ(u"\uFFFD", tvkit::Utf8ToUtf16("\xE0\x80\x80"));  // overlong
+    // Each maximal invalid part is one replacement: an overlong form is three, a cut one one.
+    EXPECT_EQ(u"\uFFFD\uFFFD\uFFFD", tvkit::Utf8ToUtf16("\xE0\x80\x80"));
+    EXPECT_EQ(u"\uFFFDx", tvkit::Utf8ToUtf16("\xF0\x9F\x98x"));
     EXPECT_EQ("\xEF\xBF\xBD", tvkit::Utf16ToUtf8(std::u16string(1, char16_t(0xD800))));
     EXPECT_TRUE(tvkit::EqualsIgnoreCase(u".WAV", u".wav"));
     EXPECT_FALSE(tvkit::EqualsIgnoreCase(u"\u00c4", u"\u00e4"));
@@ -131,4 +134,39 @@ TEST(KitBase, PropertiesAndKeptTexts) {
     EXPECT_EQ(77u, tvkit::PluginBase::From<Probe>(h)->BatchId());
     EXPECT_EQ(0, tvkit::Call<tvkit::DspBase>(0, [&](tvkit::DspBase&) { return 1; }));
     tvkit::Destroy(h);
+}
+
+namespace {
+// Fails each call its own way, through the same export glue as a real plug-in.
+struct Thrower : tvkit::DspBase {
+    using DspBase::DspBase;
+    int32_t PassAudioBlock(AudioBlockRecord&) override { throw std::runtime_error("disk on fire \xC3\xA4"); }
+    int32_t EndConversion(ConversionRecord&) override { throw 42; }
+    int32_t AfterConversion(ConversionRecord&) override { throw std::bad_alloc(); }
+};
+}  // namespace
+TV_KIT_DSP_EXPORTS(Thrower)
+
+TEST(KitBase, ExceptionsBecomeAnErrorLineAndZero) {
+    FILE* f = std::tmpfile();
+    ASSERT_NE(nullptr, f);
+    PluginLogHandles h{fileno(f), 0, 0};
+    TvInstance dsp = DSP_Create(&h);
+    ASSERT_NE(0u, dsp);
+    AudioBlockRecord block{};
+    ConversionRecord conv{};
+    EXPECT_EQ(0, DSP_PassAudioBlock(dsp, &block));
+    EXPECT_EQ(0, DSP_EndConversion(dsp, &conv));
+    EXPECT_EQ(0, DSP_AfterConversion(dsp, &conv));
+    EXPECT_EQ(1, DSP_Destroy(dsp));
+
+    std::fseek(f, 0, SEEK_SET);
+    std::u16string text;
+    int lo, hi;
+    while ((lo = std::fgetc(f)) != EOF && (hi = std::fgetc(f)) != EOF) text += char16_t(lo | hi << 8);
+    std::fclose(f);
+    EXPECT_EQ(text,
+              u"Error: disk on fire \u00e4  [DSP_PassAudioBlock]\r\n"
+              u"Error: unexpected exception.  [DSP_EndConversion]\r\n"
+              u"Error: out of memory.  [DSP_AfterConversion]\r\n");
 }

@@ -1,6 +1,25 @@
 #include "tvkit/plugin_base.h"
 
+#include <exception>
+#include <new>
+
 namespace tvkit {
+
+void ReportCurrentException(const PluginLog& log, const char* function) noexcept {
+    try {
+        try {
+            throw;
+        } catch (const std::bad_alloc&) {
+            log.Error(u"Error: out of memory.", function);
+        } catch (const std::exception& e) {
+            log.Error(u"Error: " + Utf8ToUtf16(e.what()), function);
+        } catch (...) {
+            log.Error(u"Error: unexpected exception.", function);
+        }
+    } catch (...) {
+        // Even the report failed (memory is short): the 0 result alone fails the call.
+    }
+}
 
 int32_t PluginBase::GetProperty(std::u16string_view name, PluginArgs& args) {
     (void)name;

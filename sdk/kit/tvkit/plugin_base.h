@@ -2,7 +2,7 @@
 // Base classes that take the create/destroy/get/set boilerplate off a C++ plug-in. A plug-in
 // derives from DecoderBase, EncoderBase or DspBase, overrides what it needs, and writes one
 // TV_KIT_*_EXPORTS(Class) line in one source file. No exception crosses the C boundary: the
-// glue turns any into a 0 result.
+// glue writes its text to the error log and returns 0.
 #include <cstdint>
 #include <memory>
 #include <new>
@@ -94,24 +94,31 @@ public:
     virtual int32_t AfterConversion(ConversionRecord& conv) { (void)conv; return 1; }
 };
 
-// Runs one call on an instance: 0 without an instance or when anything throws.
+// Writes the text of the exception being handled to the error log under function, which
+// fails the run with a reason the user can read. Never throws.
+void ReportCurrentException(const PluginLog& log, const char* function) noexcept;
+
+// Runs one call on an instance: 0 without an instance or when anything throws, and then the
+// exception's text is in the error log under function (the export's name).
 template <class T, class F>
-int32_t Call(TvInstance handle, F&& body) {
+int32_t Call(TvInstance handle, F&& body, const char* function = nullptr) {
     T* self = PluginBase::From<T>(handle);
     if (!self) return 0;
     try {
         self->BeginCall();
         return body(*self);
     } catch (...) {
+        ReportCurrentException(self->Log(), function);
         return 0;  // nothing may unwind into the host
     }
 }
 
 template <class T>
-TvInstance Make(const PluginLogHandles* logs) {
+TvInstance Make(const PluginLogHandles* logs, const char* function = nullptr) {
     try {
         return (new T(logs))->Handle();
     } catch (...) {
+        ReportCurrentException(PluginLog(logs), function);
         return 0;
     }
 }
@@ -125,32 +132,32 @@ inline int32_t Destroy(TvInstance handle) {
 
 #define TV_KIT_COMMON_EXPORTS_(Prefix, Base, Class)                                                          \
     extern "C" TV_PLUGIN_EXPORT TvInstance Prefix##Create(const PluginLogHandles* logs) {                    \
-        return tvkit::Make<Class>(logs);                                                                      \
+        return tvkit::Make<Class>(logs, __func__);                                                                      \
     }                                                                                                         \
     extern "C" TV_PLUGIN_EXPORT int32_t Prefix##Destroy(TvInstance inst) { return tvkit::Destroy(inst); }   \
     extern "C" TV_PLUGIN_EXPORT int32_t Prefix##Get(TvInstance inst, const TvChar16* name, PluginArgs* args) { \
-        return tvkit::Call<Base>(inst, [&](Base& p) { return args ? p.GetProperty(tvkit::View16(name), *args) : 0; }); \
+        return tvkit::Call<Base>(inst, [&](Base& p) { return args ? p.GetProperty(tvkit::View16(name), *args) : 0; }, __func__); \
     }                                                                                                         \
     extern "C" TV_PLUGIN_EXPORT int32_t Prefix##Set(TvInstance inst, const TvChar16* name, PluginArgs* args) { \
-        return tvkit::Call<Base>(inst, [&](Base& p) { return args ? p.SetProperty(tvkit::View16(name), *args) : 0; }); \
+        return tvkit::Call<Base>(inst, [&](Base& p) { return args ? p.SetProperty(tvkit::View16(name), *args) : 0; }, __func__); \
     }
 
 #define TV_KIT_DECODER_EXPORTS(Class)                                                                        \
     TV_KIT_COMMON_EXPORTS_(, tvkit::DecoderBase, Class)                                                      \
     extern "C" TV_PLUGIN_EXPORT int32_t Open(TvInstance inst, OpenFileRecord* rec) {                         \
-        return tvkit::Call<tvkit::DecoderBase>(inst, [&](tvkit::DecoderBase& p) { return rec ? p.Open(*rec) : 0; }); \
+        return tvkit::Call<tvkit::DecoderBase>(inst, [&](tvkit::DecoderBase& p) { return rec ? p.Open(*rec) : 0; }, __func__); \
     }                                                                                                         \
     extern "C" TV_PLUGIN_EXPORT int32_t Close(TvInstance inst, ConversionRecord* conv) {                     \
-        return tvkit::Call<tvkit::DecoderBase>(inst, [&](tvkit::DecoderBase& p) { return p.Close(conv); });  \
+        return tvkit::Call<tvkit::DecoderBase>(inst, [&](tvkit::DecoderBase& p) { return p.Close(conv); }, __func__);  \
     }                                                                                                         \
     extern "C" TV_PLUGIN_EXPORT int32_t DecodeBlock(TvInstance inst, AudioBlockRecord* block) {              \
-        return tvkit::Call<tvkit::DecoderBase>(inst, [&](tvkit::DecoderBase& p) { return block ? p.DecodeBlock(*block) : 0; }); \
+        return tvkit::Call<tvkit::DecoderBase>(inst, [&](tvkit::DecoderBase& p) { return block ? p.DecodeBlock(*block) : 0; }, __func__); \
     }                                                                                                         \
     extern "C" TV_PLUGIN_EXPORT int32_t SetPosition(TvInstance inst, int64_t position) {                     \
-        return tvkit::Call<tvkit::DecoderBase>(inst, [&](tvkit::DecoderBase& p) { return p.SetPosition(position); }); \
+        return tvkit::Call<tvkit::DecoderBase>(inst, [&](tvkit::DecoderBase& p) { return p.SetPosition(position); }, __func__); \
     }                                                                                                         \
     extern "C" TV_PLUGIN_EXPORT int32_t DeleteATag(TvInstance inst, const TvChar16* path, const TvChar16* name) { \
-        return tvkit::Call<tvkit::DecoderBase>(inst, [&](tvkit::DecoderBase& p) { return p.DeleteATag(path, name); }); \
+        return tvkit::Call<tvkit::DecoderBase>(inst, [&](tvkit::DecoderBase& p) { return p.DeleteATag(path, name); }, __func__); \
     }
 
 #define TV_KIT_CONFIG_EXPORTS_(Prefix)                                                                       \
@@ -161,36 +168,36 @@ inline int32_t Destroy(TvInstance handle) {
     TV_KIT_COMMON_EXPORTS_(ENC_, tvkit::EncoderBase, Class)                                                  \
     TV_KIT_CONFIG_EXPORTS_(ENC_)                                                                             \
     extern "C" TV_PLUGIN_EXPORT int32_t ENC_BeginConversion(TvInstance inst, ConversionRecord* conv) {       \
-        return tvkit::Call<tvkit::EncoderBase>(inst, [&](tvkit::EncoderBase& p) { return conv ? p.BeginConversion(*conv) : 0; }); \
+        return tvkit::Call<tvkit::EncoderBase>(inst, [&](tvkit::EncoderBase& p) { return conv ? p.BeginConversion(*conv) : 0; }, __func__); \
     }                                                                                                         \
     extern "C" TV_PLUGIN_EXPORT int32_t ENC_EndConversion(TvInstance inst, ConversionRecord* conv, uint32_t* writeTags) { \
         return tvkit::Call<tvkit::EncoderBase>(inst, [&](tvkit::EncoderBase& p) {                            \
             uint32_t scratch = 0;                                                                             \
             return conv ? p.EndConversion(*conv, writeTags ? *writeTags : scratch) : 0;                       \
-        });                                                                                                   \
+        }, __func__);                                                                                                   \
     }                                                                                                         \
     extern "C" TV_PLUGIN_EXPORT int32_t ENC_EncodeBlock(TvInstance inst, AudioBlockRecord* block) {          \
-        return tvkit::Call<tvkit::EncoderBase>(inst, [&](tvkit::EncoderBase& p) { return block ? p.EncodeBlock(*block) : 0; }); \
+        return tvkit::Call<tvkit::EncoderBase>(inst, [&](tvkit::EncoderBase& p) { return block ? p.EncodeBlock(*block) : 0; }, __func__); \
     }
 
 #define TV_KIT_DSP_EXPORTS(Class)                                                                            \
     TV_KIT_COMMON_EXPORTS_(DSP_, tvkit::DspBase, Class)                                                      \
     TV_KIT_CONFIG_EXPORTS_(DSP_)                                                                             \
     extern "C" TV_PLUGIN_EXPORT int32_t DSP_BeginConversion(TvInstance inst, ConversionRecord* conv, const TvChar16* settings) { \
-        return tvkit::Call<tvkit::DspBase>(inst, [&](tvkit::DspBase& p) { return conv ? p.BeginConversion(*conv, tvkit::View16(settings)) : 0; }); \
+        return tvkit::Call<tvkit::DspBase>(inst, [&](tvkit::DspBase& p) { return conv ? p.BeginConversion(*conv, tvkit::View16(settings)) : 0; }, __func__); \
     }                                                                                                         \
     extern "C" TV_PLUGIN_EXPORT int32_t DSP_EndConversion(TvInstance inst, ConversionRecord* conv) {         \
-        return tvkit::Call<tvkit::DspBase>(inst, [&](tvkit::DspBase& p) { return conv ? p.EndConversion(*conv) : 0; }); \
+        return tvkit::Call<tvkit::DspBase>(inst, [&](tvkit::DspBase& p) { return conv ? p.EndConversion(*conv) : 0; }, __func__); \
     }                                                                                                         \
     extern "C" TV_PLUGIN_EXPORT int32_t DSP_PassAudioBlock(TvInstance inst, AudioBlockRecord* block) {       \
-        return tvkit::Call<tvkit::DspBase>(inst, [&](tvkit::DspBase& p) { return block ? p.PassAudioBlock(*block) : 0; }); \
+        return tvkit::Call<tvkit::DspBase>(inst, [&](tvkit::DspBase& p) { return block ? p.PassAudioBlock(*block) : 0; }, __func__); \
     }                                                                                                         \
     extern "C" TV_PLUGIN_EXPORT int32_t DSP_PassNonLive(TvInstance inst, const TvChar16* path, TvFormatAndLength* format, \
                                                         const TvChar16* settings, const TvChar16* quitEvent) { \
         return tvkit::Call<tvkit::DspBase>(inst, [&](tvkit::DspBase& p) {                                    \
             return format ? p.PassNonLive(tvkit::View16(path), *format, tvkit::View16(settings), tvkit::View16(quitEvent)) : 0; \
-        });                                                                                                   \
+        }, __func__);                                                                                                   \
     }                                                                                                         \
     extern "C" TV_PLUGIN_EXPORT int32_t DSP_AfterConversion(TvInstance inst, ConversionRecord* conv) {       \
-        return tvkit::Call<tvkit::DspBase>(inst, [&](tvkit::DspBase& p) { return conv ? p.AfterConversion(*conv) : 0; }); \
+        return tvkit::Call<tvkit::DspBase>(inst, [&](tvkit::DspBase& p) { return conv ? p.AfterConversion(*conv) : 0; }, __func__); \
     }

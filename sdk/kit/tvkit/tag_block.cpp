@@ -7,6 +7,10 @@
 namespace tvkit {
 
 namespace {
+
+constexpr size_t CountBytes = 4;   // the item count at the head of a block
+constexpr size_t LengthBytes = 4;  // the length at the head of each item
+
 void PutU32(uint8_t* p, uint32_t v) {
     p[0] = static_cast<uint8_t>(v);
     p[1] = static_cast<uint8_t>(v >> 8);
@@ -19,86 +23,113 @@ int32_t GetI32(const uint8_t* p) {
                                 static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24);
 }
 
-void PutText(std::vector<uint8_t>& out, std::u16string_view text) {
-    for (char16_t c : text) {
-        out.push_back(static_cast<uint8_t>(c));
-        out.push_back(static_cast<uint8_t>(c >> 8));
+// A NUL-ended text of unit-byte characters within the remaining bytes of an item. Without a
+// NUL the text is empty and nothing is consumed.
+std::string_view TakeText(const uint8_t*& at, int64_t& remaining, size_t unit) {
+    for (int64_t i = 0; i + static_cast<int64_t>(unit) <= remaining; i += static_cast<int64_t>(unit)) {
+        if (at[i] != 0 || (unit == 2 && at[i + 1] != 0)) continue;
+        const std::string_view text(reinterpret_cast<const char*>(at), static_cast<size_t>(i));
+        at += i + static_cast<int64_t>(unit);
+        remaining -= i + static_cast<int64_t>(unit);
+        return text;
     }
-    out.push_back(0);
-    out.push_back(0);
+    return {};
 }
 
-// Reads a NUL-ended UTF-16 text within the remaining bytes. Without a NUL the text is empty
-// and the position stays where it was.
-std::u16string ReadText(const uint8_t* base, size_t& pos, int64_t& remaining) {
-    std::u16string text;
-    if (remaining < 2) return text;
-    for (int64_t off = 0; off + 1 < remaining; off += 2) {
-        const uint8_t* p = base + pos + off;
-        const char16_t c = static_cast<char16_t>(p[0] | (p[1] << 8));
-        if (c == 0) {
-            for (int64_t k = 0; k < off; k += 2) {
-                const uint8_t* q = base + pos + k;
-                text += static_cast<char16_t>(q[0] | (q[1] << 8));
-            }
-            pos += static_cast<size_t>(off + 2);
-            remaining -= off + 2;
-            return text;
-        }
+std::u16string Utf16Of(std::string_view bytes) {
+    std::u16string text(bytes.size() / 2, u'\0');
+    for (size_t i = 0; i < text.size(); ++i) {
+        text[i] =
+            static_cast<char16_t>(static_cast<uint8_t>(bytes[2 * i]) | static_cast<uint8_t>(bytes[2 * i + 1]) << 8);
     }
     return text;
 }
+
+std::string Utf16Bytes(std::u16string_view text) {
+    std::string bytes(text.size() * 2, '\0');
+    for (size_t i = 0; i < text.size(); ++i) {
+        bytes[2 * i] = static_cast<char>(text[i] & 0xFF);
+        bytes[2 * i + 1] = static_cast<char>(text[i] >> 8);
+    }
+    return bytes;
+}
+
 }  // namespace
 
+std::vector<TagItemView> ReadTagBlock(const void* block, size_t size, TagText text) {
+    std::vector<TagItemView> items;
+    if (block == nullptr || size < CountBytes + 1) return items;
+    const auto* base = static_cast<const uint8_t*>(block);
+    const int32_t declared = GetI32(base);
+    if (declared < 1) return items;
+    const size_t unit = static_cast<size_t>(text);
+    size_t position = CountBytes;
+    while (position < size && items.size() < static_cast<size_t>(declared)) {
+        if (size - position < LengthBytes) break;
+        const int32_t length = GetI32(base + position);
+        if (length < 0 || static_cast<uint64_t>(length) > size - position) break;
+        TagItemView& item = items.emplace_back();
+        const uint8_t* at = base + position + LengthBytes;
+        int64_t remaining = static_cast<int64_t>(length) - static_cast<int64_t>(LengthBytes);
+        item.name = TakeText(at, remaining, unit);
+        // An item with no room left for a value keeps its name; the block ends with it.
+        if (remaining < 1) break;
+        item.value = TakeText(at, remaining, unit);
+        if (remaining > 0)
+            item.data = std::string_view(reinterpret_cast<const char*>(at), static_cast<size_t>(remaining));
+        position += static_cast<size_t>(length);
+    }
+    return items;
+}
+
 void TagBlockWriter::Clear() {
-    bytes.assign(4, 0);
+    bytes.assign(CountBytes, 0);
     count = 0;
 }
 
-void TagBlockWriter::AddItem(std::u16string_view name, std::u16string_view value, const void* data, size_t size) {
+bool TagBlockWriter::AddEncoded(std::string_view name, std::string_view value, std::string_view data) {
+    const uint64_t length = TagItemBytes(name.size(), value.size(), data.size(), text);
+    if (length > MaxTagItemBytes) return false;
+    const size_t nul = static_cast<size_t>(text);
     const size_t start = bytes.size();
-    bytes.resize(start + 4);
-    PutText(bytes, name);
-    PutText(bytes, value);
-    if (size) {
-        const auto* d = static_cast<const uint8_t*>(data);
-        bytes.insert(bytes.end(), d, d + size);
-    }
-    PutU32(bytes.data() + start, static_cast<uint32_t>(bytes.size() - start));
+    bytes.resize(start + LengthBytes);
+    PutU32(bytes.data() + start, static_cast<uint32_t>(length));
+    // Appended piece by piece: no zero fill of picture-sized data.
+    bytes.insert(bytes.end(), name.begin(), name.end());
+    bytes.insert(bytes.end(), nul, 0);
+    bytes.insert(bytes.end(), value.begin(), value.end());
+    bytes.insert(bytes.end(), nul, 0);
+    bytes.insert(bytes.end(), data.begin(), data.end());
     PutU32(bytes.data(), ++count);
+    return true;
 }
 
-void TagBlockWriter::Add(std::u16string_view name, std::u16string_view value) { AddItem(name, value, nullptr, 0); }
+void TagBlockWriter::Add(std::u16string_view name, std::u16string_view value) {
+    AddEncoded(Utf16Bytes(name), Utf16Bytes(value), {});
+}
 
 void TagBlockWriter::AddUtf8(std::u16string_view name, std::string_view utf8Value) {
-    AddItem(name, Utf8ToUtf16(utf8Value), nullptr, 0);
+    AddEncoded(Utf16Bytes(name), Utf16Bytes(Utf8ToUtf16(utf8Value)), {});
 }
 
 void TagBlockWriter::AddBinary(std::u16string_view name, const void* data, size_t size) {
-    AddItem(name, u"", data, size);
+    AddEncoded(Utf16Bytes(name), {}, std::string_view(static_cast<const char*>(data), data ? size : 0));
+}
+
+std::vector<uint8_t> TagBlockWriter::Take() {
+    std::vector<uint8_t> block;
+    block.swap(bytes);
+    Clear();
+    return block;
 }
 
 std::vector<TagItem> ParseTagBlock(const void* block, size_t size) {
     std::vector<TagItem> items;
-    if (!block || size < 5) return items;
-    const auto* base = static_cast<const uint8_t*>(block);
-    const int32_t declared = GetI32(base);
-    if (declared < 1) return items;
-    size_t pos = 4;
-    while (pos < size && items.size() < static_cast<size_t>(declared)) {
-        if (size - pos < 4) break;
-        const int32_t length = GetI32(base + pos);
-        if (length < 0 || static_cast<uint64_t>(pos) + static_cast<uint64_t>(length) > size) break;
+    for (const TagItemView& view : ReadTagBlock(block, size, TagText::Utf16)) {
         TagItem& item = items.emplace_back();
-        size_t at = pos + 4;
-        int64_t remaining = static_cast<int64_t>(length) - 4;
-        item.name = ReadText(base, at, remaining);
-        if (remaining < 1) break;
-        item.value = ReadText(base, at, remaining);
-        if (remaining < 0) break;
-        if (remaining > 0) item.data.assign(base + at, base + at + remaining);
-        at += static_cast<size_t>(remaining);
-        pos = at;
+        item.name = Utf16Of(view.name);
+        item.value = Utf16Of(view.value);
+        item.data.assign(view.data.begin(), view.data.end());
     }
     return items;
 }

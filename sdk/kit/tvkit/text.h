@@ -1,5 +1,5 @@
 #pragma once
-// UTF-8 / UTF-16 helpers for plug-ins. Invalid input becomes U+FFFD, never an error.
+// UTF-8 / UTF-16 helpers for plug-ins. Invalid input becomes U+FFFD (see utf.h), never an error.
 #include <cstddef>
 #include <string>
 #include <string_view>

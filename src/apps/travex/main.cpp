@@ -12,8 +12,8 @@ int main(int argc, char** argv) {
     XInstallCrashHandler(XTravexCrashName, XDefaultCrashFolder());
 
     std::optional<TvTravex> run;
-    run.emplace();
-    int code = g_exitStatus != 0 ? 1 : 0;
+    run.emplace(XJoinCommandLine(argc, argv));
+    const int code = g_exitStatus != 0 ? 1 : 0;
     run.reset();
     return code;
 }

@@ -4,10 +4,9 @@
 #include <cstring>
 #include <string>
 
-namespace {
-constexpr uint8_t kLf = 0x0A;
-constexpr uint8_t kCr = 0x0D;
+#include "foundation/files/line_reader.h"
 
+namespace {
 uint64_t TwoThirds(uint64_t value) { return value / 3 * 2 + value % 3 * 2 / 3; }
 }  // namespace
 
@@ -116,44 +115,14 @@ bool XBuffer::SetFill(uint64_t length, bool slack) {
 }
 
 bool XBuffer::ReadLine(XString& output, bool unicode) {
-    output.Clear();
-    const uint64_t unitSize = unicode ? 2 : 1;
-    std::string bytes;
-    bool gathered = false;
-    auto next = [&](uint16_t& unit) {
-        uint8_t raw[2] = {};
-        if (Read(raw, unitSize) != unitSize) return false;
-        unit = unicode ? static_cast<uint16_t>(raw[0] | (raw[1] << 8)) : raw[0];
-        return true;
-    };
-    auto finish = [&]() {
-        if (!unicode) output = XString(bytes.data(), bytes.size(), XString::Bytes::CodePage);
-    };
-    uint16_t unit = 0;
-    while (next(unit)) {
-        if (unit == kLf) {
-            finish();
-            return true;
-        }
-        if (unit == kCr) {
-            uint16_t after = 0;
-            if (!next(after)) break;
-            // One byte back in both modes: a lone CR in UTF-16 content leaves the reader
-            // misaligned, which the product's readers expect.
-            if (after != kLf) position -= 1;
-            finish();
-            return true;
-        }
-        if (unicode && !gathered && unit == 0xFEFF) continue;
-        gathered = true;
-        if (unicode) {
-            output.AppendChar(static_cast<char16_t>(unit));
-        } else {
-            bytes += static_cast<char>(unit);
-        }
-    }
-    finish();
-    return gathered;
+    struct Source {
+        XBuffer& buffer;
+        uint32_t Take(uint8_t* bytes, uint32_t count) { return static_cast<uint32_t>(buffer.Read(bytes, count)); }
+        void Back(uint32_t count) { buffer.position -= count; }
+    } source{*this};
+    XLineOptions options;
+    options.unicode = unicode;
+    return XReadLine(source, output, options);
 }
 
 bool XBuffer::WriteLine(const char* text, bool addEndOfLine) {

@@ -3,64 +3,25 @@
 #include <cstring>
 #include <string>
 
+#include "foundation/files/line_reader.h"
 #include "foundation/files/xfile.h"
 #include "foundation/platform/last_error.h"
 
-namespace {
-constexpr uint16_t kLf = 0x0A;
-constexpr uint16_t kCr = 0x0D;
-constexpr uint16_t kUnicodeBom = 0xFEFF;
-}  // namespace
-
 bool XFile::ReadLine(XString& output, bool unicode, bool utf8) {
-    output.Clear();
-    const uint32_t unitSize = unicode ? 2 : 1;
-    std::string bytes;  // the byte line, converted once at the end
-    bool gathered = false;
-    auto next = [&](uint16_t& unit) {
-        uint8_t raw[2] = {};
-        bool error = false;
-        if (Read(raw, unitSize, FromCurrent, &error) != unitSize || error) return false;
-        unit = unicode ? static_cast<uint16_t>(raw[0] | (raw[1] << 8)) : raw[0];
-        return true;
-    };
-    auto finish = [&]() {
-        if (!unicode) {
-            output = XString(bytes.data(), bytes.size(), utf8 ? XString::Bytes::Utf8 : XString::Bytes::CodePage);
+    struct Source {
+        XFile& file;
+        uint32_t Take(uint8_t* bytes, uint32_t count) {
+            bool error = false;
+            const uint32_t got = file.Read(bytes, count, FromCurrent, &error);
+            return error ? 0 : got;
         }
-    };
-    uint16_t unit = 0;
-    while (next(unit)) {
-        if (unit == kLf) {
-            finish();
-            return true;
-        }
-        if (unit == kCr) {
-            uint16_t after = 0;
-            if (!next(after)) break;  // a CR as last unit ends the text
-            if (after != kLf) Seek(-static_cast<int64_t>(unitSize), FromCurrent);
-            finish();
-            return true;
-        }
-        if (!gathered) {
-            if (unicode && unit == kUnicodeBom) continue;
-            if (!unicode && utf8 && unit == 0xEF) {
-                uint8_t rest[2] = {};
-                bool error = false;
-                uint32_t got = Read(rest, 2, FromCurrent, &error);
-                if (got == 2 && !error && rest[0] == 0xBB && rest[1] == 0xBF) continue;
-                if (got > 0) Seek(-static_cast<int64_t>(got), FromCurrent);
-            }
-        }
-        gathered = true;
-        if (unicode) {
-            output.AppendChar(static_cast<char16_t>(unit));
-        } else {
-            bytes += static_cast<char>(unit);
-        }
-    }
-    finish();
-    return gathered;
+        void Back(uint32_t count) { file.Seek(-static_cast<int64_t>(count), FromCurrent); }
+    } source{*this};
+    XLineOptions options;
+    options.unicode = unicode;
+    options.utf8 = utf8;
+    options.crPushBack = unicode ? 2 : 1;
+    return XReadLine(source, output, options);
 }
 
 bool XFile::WriteLine(const char* text, bool addEndOfLine) {

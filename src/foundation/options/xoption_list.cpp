@@ -146,13 +146,11 @@ void XOptionList::FromCommandLine() {
     Parse(line, start);
 }
 
-// Items keep whatever quotes they hold: the shell has already split them.
-//  1. An item without '-' ends the parsing.
-//  2. The name starts behind the first '-', or behind a second one.
-//  3. With '=' behind the name start, the name stands before it and the value behind it.
-//  4. Otherwise the rest is the name, and a next item that doesn't start with '-' is its
-//     value and is used up.
-// An empty name adds nothing, as in Parse, so both forms of a command line agree.
+// Items keep whatever quotes they hold: the shell has already split them. An item without '-'
+// ends the parsing. A name starts behind the first '-', or behind a second one; with '=' behind
+// that start the name stands before it and the value behind it, otherwise the rest of the item
+// is the name and a next item that doesn't start with '-' is its value and is used up. An
+// empty name adds nothing, as in Parse, so both forms of a command line agree.
 void XOptionList::FromArguments(const XStringList& list) {
     XStringList newNames;
     XStringList newValues;

@@ -51,7 +51,8 @@ void XSanitizePath(XPath& path, bool truncate, const char16_t* table, bool keepB
                    bool skipRoot) {
     if (!table) table = XSanitizeDefaultTable;
 
-    // 1-2. Characters, from the root on (or from the first).
+    // Replace or drop the characters the table names, and control characters, from the root on
+    // (or from the first). The last dot is the extension's and stays whatever the table says.
     int start = skipRoot ? path.RootLength() : 1;
     int lastDot = path.FindLastChar(u'.');
     XPath clean(path.Left(start - 1));
@@ -77,7 +78,7 @@ void XSanitizePath(XPath& path, bool truncate, const char16_t* table, bool keepB
         clean.AppendChar(c);
     }
 
-    // 3. Components, last first; what stays is the root.
+    // Take the path apart, last component first, until only its root is left.
     XStringList parts;
     for (;;) {
         int before = clean.Length();
@@ -88,7 +89,9 @@ void XSanitizePath(XPath& path, bool truncate, const char16_t* table, bool keepB
     }
     if (!parts.IsEmpty()) clean.AddBackslash();
 
-    // 4-6. Back together, first folder first.
+    // Put it back together, first folder first. A folder is cut to the longest component, loses
+    // trailing blanks and dots, and a device name gets an underscore; a file name that is too long
+    // loses the end of its base, never its extension. No component starts with a dot.
     for (int64_t i = parts.Count() - 1; i >= 0; --i) {
         XString& part = parts[i];
         bool isFile = i == 0;
@@ -111,7 +114,8 @@ void XSanitizePath(XPath& path, bool truncate, const char16_t* table, bool keepB
         clean.Append(part);
     }
 
-    // 7. Shorten: folders first while the file's base is short, then the base.
+    // Shorten a path that is still too long: folders first while the file's base is short, then
+    // the base.
     int root = clean.RootLength();
     while (truncate && clean.Length() >= kMaxPath) {
         int lastSep = clean.FindLastChar(kSep);
@@ -125,8 +129,8 @@ void XSanitizePath(XPath& path, bool truncate, const char16_t* table, bool keepB
         }
     }
 
-    // 8. Separator runs, and "./" and " /", from the root on. A relative path keeps its
-    // leading "./" and "../" steps.
+    // Fold separator runs, and "./" and " /", from the root on. A relative path keeps its
+    // leading "./" and "../" steps, which mean something there.
     int from = root > 1 ? root - 1 : 1;
     if (root == 1) {
         for (;;) {
@@ -155,7 +159,7 @@ void XSanitizePath(XPath& path, bool truncate, const char16_t* table, bool keepB
         if (clean.Length() == before) break;
     }
 
-    // 9. No trailing separator behind the root.
+    // No trailing separator behind the root.
     if (clean.Length() > root - 1 && clean.Length() > 1 && clean.GetAt(XString::Last) == kSep) {
         clean.RemoveAt(XString::Last);
     }

@@ -10,6 +10,9 @@
 // Opens /dev/null on any of the descriptors 0, 1 and 2 that is closed, so that no file or
 // pipe the process opens later takes one of their numbers. Call first thing in main.
 void XEnsureStandardHandles();
+// Lets go of standard input, so that its writer learns that no more is read; the handle then
+// reads as an empty file, so that no later open takes its number.
+void XCloseStdInput();
 
 // Keeps the argument vector for XGetCommandLine. Without it, /proc/self/cmdline is read.
 void XSetProcessArguments(int argc, const char* const* argv);

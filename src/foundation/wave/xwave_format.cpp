@@ -7,10 +7,10 @@
 
 namespace {
 
-constexpr uint8_t kGuidTail[8] = {0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
-
+// Every field but the tag in Data1.
 bool IsStandardGuid(const XWaveGuid& g) {
-    return g.data2 == 0 && g.data3 == 0x0010 && std::memcmp(g.data4, kGuidTail, 8) == 0;
+    const XWaveGuid standard = XWaveSubFormat(0);
+    return g.Data2 == standard.Data2 && g.Data3 == standard.Data3 && std::memcmp(g.Data4, standard.Data4, 8) == 0;
 }
 
 // Tags whose GUID SetTag writes and Flatten turns back.
@@ -32,11 +32,6 @@ void Put32(uint8_t* p, uint32_t v) {
 
 }  // namespace
 
-XWaveGuid XWaveSubFormat(uint16_t tag) {
-    XWaveGuid g{tag, 0x0000, 0x0010, {}};
-    std::memcpy(g.data4, kGuidTail, 8);
-    return g;
-}
 
 XWaveFormat::XWaveFormat() {
     const XWaveFormatEx zero{};
@@ -115,22 +110,22 @@ bool XWaveFormat::IsExtensible() const {
 
 uint16_t XWaveFormat::GetTag() const {
     if (IsExtensible()) {
-        const XWaveGuid& g = Extensible()->subFormat;
-        if (IsStandardGuid(g) && IsKnownSubFormat(g.data1)) return static_cast<uint16_t>(g.data1);
+        const XWaveGuid& g = Extensible()->SubFormat;
+        if (IsStandardGuid(g) && IsKnownSubFormat(g.Data1)) return static_cast<uint16_t>(g.Data1);
     }
     return format->wFormatTag;
 }
 
 void XWaveFormat::SetTag(uint16_t tag) {
     if (IsExtensible() && IsFlatTag(tag)) {
-        MutableExtensible()->subFormat = XWaveSubFormat(tag);
+        MutableExtensible()->SubFormat = XWaveSubFormat(tag);
         return;
     }
     format->wFormatTag = tag;
 }
 
 bool XWaveFormat::HasSubFormat(const XWaveGuid& guid) const {
-    return IsExtensible() && std::memcmp(&Extensible()->subFormat, &guid, sizeof guid) == 0;
+    return IsExtensible() && std::memcmp(&Extensible()->SubFormat, &guid, sizeof guid) == 0;
 }
 
 bool XWaveFormat::Extend() {
@@ -138,26 +133,26 @@ bool XWaveFormat::Extend() {
     const uint16_t tag = GetTag();
     if (tag != XWaveTag::Pcm && tag != XWaveTag::Float) return false;
     XWaveFormatExtensible ext{};
-    ext.format = *format;
-    ext.format.wFormatTag = XWaveTag::Extensible;
-    ext.format.cbSize = XWaveExtensibleExtra;
-    ext.validBits = format->wBitsPerSample;
-    ext.channelMask = 0x80000000u;
-    ext.subFormat = XWaveSubFormat(tag);
-    Set(&ext.format);
+    ext.Format = *format;
+    ext.Format.wFormatTag = XWaveTag::Extensible;
+    ext.Format.cbSize = XWaveExtensibleExtra;
+    ext.wValidBitsPerSample = format->wBitsPerSample;
+    ext.dwChannelMask = 0x80000000u;
+    ext.SubFormat = XWaveSubFormat(tag);
+    Set(&ext.Format);
     return true;
 }
 
 bool XWaveFormat::Flatten() {
     if (format->wFormatTag != XWaveTag::Extensible || format->cbSize < XWaveExtensibleExtra) return false;
-    const XWaveGuid& g = Extensible()->subFormat;
-    if (!IsStandardGuid(g) || !IsFlatTag(g.data1)) return false;
+    const XWaveGuid& g = Extensible()->SubFormat;
+    if (!IsStandardGuid(g) || !IsFlatTag(g.Data1)) return false;
     const size_t behind = format->cbSize - XWaveExtensibleExtra;
     XBuffer flat;
     if (!flat.Resize(18 + behind, false)) throw std::bad_alloc();
     auto* r = reinterpret_cast<XWaveFormatEx*>(flat.Data());
     std::memcpy(r, format, 18);
-    r->wFormatTag = static_cast<uint16_t>(g.data1);
+    r->wFormatTag = static_cast<uint16_t>(g.Data1);
     r->cbSize = static_cast<uint16_t>(behind);
     if (behind) std::memcpy(flat.Data() + 18, reinterpret_cast<const uint8_t*>(format) + 40, behind);
     Set(r);
@@ -186,7 +181,7 @@ void XWaveFormat::Recompute() {
 }
 
 void XWaveFormat::SetChannels(uint16_t channels, bool recompute) {
-    if (IsExtensible() && channels != format->nChannels) MutableExtensible()->channelMask = 0;
+    if (IsExtensible() && channels != format->nChannels) MutableExtensible()->dwChannelMask = 0;
     format->nChannels = channels;
     if (recompute) Recompute();
 }
@@ -194,7 +189,7 @@ void XWaveFormat::SetChannels(uint16_t channels, bool recompute) {
 void XWaveFormat::SetBits(uint16_t bits, bool recompute) {
     if (IsExtensible() && bits != format->wBitsPerSample) {
         const uint16_t tag = GetTag();
-        if (tag == XWaveTag::Pcm || tag == XWaveTag::Float) MutableExtensible()->validBits = bits;
+        if (tag == XWaveTag::Pcm || tag == XWaveTag::Float) MutableExtensible()->wValidBitsPerSample = bits;
     }
     format->wBitsPerSample = bits;
     if (recompute) Recompute();
@@ -249,7 +244,7 @@ bool XWaveFormat::SameFormat(const XWaveFormat& a, const XWaveFormat& b) {
     if (ra.wFormatTag == XWaveTag::Extensible && ra.cbSize >= 40 && rb.cbSize >= 40) {
         const auto* ea = reinterpret_cast<const XWaveFormatExtensible*>(a.format);
         const auto* eb = reinterpret_cast<const XWaveFormatExtensible*>(b.format);
-        if (std::memcmp(&ea->subFormat, &eb->subFormat, sizeof(XWaveGuid)) != 0 || ea->validBits != eb->validBits)
+        if (std::memcmp(&ea->SubFormat, &eb->SubFormat, sizeof(XWaveGuid)) != 0 || ea->wValidBitsPerSample != eb->wValidBitsPerSample)
             return false;
     }
     return true;

@@ -7,53 +7,30 @@
 
 #include "foundation/files/xbuffer.h"
 #include "foundation/text/xstring.h"
+#include "tonvale/plugin.h"
 
 class XFile;
 
-#pragma pack(push, 1)
-struct XWaveGuid {
-    uint32_t data1;
-    uint16_t data2;
-    uint16_t data3;
-    uint8_t data4[8];
-};
-
-// The plain record, 18 bytes.
-struct XWaveFormatEx {
-    uint16_t wFormatTag;
-    uint16_t nChannels;
-    uint32_t nSamplesPerSec;
-    uint32_t nAvgBytesPerSec;
-    uint16_t nBlockAlign;
-    uint16_t wBitsPerSample;
-    uint16_t cbSize;
-};
-
-// The extensible record, 40 bytes.
-struct XWaveFormatExtensible {
-    XWaveFormatEx format;
-    uint16_t validBits;
-    uint32_t channelMask;
-    XWaveGuid subFormat;
-};
-#pragma pack(pop)
-static_assert(sizeof(XWaveFormatEx) == 18 && sizeof(XWaveFormatExtensible) == 40);
+// The records are the plug-in contract's own: what the host keeps is what plug-ins read.
+using XWaveGuid = TvGuid;
+using XWaveFormatEx = TvWaveFormatEx;            // the plain record, 18 bytes
+using XWaveFormatExtensible = TvWaveFormatExtensible;  // the extensible record, 40 bytes
 
 namespace XWaveTag {
-constexpr uint16_t Pcm = 1;
-constexpr uint16_t Adpcm = 2;
-constexpr uint16_t Float = 3;
-constexpr uint16_t ALaw = 6;
-constexpr uint16_t MuLaw = 7;
-constexpr uint16_t Mpeg = 0x50;
-constexpr uint16_t Extensible = 0xFFFE;
+constexpr uint16_t Pcm = TV_WAVE_FORMAT_PCM;
+constexpr uint16_t Adpcm = TV_WAVE_FORMAT_ADPCM;
+constexpr uint16_t Float = TV_WAVE_FORMAT_IEEE_FLOAT;
+constexpr uint16_t ALaw = TV_WAVE_FORMAT_ALAW;
+constexpr uint16_t MuLaw = TV_WAVE_FORMAT_MULAW;
+constexpr uint16_t Mpeg = TV_WAVE_FORMAT_MPEG;
+constexpr uint16_t Extensible = TV_WAVE_FORMAT_EXTENSIBLE;
 }  // namespace XWaveTag
 
 // Bytes of the extensible tail behind the plain record.
-constexpr uint16_t XWaveExtensibleExtra = 22;
+constexpr uint16_t XWaveExtensibleExtra = TV_WAVE_EXTENSIBLE_EXTRA;
 
 // The standard sub-format GUID of a tag: tag-0000-0010-8000-00AA00389B71.
-XWaveGuid XWaveSubFormat(uint16_t tag);
+inline XWaveGuid XWaveSubFormat(uint16_t tag) { return TvWaveSubFormat(tag); }
 
 class XWaveFormat {
 public:

@@ -1,5 +1,7 @@
 // Test encoder: writes the PCM it gets to the output file as it is, with faults on demand.
 #define TV_PLUGIN_ENCODER
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <string>
 
@@ -98,6 +100,10 @@ int32_t ENC_EncodeBlock(TvInstance inst, AudioBlockRecord* block) {
 int32_t ENC_EndConversion(TvInstance inst, ConversionRecord* conv, uint32_t* writeTags) {
     Encoder* e = Of(inst);
     TvtLog("enc.End " + std::to_string(conv->Failed));
+    if (TvtHas("enc.stdin")) {
+        struct stat st {};
+        TvtLog(fstat(0, &st) == 0 && S_ISFIFO(st.st_mode) ? "enc.stdin pipe" : "enc.stdin let go");
+    }
     if (e->out) std::fclose(e->out);
     e->out = nullptr;
     if (TvtHas("enc.tags")) *writeTags = 1;

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "foundation/platform/locale.h"
 
@@ -63,8 +66,6 @@ TEST(NumberFormat, LocaleValuesToRecord) {
     EXPECT_EQ(r.negativeForm, 4);
     EXPECT_EQ(r.indianGrouping, 1);
     EXPECT_EQ(std::u16string(r.thousand), u"abcde");
-    // The user's record is read once and is the same object afterwards.
-    EXPECT_EQ(&XLocaleUser(), &XLocaleUser());
     EXPECT_EQ(std::u16string(XLocaleNeutral().thousand), u",");
 }
 
@@ -106,4 +107,32 @@ TEST(NumberFormat, Durations) {
     r.decimal[0] = u',';
     EXPECT_EQ(S(XFormatDuration(1500, 0, r)), u"1,5 seconds");
     EXPECT_EQ(S(XFormatDuration(t, 3, r)), u"01.02.05,042");
+}
+
+namespace {
+bool SameRecord(const XLocaleFormat& a, const XLocaleFormat& b) {
+    auto same = [](const char16_t* x, const char16_t* y) { return std::u16string(x) == std::u16string(y); };
+    return a.leadingZero == b.leadingZero && a.negativeForm == b.negativeForm && a.indianGrouping == b.indianGrouping &&
+           same(a.negativeSign, b.negativeSign) && same(a.positiveSign, b.positiveSign) &&
+           same(a.thousand, b.thousand) && same(a.decimal, b.decimal) && same(a.time, b.time);
+}
+}  // namespace
+
+// In a fresh process, so that the threads race for the first use: they all get one record,
+// and it holds the user's locale.
+TEST(NumberFormat, UserRecordIsReadOnceAcrossThreads) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            std::vector<const XLocaleFormat*> seen(8, nullptr);
+            std::vector<std::thread> threads;
+            for (auto& slot : seen) threads.emplace_back([&slot] { slot = &XLocaleUser(); });
+            for (auto& t : threads) t.join();
+            XLocaleFormat fresh;
+            XLocaleRead(fresh);
+            bool ok = SameRecord(*seen[0], fresh);
+            for (const XLocaleFormat* record : seen) ok = ok && record == seen[0];
+            std::exit(ok ? 0 : 1);
+        },
+        ::testing::ExitedWithCode(0), "");
 }

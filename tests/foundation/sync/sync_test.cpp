@@ -11,10 +11,18 @@
 #include "foundation/sync/helper/spawn.h"
 
 TEST(SyncEvent, BasicsWithAndWithoutHandle) {
+    // A wait without a handle fails at once, even an endless one: the check runs on a thread
+    // of its own, so that a wait that did not return fails the test instead of hanging it.
     XEvent none;
-    uint64_t start = XGetTickCount64();
-    EXPECT_FALSE(none.Wait(1000));
-    EXPECT_LT(XGetTickCount64() - start, 100u);
+    XEvent returned(nullptr);
+    std::atomic<bool> waited{true};
+    XThread waiter;
+    ASSERT_TRUE(waiter.Start([&](XEvent&) {
+        waited = none.Wait(XInfinite);
+        returned.Set();
+    }, false, 0));
+    ASSERT_TRUE(returned.Wait(10000));
+    EXPECT_FALSE(waited);
     EXPECT_FALSE(none.Set());
 
     XEvent e(nullptr);
@@ -24,9 +32,13 @@ TEST(SyncEvent, BasicsWithAndWithoutHandle) {
     EXPECT_TRUE(e.IsSet());
     EXPECT_FALSE(e.Toggle());
     EXPECT_FALSE(e.IsSet());
-    start = XGetTickCount64();
-    EXPECT_FALSE(e.Wait(60));
-    EXPECT_GE(XGetTickCount64() - start, 55u);
+    EXPECT_FALSE(e.Wait(60));  // times out
+    // Set from another thread, it ends an endless wait.
+    XThread setter;
+    ASSERT_TRUE(setter.Start([&](XEvent&) { e.Set(); }, false, 0));
+    EXPECT_TRUE(e.Wait(XInfinite));
+    EXPECT_TRUE(setter.IsFinished(10000));
+    e.Reset();
 
     XEvent copy;
     EXPECT_TRUE(copy.AttachCopy(e.handle));
@@ -63,21 +75,23 @@ TEST(SyncEvent, NamedAndWaitEither) {
 
 TEST(SyncThread, StopWaitParksAThreadThatWillNotStop) {
     std::atomic<int> ticks{0};
-    uint64_t start;
+    XEvent started(nullptr);
+    XEvent sawStop(nullptr);
     {
         XThread stubborn;
-        ASSERT_TRUE(stubborn.Start([&](XEvent&) {
+        // The stop wait is long enough that even a loaded machine runs the thread within it.
+        ASSERT_TRUE(stubborn.Start([&](XEvent& stop) {
+            started.Set();
             for (;;) {
                 ++ticks;
+                if (stop.IsSet()) sawStop.Set();
                 XSleep(5);
             }
-        }, false, 100));
-        XSleep(20);
-        start = XGetTickCount64();
+        }, false, 1000));
+        ASSERT_TRUE(started.Wait(10000));
     }
-    uint64_t took = XGetTickCount64() - start;
-    EXPECT_GE(took, 95u);
-    EXPECT_LT(took, 1000u);
+    // The stop was asked for and waited on while the thread ran on, then the thread parked.
+    EXPECT_TRUE(sawStop.IsSet());
     int frozen = ticks.load();
     XSleep(60);
     EXPECT_LE(ticks.load(), frozen + 1);  // parked, not running on

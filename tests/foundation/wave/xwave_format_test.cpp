@@ -79,8 +79,8 @@ TEST(XWaveFormat, ExtendFlattenAndTags) {
     EXPECT_TRUE(f.IsExtensible());
     EXPECT_EQ(XWaveTag::Extensible, f.RawTag());
     EXPECT_EQ(XWaveTag::Float, f.GetTag());
-    EXPECT_EQ(0x80000000u, f.Extensible()->channelMask);
-    EXPECT_EQ(32u, f.Extensible()->validBits);
+    EXPECT_EQ(0x80000000u, f.Extensible()->dwChannelMask);
+    EXPECT_EQ(32u, f.Extensible()->wValidBitsPerSample);
     EXPECT_TRUE(f.HasSubFormat(XWaveSubFormat(3)));
     EXPECT_TRUE(XWaveFormat::SameFormat(f, plainFloat));
     EXPECT_TRUE(XWaveFormat::SameFormat(plainFloat, f));
@@ -107,18 +107,18 @@ TEST(XWaveFormat, ExtendFlattenAndTags) {
     EXPECT_FALSE(XWaveFormat::SameFormat(pcm, XWaveFormat(1, 44100, 16)));
     XWaveFormatEx unknownExt = *e.Record();
     XWaveFormatExtensible odd = *e.Extensible();
-    odd.subFormat.data1 = 0x1234;
+    odd.SubFormat.Data1 = 0x1234;
     XWaveFormat o;
-    o.Set(&odd.format);
+    o.Set(&odd.Format);
     EXPECT_FALSE(XWaveFormat::SameFormat(o, pcm));
     (void)unknownExt;
 
     // Channel and bit changes on an extensible record.
     e.SetChannels(6, true);
-    EXPECT_EQ(0u, e.Extensible()->channelMask);
+    EXPECT_EQ(0u, e.Extensible()->dwChannelMask);
     EXPECT_EQ(12u, e.BlockAlign());
     e.SetBits(24, true);
-    EXPECT_EQ(24u, e.Extensible()->validBits);
+    EXPECT_EQ(24u, e.Extensible()->wValidBitsPerSample);
     EXPECT_EQ(18u, e.BlockAlign());
 }
 

@@ -120,6 +120,16 @@ void XEnsureStandardHandles() {
     }
 }
 
+void XCloseStdInput() {
+    const int empty = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (empty < 0) {
+        close(0);  // the number may be taken again, but the writer still learns of the end
+        return;
+    }
+    dup2(empty, 0);
+    close(empty);
+}
+
 void XSetProcessArguments(int argc, const char* const* argv) {
     g_arguments.clear();
     for (int i = 0; i < argc; ++i) g_arguments.emplace_back(argv[i] != nullptr ? argv[i] : "");

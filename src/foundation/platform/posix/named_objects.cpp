@@ -27,6 +27,7 @@
 #include <string>
 
 #include "foundation/platform/last_error.h"
+#include "foundation/platform/posix/deadline.h"
 #include "foundation/text/xstring.h"
 
 enum class XObjectKind { Event, Mutex, Section };
@@ -296,29 +297,6 @@ bool IsKind(XObjectHandle h, XObjectKind kind) {
     return true;
 }
 
-void AbsoluteDeadline(timespec& deadline, uint32_t milliseconds) {
-    clock_gettime(CLOCK_MONOTONIC, &deadline);
-    deadline.tv_sec += milliseconds / 1000u;
-    deadline.tv_nsec += static_cast<long>(milliseconds % 1000u) * 1000000L;
-    if (deadline.tv_nsec >= 1000000000L) {
-        deadline.tv_sec += 1;
-        deadline.tv_nsec -= 1000000000L;
-    }
-}
-
-// Time left to an absolute monotonic deadline; false when it has passed.
-bool Remaining(const timespec& deadline, timespec& left) {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    left.tv_sec = deadline.tv_sec - now.tv_sec;
-    left.tv_nsec = deadline.tv_nsec - now.tv_nsec;
-    if (left.tv_nsec < 0) {
-        left.tv_sec -= 1;
-        left.tv_nsec += 1000000000L;
-    }
-    return left.tv_sec >= 0 && (left.tv_sec > 0 || left.tv_nsec > 0);
-}
-
 std::atomic<uint32_t>& StateOf(XObjectHandle h) { return static_cast<EventPage*>(h->map)->state; }
 
 struct FutexWaitv {
@@ -396,12 +374,12 @@ uint32_t XWaitEventObject(XObjectHandle event, uint32_t milliseconds) {
     if (state.load() != 0) return XWaitObject0;
     if (milliseconds == 0) return XWaitTimeout;
     timespec deadline{};
-    if (milliseconds != XInfinite) AbsoluteDeadline(deadline, milliseconds);
+    if (milliseconds != XInfinite) deadline = XDeadlineAfter(milliseconds);
     while (state.load() == 0) {
         timespec left{};
         const timespec* timeout = nullptr;
         if (milliseconds != XInfinite) {
-            if (!Remaining(deadline, left)) return XWaitTimeout;
+            if (!XTimeLeft(deadline, left)) return XWaitTimeout;
             timeout = &left;
         }
         Futex(&state, FUTEX_WAIT, 0, timeout);
@@ -414,12 +392,12 @@ int XWaitEitherEventObject(XObjectHandle first, XObjectHandle second, uint32_t m
     std::atomic<uint32_t>& a = StateOf(first);
     std::atomic<uint32_t>& b = StateOf(second);
     timespec deadline{};
-    if (milliseconds != XInfinite) AbsoluteDeadline(deadline, milliseconds);
+    if (milliseconds != XInfinite) deadline = XDeadlineAfter(milliseconds);
     for (;;) {
         if (a.load() != 0) return 0;
         if (b.load() != 0) return 1;
         timespec left{};
-        if (milliseconds != XInfinite && !Remaining(deadline, left)) return -1;
+        if (milliseconds != XInfinite && !XTimeLeft(deadline, left)) return -1;
         FutexWaitv waiters[2] = {
             {0, reinterpret_cast<uint64_t>(&a), FutexSize32, 0},
             {0, reinterpret_cast<uint64_t>(&b), FutexSize32, 0},
@@ -443,8 +421,7 @@ uint32_t XLockMutexObject(XObjectHandle mutex, uint32_t milliseconds) {
     } else if (milliseconds == 0) {
         r = pthread_mutex_trylock(m);
     } else {
-        timespec deadline{};
-        AbsoluteDeadline(deadline, milliseconds);
+        const timespec deadline = XDeadlineAfter(milliseconds);
         r = pthread_mutex_clocklock(m, CLOCK_MONOTONIC, &deadline);
     }
     switch (r) {

@@ -18,8 +18,8 @@ int NiceOfThreadPriority(int priority) {
     if (priority <= -15) return 19;
     if (priority >= 2) return -10;
     switch (priority) {
-        case -2: return 10;
-        case -1: return 5;
+        case -2: return 15;
+        case -1: return 10;
         case 1: return -5;
         default: return 0;
     }

@@ -17,6 +17,7 @@
 
 #include "foundation/platform/faults.h"
 #include "foundation/platform/last_error.h"
+#include "foundation/platform/posix/deadline.h"
 #include "foundation/platform/named_objects.h"
 
 struct XThreadControl {
@@ -129,27 +130,14 @@ bool XWaitThread(XThreadHandle thread, uint32_t milliseconds) {
     if (!thread) return true;
     if (thread->finished.load() != 0) return true;
     if (milliseconds == 0) return false;
-    timespec deadline{};
-    clock_gettime(CLOCK_MONOTONIC, &deadline);
-    deadline.tv_sec += milliseconds / 1000u;
-    deadline.tv_nsec += static_cast<long>(milliseconds % 1000u) * 1000000L;
-    if (deadline.tv_nsec >= 1000000000L) {
-        deadline.tv_sec += 1;
-        deadline.tv_nsec -= 1000000000L;
-    }
+    const timespec deadline = XDeadlineAfter(milliseconds);
     while (thread->finished.load() == 0) {
         if (milliseconds == XInfinite) {
             FutexWait(&thread->finished, 0);
             continue;
         }
-        timespec now{};
-        clock_gettime(CLOCK_MONOTONIC, &now);
-        timespec left{deadline.tv_sec - now.tv_sec, deadline.tv_nsec - now.tv_nsec};
-        if (left.tv_nsec < 0) {
-            left.tv_sec -= 1;
-            left.tv_nsec += 1000000000L;
-        }
-        if (left.tv_sec < 0) return false;
+        timespec left{};
+        if (!XTimeLeft(deadline, left)) return thread->finished.load() != 0;
         syscall(SYS_futex, &thread->finished, FUTEX_WAIT_PRIVATE, 0, &left, nullptr, 0);
     }
     return true;

@@ -1,4 +1,4 @@
-#include "foundation/settings/reg_tool.h"
+#include "apps/tvreg/reg_tool.h"
 
 #include <cstring>
 #include <vector>

@@ -1,4 +1,4 @@
-#include "foundation/sync/ctl_tool.h"
+#include "apps/tvctl/ctl_tool.h"
 
 #include <cstring>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "foundation/options/dsp_options.h"
+#include "driver/dsp_options.h"
 
 #include <algorithm>
 

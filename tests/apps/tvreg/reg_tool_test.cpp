@@ -2,7 +2,7 @@
 
 #include <initializer_list>
 
-#include "foundation/settings/reg_tool.h"
+#include "apps/tvreg/reg_tool.h"
 #include "foundation/settings/xregistry.h"
 #include "foundation/sync/helper/spawn.h"
 

@@ -1,0 +1,67 @@
+#pragma once
+// Where a run's audio comes from: a decoder plug-in, raw PCM on standard input, or the file
+// that non-live rendering left. The pump and the rendering read each alike.
+#include <cstdint>
+#include <memory>
+
+#include "foundation/files/xbuffer.h"
+#include "foundation/files/xfile.h"
+#include "foundation/options/xoption_list.h"
+#include "foundation/paths/xtemp_file.h"
+#include "foundation/wave/xwave_format.h"
+#include "plugins/tv_decoder.h"
+#include "tonvale/plugin.h"
+
+class TvAudioSource {
+public:
+    virtual ~TvAudioSource() = default;
+    // Fills record; false when the source can't be read (the reason is reported).
+    virtual bool Open(OpenFileRecord& record) = 0;
+    // The next block. An empty block without EndOfStream means nothing has come yet.
+    // encodedBytes, the bytes the run has encoded so far, gives the block's position where
+    // the source has none of its own. False fails the run.
+    virtual bool Read(AudioBlockRecord& block, uint64_t encodedBytes) = 0;
+    virtual bool Close(ConversionRecord& conv) = 0;
+};
+
+// Fills block with size bytes of PCM at data in format; its position is the bytes encoded so far.
+void TvFillBlock(AudioBlockRecord& block, const XWaveFormat& format, void* data, uint32_t size, uint64_t encodedBytes);
+
+// Successive empty reads wait none, a yield, 25, 25, then 50 ms each: a source that is
+// slow to deliver is polled without burning a processor.
+class TvIdleWait {
+public:
+    void Reset() { index = 0; }
+    void AfterEmptyRead();
+
+private:
+    int index = 0;
+};
+
+// A decoder plug-in, opened with the run's DecoderSet options and quit event.
+std::unique_ptr<TvAudioSource> TvMakeDecoderSource(clTvDecoder& decoder, const XOptionList& options,
+                                                   const XString& quitEventName);
+
+// Raw PCM on standard input, its format from the source* options, tags from an idtags file.
+std::unique_ptr<TvAudioSource> TvMakeStdinSource(const XOptionList& options, const PluginLogHandles& logs);
+
+// The PCM file that non-live rendering left, of format, read in pieces of 500 ms.
+class TvRenderedSource : public TvAudioSource {
+public:
+    TvRenderedSource(const XWaveFormat& format, const PluginLogHandles& logs) : format(format), logs(logs) {}
+    // Opens file for reading; false when it can't be.
+    bool OpenFile(const XString& path);
+    bool Open(OpenFileRecord&) override { return reader.IsOpen(); }
+    bool Read(AudioBlockRecord& block, uint64_t encodedBytes) override;
+    bool Close(ConversionRecord&) override {
+        reader.Close();
+        return true;
+    }
+
+private:
+    XWaveFormat format;
+    const PluginLogHandles& logs;
+    XFile reader;
+    uint64_t bytesLeft = 0;
+    XBuffer buffer;
+};
