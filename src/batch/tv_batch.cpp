@@ -1,6 +1,6 @@
 #include "batch/tv_batch.h"
 
-#include "foundation/options/dsp_options.h"
+#include "plugins/dsp_options.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/platform/clock.h"
 #include "foundation/platform/known_folders.h"

@@ -18,7 +18,7 @@
 #include "foundation/files/xbuffer.h"
 #include "foundation/files/xfile.h"
 #include "foundation/files/xpipe.h"
-#include "driver/dsp_options.h"
+#include "plugins/dsp_options.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/paths/xtemp_file.h"
 #include "foundation/sync/xevent.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/dsp_options.h"
+#include "plugins/dsp_options.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/platform/console.h"
 

@@ -1,6 +1,6 @@
 #include "batch/tvbatch/options.h"
 
-#include "foundation/options/dsp_options.h"
+#include "plugins/dsp_options.h"
 #include "foundation/options/xoption_list.h"
 
 namespace {

@@ -13,7 +13,7 @@
 #include "batch/tvbatch/plan.h"
 #include "batch/tvbatch/report.h"
 #include "foundation/files/xfile.h"
-#include "foundation/options/dsp_options.h"
+#include "plugins/dsp_options.h"
 #include "foundation/platform/child_process.h"
 #include "foundation/platform/clock.h"
 #include "foundation/platform/file_io.h"

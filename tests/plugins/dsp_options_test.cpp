@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "driver/dsp_options.h"
+#include "plugins/dsp_options.h"
 
 namespace {
 

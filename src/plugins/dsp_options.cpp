@@ -1,4 +1,4 @@
-#include "driver/dsp_options.h"
+#include "plugins/dsp_options.h"
 
 #include <algorithm>
 
