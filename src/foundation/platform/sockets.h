@@ -70,7 +70,7 @@ int64_t XSocketRecv(XSocket s, void* buffer, size_t length);
 // how: 0 receiving, 1 sending, 2 both.
 bool XSocketShutdown(XSocket s, int how);
 bool XSocketSetNoDelay(XSocket s, bool on);
-// Closing resets the connection at once instead of lingering.
+// Closing returns at once and the system sends what is left in the background (no linger).
 bool XSocketSetNoLinger(XSocket s);
 bool XSocketSetReuseAddress(XSocket s);
 // The send buffer size, or -1.

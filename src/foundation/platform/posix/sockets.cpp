@@ -144,7 +144,7 @@ bool XSocketSetNoDelay(XSocket s, bool on) {
 }
 
 bool XSocketSetNoLinger(XSocket s) {
-    linger l{1, 0};
+    linger l{0, 0};
     if (setsockopt(Fd(s), SOL_SOCKET, SO_LINGER, &l, sizeof l) == 0) return true;
     SetSocketError(errno);
     return false;
