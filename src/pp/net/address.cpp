@@ -1,5 +1,6 @@
 #include "pp/net/address.h"
 
+#include <atomic>
 #include <memory>
 #include <thread>
 
@@ -39,15 +40,23 @@ struct lookup {
   std::vector<XResolvedAddress> result;
 };
 
+std::atomic<nameLookupFn> g_lookup{nullptr};
+
+uint32_t lookupNow(const char* host, const char* service, int flags, int family, int socketType,
+                   int protocol, std::vector<XResolvedAddress>& out) {
+  nameLookupFn f = g_lookup.load();
+  return (f ? f : &XResolveName)(host, service, flags, family, socketType, protocol, out);
+}
+
 uint32_t resolveOnce(const std::string& host, const std::string& service, int flags, int family,
                      int socketType, int protocol, std::vector<XResolvedAddress>& out) {
   if (!currentAborter()) {
-    return XResolveName(host.c_str(), service.c_str(), flags, family, socketType, protocol, out);
+    return lookupNow(host.c_str(), service.c_str(), flags, family, socketType, protocol, out);
   }
   auto state = std::make_shared<lookup>();
   std::thread([state, host, service, flags, family, socketType, protocol] {
-    state->error = XResolveName(host.c_str(), service.c_str(), flags, family, socketType, protocol,
-                                state->result);
+    state->error = lookupNow(host.c_str(), service.c_str(), flags, family, socketType, protocol,
+                             state->result);
     state->done.set();
   }).detach();
   waitable* w = &state->done;
@@ -68,6 +77,8 @@ std::string dotted(uint32_t a) {
 }
 
 }  // namespace
+
+void setNameLookup(nameLookupFn lookup) { g_lookup.store(lookup); }
 
 void resolveAddress(addressList& out, const std::string& host, const std::string& service,
                     int flags, int family, int socketType, int protocol, double timeoutSeconds) {

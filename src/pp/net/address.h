@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "foundation/platform/sockets.h"
+
 namespace PP {
 
 struct addressRecord {
@@ -28,6 +30,12 @@ constexpr int familyIPv6 = 23;
 void resolveAddress(addressList& out, const std::string& host, const std::string& service,
                     int flags, int family, int socketType, int protocol,
                     double timeoutSeconds = -1.0);
+
+// The look-up behind resolveAddress, the system's unless replaced: a test stands in a slow
+// one to show that an abort does not wait for it. Null restores the system's.
+using nameLookupFn = uint32_t (*)(const char* host, const char* service, int flags, int family,
+                                  int socketType, int protocol, std::vector<XResolvedAddress>& out);
+void setNameLookup(nameLookupFn lookup);
 
 // Numeric host text and ":port" when the port is not 0; "invalid address, N bytes" for a raw
 // address of the wrong size; "[AF=n]" for another family.

@@ -3,6 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+#include <thread>
+
 #include "pp/abort.h"
 #include "pp/exceptions.h"
 #include "pp/waitable.h"
@@ -50,6 +54,50 @@ TEST(PPAddress, LookUpsAndLocalChoice) {
   PP::abortScope scope(fired);
   fired.abort();
   EXPECT_THROW(PP::resolveAddress(list, "::1", "1", 0, 0, 1, 6), PP::user_abort);
+}
+
+// A look-up that hangs until released (at most 20 s), and one that fails for a while.
+std::atomic<bool> g_release{false};
+std::atomic<int> g_calls{0};
+uint32_t hangingLookup(const char*, const char*, int, int, int, int, std::vector<XResolvedAddress>&) {
+  for (int i = 0; i < 2000 && !g_release; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  return XWsa::HostNotFound;
+}
+uint32_t busyLookup(const char* h, const char* s, int f, int fam, int t, int p,
+                    std::vector<XResolvedAddress>& out) {
+  if (++g_calls < 3) return XWsa::TryAgain;
+  return XResolveName(h, s, f, fam, t, p, out);
+}
+uint32_t alwaysBusy(const char*, const char*, int, int, int, int, std::vector<XResolvedAddress>&) {
+  ++g_calls;
+  return XWsa::TryAgain;
+}
+
+TEST(PPAddress, LookUpEndsOnAbortAndRetriesPassingFailures) {
+  PP::addressList list;
+  PP::setNameLookup(&hangingLookup);
+  {
+    PP::aborter a;
+    PP::abortScope scope(a);
+    std::thread firer([&] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      a.abort();
+    });
+    auto t0 = std::chrono::steady_clock::now();
+    EXPECT_THROW(PP::resolveAddress(list, "slow.test", "80", 0, 0, 1, 6), PP::user_abort);
+    EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(10));
+    firer.join();
+    g_release = true;  // the abandoned look-up ends on its own
+  }
+  PP::setNameLookup(&busyLookup);
+  PP::resolveAddress(list, "127.0.0.1", "80", 0, 0, 1, 6, 0.5);  // within 0-1 s: retried at once
+  EXPECT_EQ(g_calls, 3);
+  g_calls = 0;
+  PP::setNameLookup(&alwaysBusy);
+  EXPECT_THROW(PP::resolveAddress(list, "busy.test", "80", 0, 0, 1, 6, 0.0), PP::network_error_timeout);
+  EXPECT_EQ(g_calls, 1);
+  EXPECT_THROW(PP::resolveAddress(list, "busy.test", "80", 0, 0, 1, 6, 0.05), PP::network_error_timeout);
+  PP::setNameLookup(nullptr);
 }
 
 TEST(PPAddress, PreferredInterfacesNarrowToTheFirstMatchingRange) {
