@@ -76,7 +76,7 @@ uint32_t semaphoreLike::count() const {
 
 void aborter::abort() {
   m_fired.store(true, std::memory_order_release);
-  set();
+  waitableImpl::set();
 }
 
 void aborter::reset() {

@@ -73,6 +73,8 @@ class aborter : public waitable {
   aborter() = default;
   aborter(const aborter&) = delete;
   void abort();
+  // Setting the event is firing: the flag below must follow it.
+  void set() { abort(); }
   void reset();
   bool isAborted() const { return m_fired.load(std::memory_order_acquire); }
 

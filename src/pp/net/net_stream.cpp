@@ -25,15 +25,24 @@ bool socketSelect(XWaitEntry* entries, size_t count, double seconds) {
   const XFileHandle abortEvent = currentAbortEvent();
   const bool forever = seconds < 0;
   const uint64_t start = XGetTickCount64();
-  std::vector<XWaitEntry> all(entries, entries + count);
-  if (abortEvent != XInvalidHandle) all.push_back(XWaitEntry{abortEvent, XWaitRead, 0});
+  // The common case, one socket and the aborter, stays off the heap.
+  XWaitEntry small[4];
+  std::vector<XWaitEntry> large;
+  XWaitEntry* all = small;
+  if (count + 1 > 4) {
+    large.resize(count + 1);
+    all = large.data();
+  }
+  std::copy(entries, entries + count, all);
+  size_t total = count;
+  if (abortEvent != XInvalidHandle) all[total++] = XWaitEntry{abortEvent, XWaitRead, 0};
   for (;;) {
     double left = longestWaitSeconds;
     if (!forever) left = seconds - double(XGetTickCount64() - start) / 1000.0;
     if (left < 0) left = 0;
     double slice = abortEvent != XInvalidHandle ? std::min(left, abortSliceSeconds)
                                                 : std::min(left, longestWaitSeconds);
-    int r = XWaitHandles(all.data(), all.size(), waitMilliseconds(slice));
+    int r = XWaitHandles(all, total, waitMilliseconds(slice));
     if (r < 0) throwLastNetworkError();
     checkAbort();
     if (r > 0) {
