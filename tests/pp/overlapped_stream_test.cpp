@@ -9,6 +9,7 @@
 #include "foundation/platform/file_io.h"
 #include "pp/abort.h"
 #include "pp/exceptions.h"
+#include "pp/handle_stream.h"
 #include "pp/overlapped_stream.h"
 #include "pp/waitable.h"
 
@@ -67,6 +68,30 @@ TEST(PPOverlappedStream, WriterToAGoneReaderFailsAndAbortEndsABlockedRead) {
   EXPECT_THROW(in.read(buf, 4), PP::user_abort);
   firer.join();
   XSysCloseHandle(q.w);
+}
+
+TEST(PPHandleStream, BlockingLoopsReadWriteAndTestTheAborter) {
+  XIgnoreBrokenPipeSignal();
+  pipePair p;
+  PP::streamInHandle in(p.r, true);
+  {
+    PP::streamOutHandle out(p.w, true);
+    out.write("plain", 5);
+  }
+  char buf[8];
+  EXPECT_EQ(in.read(buf, 3), 3u);
+  // The writer is gone: the rest, and then the broken pipe is a file error.
+  EXPECT_EQ(in.read(buf, 8), 2u);
+  EXPECT_THROW(in.read(buf, 8), PP::file_access_error);
+
+  pipePair q;
+  PP::streamOutHandle out(q.w, true);
+  XSysCloseHandle(q.r);
+  EXPECT_THROW(out.write("x", 1), PP::file_access_error);
+  PP::aborter a;
+  PP::abortScope scope(a);
+  a.abort();
+  EXPECT_THROW(out.write("x", 1), PP::user_abort);
 }
 
 }  // namespace
