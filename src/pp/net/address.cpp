@@ -83,11 +83,15 @@ void setNameLookup(nameLookupFn lookup) { g_lookup.store(lookup); }
 void resolveAddress(addressList& out, const std::string& host, const std::string& service,
                     int flags, int family, int socketType, int protocol, double timeoutSeconds) {
   checkAbort();
+  // An IPv6 literal as URLs write it, in brackets.
+  const std::string name = host.size() >= 2 && host.front() == '[' && host.back() == ']'
+                               ? host.substr(1, host.size() - 2)
+                               : host;
   uint64_t firstFailure = 0;
   std::vector<XResolvedAddress> found;
   for (;;) {
     found.clear();
-    uint32_t error = resolveOnce(host, service, flags, family, socketType, protocol, found);
+    uint32_t error = resolveOnce(name, service, flags, family, socketType, protocol, found);
     if (error == 0) break;
     if (error != XWsa::TryAgain) throwNetworkError(error);
     if (timeoutSeconds == 0) throwFixed<network_error_timeout>();

@@ -22,7 +22,7 @@ using addressList = std::vector<addressRecord>;
 constexpr int familyIPv4 = 2;
 constexpr int familyIPv6 = 23;
 
-// checkAbort, then the look-up, which the thread's aborter can cut short. A passing failure is
+// checkAbort, then the look-up (an IPv6 literal may stand in brackets), which the thread's aborter can cut short. A passing failure is
 // tried again while `timeoutSeconds` (the socket's) allows: 0 gives up at once with
 // network_error_timeout; above 0 the time since the first failure is held against it; below 0
 // retries go on until they succeed or an abort. Other failures and an empty result are

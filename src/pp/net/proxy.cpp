@@ -100,7 +100,9 @@ std::shared_ptr<netStreamBase> connectViaProxy(const std::string& proxyUrl, cons
                                                double timeoutSeconds) {
   parsedUrl proxy;
   if (!parseUrl(proxyUrl, proxy, "http")) throwFixed<invalid_proxy_url>();
-  const std::string target = host + ":" + port;
+  // An IPv6 literal goes in brackets, so that its colons are not read as the port's.
+  const bool bare6 = host.find(':') != std::string::npos && host.front() != '[';
+  const std::string target = (bare6 ? "[" + host + "]" : host) + ":" + port;
   const std::string key = hostKey(proxy);
   std::vector<std::string> challenges = storedProxyChallenges(key);
   for (;;) {

@@ -77,6 +77,9 @@ TEST(PPProxy, TunnelsThroughTinyproxyWithAndWithoutAuthentication) {
     testpeer::onePeer target("127.0.0.1", testpeer::echo);
     auto s = PP::connectViaProxy("127.0.0.1:" + open.port(), "127.0.0.1", target.port(), 0, 20.0);
     roundTrip(*s);
+    testpeer::onePeer target6("::1", testpeer::echo);
+    s = PP::connectViaProxy("127.0.0.1:" + open.port(), "::1", target6.port(), 0, 20.0);
+    roundTrip(*s);
   }
   tinyproxy guarded(true);
   {
