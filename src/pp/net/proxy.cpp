@@ -1,12 +1,11 @@
 #include "pp/net/proxy.h"
 
-#include <map>
 #include <mutex>
 
 #include "pp/exceptions.h"
+#include "pp/http/authorization.h"
 #include "pp/http/http_errors.h"
 #include "pp/http/status_line.h"
-#include "pp/net/base64.h"
 
 namespace PP {
 
@@ -15,8 +14,6 @@ namespace {
 struct proxyState {
   std::mutex lock;
   proxySecureFactory secure;
-  proxyAuthorizer authorizer;
-  std::map<std::string, std::vector<std::string>> challenges;
 };
 
 proxyState& state() {
@@ -35,14 +32,6 @@ bool startsWithNoCase(std::string_view text, std::string_view prefix) {
   return true;
 }
 
-std::string basicAuthorization(const std::vector<std::string>& challenges, const parsedUrl& proxy,
-                               const std::string&, const std::string&) {
-  for (const auto& c : challenges) {
-    if (startsWithNoCase(c, "basic")) return "Basic " + encodeBase64(proxy.user + ":" + proxy.password);
-  }
-  throw httpRequestErrors::auth_error(httpRequestErrors::auth_error::fixedText());
-}
-
 [[noreturn]] void invalidReply() {
   throw httpRequestErrors::invalid_reply(httpRequestErrors::invalid_reply::fixedText());
 }
@@ -58,22 +47,6 @@ std::string trim(std::string_view s) {
 void setProxySecureFactory(proxySecureFactory factory) {
   std::lock_guard<std::mutex> g(state().lock);
   state().secure = std::move(factory);
-}
-
-void setProxyAuthorizer(proxyAuthorizer authorizer) {
-  std::lock_guard<std::mutex> g(state().lock);
-  state().authorizer = std::move(authorizer);
-}
-
-std::vector<std::string> storedProxyChallenges(const std::string& proxyHostKey) {
-  std::lock_guard<std::mutex> g(state().lock);
-  auto it = state().challenges.find(proxyHostKey);
-  return it == state().challenges.end() ? std::vector<std::string>() : it->second;
-}
-
-void forgetProxyChallenges() {
-  std::lock_guard<std::mutex> g(state().lock);
-  state().challenges.clear();
 }
 
 std::vector<std::string> readProxyReplyHead(streamIn& s) {
@@ -104,7 +77,7 @@ std::shared_ptr<netStreamBase> connectViaProxy(const std::string& proxyUrl, cons
   const bool bare6 = host.find(':') != std::string::npos && host.front() != '[';
   const std::string target = (bare6 ? "[" + host + "]" : host) + ":" + port;
   const std::string key = hostKey(proxy);
-  std::vector<std::string> challenges = storedProxyChallenges(key);
+  std::vector<std::string> challenges = challengeStore::instance().get(key);
   for (;;) {
     std::shared_ptr<netStreamBase> s;
     uint32_t connectFlags = 0;
@@ -127,13 +100,8 @@ std::shared_ptr<netStreamBase> connectViaProxy(const std::string& proxyUrl, cons
 
     std::string request = "CONNECT " + target + " HTTP/1.1\r\nHost: " + target + "\r\n";
     if (!challenges.empty() && !proxy.user.empty()) {
-      proxyAuthorizer authorize;
-      {
-        std::lock_guard<std::mutex> g(state().lock);
-        authorize = state().authorizer;
-      }
-      std::string value = authorize ? authorize(challenges, proxy, "CONNECT", target)
-                                    : basicAuthorization(challenges, proxy, "CONNECT", target);
+      std::string value =
+          buildAuthorization("CONNECT", challenges, proxy.user + ":" + proxy.password, target);
       checkHeaderText(value);
       request += "Proxy-Authorization: " + value + "\r\n";
     }
@@ -154,8 +122,7 @@ std::shared_ptr<netStreamBase> connectViaProxy(const std::string& proxyUrl, cons
       }
       if (challenges.empty()) invalidReply();
       s->close();
-      std::lock_guard<std::mutex> g(state().lock);
-      state().challenges[key] = challenges;
+      challengeStore::instance().set(key, challenges);
       continue;
     }
     throw httpRequestErrors::error(httpStatusText(reason, status));

@@ -1,6 +1,7 @@
 #pragma once
 // A TCP tunnel through an HTTP proxy by CONNECT, with the proxy's challenges answered when the
-// proxy URL carries a user name.
+// proxy URL carries a user name. Challenges are kept in the process's challenge store under
+// the proxy's hostKey.
 #include <functional>
 #include <memory>
 #include <string>
@@ -18,18 +19,6 @@ constexpr size_t proxyReplyMaxLines = 33;
 // Makes the TLS stream to an https proxy (given the proxy host); the TLS layer installs it.
 using proxySecureFactory = std::function<std::shared_ptr<netStreamBase>(const std::string& host)>;
 void setProxySecureFactory(proxySecureFactory factory);
-
-// The Proxy-Authorization value for the stored challenges, the proxy's user and password,
-// the method and the target. The built-in answer takes a Basic challenge; the authentication
-// layer installs a fuller one.
-using proxyAuthorizer = std::function<std::string(
-    const std::vector<std::string>& challenges, const parsedUrl& proxy, const std::string& method,
-    const std::string& target)>;
-void setProxyAuthorizer(proxyAuthorizer authorizer);
-
-// Challenges stored for a proxy's hostKey; empty when there are none.
-std::vector<std::string> storedProxyChallenges(const std::string& proxyHostKey);
-void forgetProxyChallenges();
 
 // Reads the reply head: lines up to the empty one. The end of the stream, a line over the
 // limit, more than proxyReplyMaxLines lines, or none at all is httpRequest::invalid_reply.
