@@ -1,0 +1,185 @@
+// The tool tvget end to end: lighttpd for files, ranges, Basic and Digest; openssl s_server for
+// https; tinyproxy for CONNECT; the scripted server for forms and ICY titles.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "test_servers.h"
+
+namespace {
+
+using testsrv::readText;
+using testsrv::run;
+
+const std::string tvget = std::string(TV_BIN_DIR) + "/tvget";
+
+struct outcome {
+  int status;
+  std::string out, err;
+};
+
+outcome fetch(const std::string& dir, const std::string& args, const std::string& env = {}) {
+  int status = run(env + " '" + tvget + "' " + args + " > out.bin 2> err.txt", dir, 60.0);
+  return {status, readText(dir + "out.bin"), readText(dir + "err.txt")};
+}
+
+class lighttpd {
+ public:
+  explicit lighttpd(const std::string& dir) : m_port(testsrv::freePort()) {
+    run("mkdir -p www/basic www/digest && head -c 300000 /dev/urandom > www/file.bin &&"
+        " cp www/file.bin www/basic/ && cp www/file.bin www/digest/ &&"
+        " echo \"tv:tv:$(printf tv:tv:secret | md5sum | cut -d' ' -f1)\" > htdigest",
+        dir);
+    testsrv::writeText(dir + "lighttpd.conf",
+                       "server.document-root = \"" + dir + "www\"\nserver.port = " + std::to_string(m_port) +
+                           "\nserver.bind = \"127.0.0.1\"\nserver.errorlog = \"" + dir + "error.log\"\n"
+                           "server.modules = (\"mod_auth\", \"mod_authn_file\", \"mod_redirect\")\n"
+                           "auth.backend = \"htdigest\"\nauth.backend.htdigest.userfile = \"" + dir + "htdigest\"\n"
+                           "auth.require = ( \"/basic/\" => (\"method\" => \"basic\", \"realm\" => \"tv\", \"require\" => \"valid-user\"),\n"
+                           "  \"/digest/\" => (\"method\" => \"digest\", \"realm\" => \"tv\", \"require\" => \"valid-user\") )\n"
+                           "url.redirect = (\"^/moved$\" => \"/file.bin\", \"^/loop$\" => \"/loop\")\n");
+    m_server = std::make_unique<testsrv::serverProcess>("lighttpd -D -f lighttpd.conf", m_port, dir);
+  }
+  std::string url(const std::string& path, const std::string& user = {}) const {
+    return "http://" + user + "127.0.0.1:" + std::to_string(m_port) + path;
+  }
+  bool ready() const { return m_server->ready(); }
+
+ private:
+  uint16_t m_port;
+  std::unique_ptr<testsrv::serverProcess> m_server;
+};
+
+TEST(Tvget, FetchesFromLighttpdWithRangesRedirectsAndBothChallenges) {
+  const std::string dir = testsrv::scratchDir("lighttpd");
+  lighttpd server(dir);
+  ASSERT_TRUE(server.ready());
+  const std::string file = readText(dir + "www/file.bin");
+  ASSERT_EQ(file.size(), 300000u);
+
+  EXPECT_EQ(run("'" + tvget + "' -o copy.bin " + server.url("/file.bin"), dir), 0);
+  EXPECT_EQ(readText(dir + "copy.bin"), file);
+  outcome o = fetch(dir, server.url("/basic/file.bin", "tv:secret@"));
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_TRUE(o.out == file);
+  o = fetch(dir, server.url("/digest/file.bin", "tv:secret@"));
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_TRUE(o.out == file);
+  o = fetch(dir, server.url("/digest/file.bin", "tv:wrong@"));
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.err, "tvget: Unauthorized (401)\n");
+
+  o = fetch(dir, "--seek 250000 --bytes 1000 " + server.url("/moved"));
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_TRUE(o.out == file.substr(250000, 1000));
+  o = fetch(dir, "--max-redirects 3 " + server.url("/loop"));
+  EXPECT_EQ(o.err, "tvget: invalid server response\n");
+  o = fetch(dir, server.url("/none"));
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.err, "tvget: file not found\n");
+  o = fetch(dir, "--ignore-status " + server.url("/none"));
+  EXPECT_EQ(o.status, 0);
+  EXPECT_NE(o.out.find("404"), std::string::npos);
+
+  o = fetch(dir, "--head " + server.url("/file.bin"));
+  EXPECT_EQ(o.status, 0);
+  EXPECT_EQ(o.out.rfind("HTTP/1.1 200 OK\n", 0), 0u) << o.out;
+  EXPECT_NE(o.out.find("\nContent-Length: 300000\n"), std::string::npos) << o.out;
+  EXPECT_EQ(o.out.find('\r'), std::string::npos);
+
+  // A failed fetch leaves no file behind.
+  EXPECT_NE(run("'" + tvget + "' -o missing.bin " + server.url("/none") + " 2>/dev/null", dir), 0);
+  EXPECT_NE(run("test -e missing.bin || test -e missing.bin.part", dir), 0);
+}
+
+TEST(Tvget, HttpsVerifiesByDefaultAndGoesThroughTinyproxy) {
+  const auto& certs = testsrv::testCertificates();
+  ASSERT_TRUE(certs.ok);
+  const std::string dir = testsrv::scratchDir("https");
+  run("head -c 200000 /dev/urandom > file.bin", dir);
+  const std::string file = readText(dir + "file.bin");
+  const std::string trust = "SSL_CERT_FILE='" + certs.dir + "ca.pem'";
+  auto serve = [&](const std::string& name, uint16_t port) {
+    return std::make_unique<testsrv::serverProcess>(
+        "openssl s_server -quiet -WWW -accept " + std::to_string(port) + " -cert '" + certs.dir + name +
+            ".pem' -key '" + certs.dir + name + ".key'",
+        port, dir);
+  };
+  const uint16_t goodPort = testsrv::freePort();
+  auto good = serve("good", goodPort);
+  ASSERT_TRUE(good->ready());
+  const std::string goodUrl = "https://localhost:" + std::to_string(goodPort) + "/file.bin";
+  outcome o = fetch(dir, goodUrl, trust);
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_TRUE(o.out == file);
+  o = fetch(dir, goodUrl);  // the system store knows no test CA
+  EXPECT_EQ(o.status, 1);
+  EXPECT_NE(o.err.find("(800B0109)"), std::string::npos) << o.err;
+
+  for (const char* name : {"wrong", "old"}) {
+    const uint16_t port = testsrv::freePort();
+    auto bad = serve(name, port);
+    ASSERT_TRUE(bad->ready());
+    const std::string url = "https://localhost:" + std::to_string(port) + "/file.bin";
+    o = fetch(dir, url, trust);
+    EXPECT_EQ(o.status, 1);
+    EXPECT_EQ(o.err.rfind("tvget: Network authentication error: ", 0), 0u) << o.err;
+    EXPECT_NE(o.err.find(std::string(name) == "old" ? "(80090328)" : "(800B010F)"), std::string::npos) << o.err;
+    o = fetch(dir, "--insecure " + url, trust);
+    EXPECT_EQ(o.status, 0) << o.err;
+    EXPECT_TRUE(o.out == file);
+  }
+
+  const uint16_t proxyPort = testsrv::freePort();
+  testsrv::writeText(dir + "tinyproxy.conf", "Port " + std::to_string(proxyPort) +
+                                                 "\nListen 127.0.0.1\nTimeout 30\nAllow 127.0.0.1\nMaxClients 8\n"
+                                                 "LogLevel Critical\nConnectPort " + std::to_string(goodPort) + "\n");
+  testsrv::serverProcess proxy("tinyproxy -d -c tinyproxy.conf", proxyPort, dir);
+  ASSERT_TRUE(proxy.ready());
+  o = fetch(dir, "--proxy http://127.0.0.1:" + std::to_string(proxyPort) + " " + goodUrl, trust);
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_TRUE(o.out == file);
+}
+
+TEST(Tvget, FormsHeadersAndIcyTitles) {
+  const std::string dir = testsrv::scratchDir("scripted");
+  std::string seen;
+  {
+    testsrv::scriptedServer s([&](PP::netStream& c, const std::string& head, int) {
+      std::string form;
+      PP::readLine(c, form, 4096);
+      seen = head + form;
+      testsrv::sendText(c, "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
+    });
+    outcome o = fetch(dir, "--post-form 'a=1 2' --post-form b=x --header 'X-Test: yes' " + s.url("/form"));
+    EXPECT_EQ(o.status, 0) << o.err;
+    EXPECT_EQ(o.out, "ok");
+    EXPECT_EQ(seen.rfind("POST /form HTTP/1.1\n", 0), 0u) << seen;
+    EXPECT_NE(seen.find("X-Test: yes\n"), std::string::npos);
+    EXPECT_NE(seen.find("a=1+2&b=x"), std::string::npos);
+  }
+  {
+    testsrv::scriptedServer s([](PP::netStream&, const std::string&, int) {});
+    outcome o = fetch(dir, "--header \"$(printf 'X-A: 1\\r\\nX-B: 2')\" " + s.url());
+    EXPECT_EQ(o.status, 1);
+    EXPECT_EQ(o.err, "tvget: invalid HTTP header\n");
+    EXPECT_EQ(s.served(), 0);
+  }
+  {
+    testsrv::scriptedServer s([](PP::netStream& c, const std::string&, int) {
+      testsrv::sendText(c, "HTTP/1.0 200 OK\r\nicy-metaint: 8\r\n\r\n12345678");
+      std::string meta = "StreamTitle='Band - Tune';";
+      meta.resize(32, '\0');
+      testsrv::sendText(c, std::string(1, '\2') + meta + "abcdefgh" + std::string(1, '\0') + "ABCD");
+    });
+    outcome o = fetch(dir, "--icy " + s.url("/radio"));
+    EXPECT_EQ(o.status, 0) << o.err;
+    EXPECT_EQ(o.out, "12345678abcdefghABCD");
+    EXPECT_EQ(o.err, "icy\tBand\tTune\t\n");
+  }
+  outcome o = fetch(dir, "--bogus x");
+  EXPECT_EQ(o.status, 1);
+  EXPECT_EQ(o.err, "tvget: unknown option: --bogus\n");
+}
+
+}  // namespace
