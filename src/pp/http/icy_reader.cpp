@@ -99,11 +99,8 @@ void parseIcyBlock(std::string_view text, std::string& title, std::string& url) 
 
 bool icyReader::reply(const httpRequest& request) {
   m_replyTags.clear();
-  m_tags.clear();
-  m_lastTitle.clear();
-  m_lastUrl.clear();
   std::string value;
-  m_interval = 0;
+  int32_t interval = 0;
   if (request.getHeader("icy-metaint", value)) {
     int64_t n = 0;
     for (char c : value) {
@@ -114,7 +111,7 @@ bool icyReader::reply(const httpRequest& request) {
         break;
       }
     }
-    m_interval = int32_t(n);
+    interval = int32_t(n);
   }
   if (request.getHeader("icy-name", value) && value.find("icy-br:") == std::string::npos)
     m_replyTags["title"] = value;
@@ -122,13 +119,20 @@ bool icyReader::reply(const httpRequest& request) {
       {"icy-genre", "genre"}, {"icy-url", "url"}, {"icy-br", "bitrate"}, {"icy-sr", "samplerate"}, {"server", "server"}};
   for (const auto& p : pairs)
     if (request.getHeader(p[0], value)) m_replyTags[p[1]] = value;
+  restart(interval);
+  return m_interval > 0;
+}
+
+void icyReader::restart(int32_t interval) {
+  m_interval = interval;
+  m_lastTitle.clear();
+  m_lastUrl.clear();
   m_tags = m_replyTags;
   m_inBlock = 0;
   m_audioPosition = 0;
   m_metaPosition = 0;
   m_metaBytes.clear();
   m_metaPending = false;
-  return m_interval > 0;
 }
 
 size_t icyReader::read(streamIn& s, void* buffer, size_t length, bool some) {

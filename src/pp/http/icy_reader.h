@@ -29,6 +29,8 @@ class icyReader {
 
   // Resets from a reply head: the interval and the station's tags. True when metadata comes.
   bool reply(const httpRequest& request);
+  // Starts over with an interval and no station tags, as reply does.
+  void restart(int32_t interval);
   // Reads audio from `s`, taking out the metadata blocks; `some` reads by readSome (stopping
   // at the first pause) rather than read.
   size_t read(streamIn& s, void* buffer, size_t length, bool some);
