@@ -113,6 +113,7 @@ bool httpRequest::hasHeaderValuePrefix(const std::string& name, const std::strin
 void httpRequest::close() {
   m_connectionKept = false;
   connection.close();
+  m_in.clear();
   m_connectedHost.clear();
   m_connectedPort.clear();
 }
@@ -120,6 +121,7 @@ void httpRequest::close() {
 bool httpRequest::canReuse() {
   if (!connection.isOpen() || !m_connectionKept) return false;
   if (m_chunked ? !m_chunkEnd : m_bodyLeft != 0) return false;
+  if (m_in.held() > 0) return false;  // more than the reply said
   try {
     connection.checkAlive();
   } catch (const network_error&) {
@@ -292,11 +294,12 @@ void httpRequest::send(const std::string& urlText, const httpRequestInfo& info) 
       m_connectedPort = port;
       m_connectedSecure = secureConnect;
     }
+    m_in.clear();
 
     bool partial = false;
     sendBody(head, method, partial);
 
-    readReplyHead(connection, m_statusLine, m_replyHeaders);
+    readReplyHead(m_in, m_statusLine, m_replyHeaders);
     m_finalUrl = url;
     if (!parseReplyStatus(m_statusLine, m_status, m_reason)) invalidReply();
     m_connectionKept = !partial && keepAlive && !hasHeaderValue("Connection", "close");
@@ -398,7 +401,7 @@ size_t httpRequest::readSome(void* buffer, size_t length) {
   if (m_chunked) return readChunked(buffer, length);
   if (m_bodyLeft != unknownLength && m_bodyLeft < length) length = size_t(m_bodyLeft);
   if (m_bodyLeft == 0 || length == 0) return 0;
-  size_t n = connection.readSome(buffer, length);
+  size_t n = m_in.readSome(buffer, length);
   if (m_bodyLeft != unknownLength) {
     if (n > m_bodyLeft) throwFixed<bug_check>();
     m_bodyLeft -= n;
@@ -411,7 +414,7 @@ size_t httpRequest::readChunked(void* buffer, size_t length) {
   auto line = [this](std::string& text) {
     text.clear();
     try {
-      if (!readLine(connection, text, replyLineLimit)) invalidReply();
+      if (!readLine(m_in, text, replyLineLimit)) invalidReply();
     } catch (const invalid_input&) {
       invalidReply();  // over the line limit
     }
@@ -440,7 +443,7 @@ size_t httpRequest::readChunked(void* buffer, size_t length) {
           std::string trailer;
           bool complete;
           try {
-            complete = readLine(connection, trailer, replyLineLimit);
+            complete = readLine(m_in, trailer, replyLineLimit);
           } catch (const invalid_input&) {
             invalidReply();
           }
@@ -451,7 +454,7 @@ size_t httpRequest::readChunked(void* buffer, size_t length) {
         break;
       }
     }
-    size_t n = connection.readSome(buffer, size_t(std::min<uint64_t>(length, m_chunkLeft)));
+    size_t n = m_in.readSome(buffer, size_t(std::min<uint64_t>(length, m_chunkLeft)));
     if (n == 0) invalidReply();
     m_chunkLeft -= n;
     delivered = n;

@@ -7,6 +7,7 @@
 
 #include "pp/http/cookie_store.h"
 #include "pp/http/http_errors.h"
+#include "pp/http/reply_buffer.h"
 #include "pp/net/net_stream_secure.h"
 #include "pp/stream.h"
 
@@ -89,6 +90,7 @@ class httpRequest : public streamIn, public httpRequestErrors {
   bool canReuse();
   void sendBody(std::string& head, const std::string& method, bool& partial);
 
+  replyBuffer m_in{connection};
   std::string m_headers, m_headersProxied, m_headersDirect;
   std::string m_replyHeaders;
   bool m_chunked = false;
