@@ -6,7 +6,7 @@
 # Use a Release build of tvget.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
-build=${1:-$root/build}
+build=$(cd "${1:-$root/build}" && pwd)
 runs=${2:-5}
 tvget=$build/bin/tvget
 [[ -x $tvget ]] || { echo "missing $tvget" >&2; exit 2; }

@@ -136,7 +136,11 @@ void icyReader::restart(int32_t interval) {
 }
 
 size_t icyReader::read(streamIn& s, void* buffer, size_t length, bool some) {
-  if (m_interval <= 0) return some ? s.readSome(buffer, length) : s.read(buffer, length);
+  if (m_interval <= 0) {
+    const size_t n = some ? s.readSome(buffer, length) : s.read(buffer, length);
+    m_audioPosition += n;
+    return n;
+  }
   uint8_t* p = static_cast<uint8_t*>(buffer);
   size_t result = 0;
   while (length > 0) {
