@@ -92,6 +92,34 @@ TEST(Tvget, FetchesFromLighttpdWithRangesRedirectsAndBothChallenges) {
   EXPECT_NE(run("test -e missing.bin || test -e missing.bin.part", dir), 0);
 }
 
+TEST(Tvget, AnswersApacheDigestWithQopAuth) {
+  const std::string dir = testsrv::scratchDir("apache");
+  run("mkdir -p www/digest && head -c 100000 /dev/urandom > www/digest/file.bin &&"
+      " echo \"tv:tv:$(printf tv:tv:secret | md5sum | cut -d' ' -f1)\" > htdigest",
+      dir);
+  const uint16_t port = testsrv::freePort();
+  const std::string m = "/usr/lib/apache2/modules/";
+  std::string conf = "ServerName localhost\nListen 127.0.0.1:" + std::to_string(port) + "\nPidFile " + dir +
+                     "httpd.pid\nDefaultRuntimeDir " + dir + "\nErrorLog " + dir + "error.log\n";
+  for (const char* mod : {"mpm_event", "authz_core", "authn_core", "authn_file", "authz_user", "auth_digest"})
+    conf += std::string("LoadModule ") + mod + "_module " + m + "mod_" + mod + ".so\n";
+  conf += "DocumentRoot " + dir + "www\n<Directory " + dir + "www>\n  Require all granted\n</Directory>\n" +
+          "<Location /digest/>\n  AuthType Digest\n  AuthName \"tv\"\n  AuthDigestProvider file\n" +
+          "  AuthUserFile " + dir + "htdigest\n  Require valid-user\n</Location>\n";
+  testsrv::writeText(dir + "httpd.conf", conf);
+  // -X keeps one process in the foreground, so that its pid is the whole server.
+  testsrv::serverProcess server("/usr/sbin/apache2 -X -f '" + dir + "httpd.conf'", port, dir);
+  ASSERT_TRUE(server.ready());
+  const std::string url = "127.0.0.1:" + std::to_string(port) + "/digest/file.bin";
+  outcome o = fetch(dir, "--head --ignore-status http://" + url);
+  EXPECT_NE(o.out.find("qop=\"auth\""), std::string::npos) << o.out;
+  o = fetch(dir, "http://tv:secret@" + url);
+  EXPECT_EQ(o.status, 0) << o.err;
+  EXPECT_TRUE(o.out == readText(dir + "www/digest/file.bin"));
+  o = fetch(dir, "http://tv:wrong@" + url);
+  EXPECT_EQ(o.err, "tvget: Unauthorized (401)\n");
+}
+
 TEST(Tvget, HttpsVerifiesByDefaultAndGoesThroughTinyproxy) {
   const auto& certs = testsrv::testCertificates();
   ASSERT_TRUE(certs.ok);
