@@ -213,6 +213,36 @@ TEST(PPHttpRequest, BodiesChunkedPlainAndHeadAndTheRequestHead) {
   EXPECT_THROW(r.send("ftp://127.0.0.1/"), PP::httpRequest::bad_url);
 }
 
+TEST(PPHttpRequest, KeepAliveReusesTheConnectionOnlyAfterAWholeBody) {
+  int requests = 0;
+  scriptedServer s(
+      [&](PP::netStream& c, const std::string& head, int) {
+        std::string h = head;
+        for (int k = 0; k < 3 && !h.empty(); ++k) {
+          ++requests;
+          EXPECT_EQ(h.find("Connection:"), std::string::npos) << h;
+          sendText(c, "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nfirst");
+          h.clear();
+          std::string line;
+          while (PP::readLine(c, line, 4096) && !line.empty()) h += line + "\n";
+        }
+      },
+      2);
+  PP::httpRequest r;
+  r.keepAlive = true;
+  r.send(s.url("/a"));
+  EXPECT_TRUE(r.connectionKept());
+  EXPECT_EQ(body(r), "first");
+  r.send(s.url("/b"));  // the same connection
+  EXPECT_EQ(s.served(), 1);
+  char one;
+  EXPECT_EQ(r.read(&one, 1), 1u);
+  r.send(s.url("/c"));  // the body was left unread: a new connection
+  EXPECT_EQ(body(r), "first");
+  EXPECT_EQ(s.served(), 2);
+  EXPECT_EQ(requests, 3);
+}
+
 TEST(PPHttpRequest, ReplyHeadLimits) {
   {
     scriptedServer s([](PP::netStream& c, const std::string&, int) {
