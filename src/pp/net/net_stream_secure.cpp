@@ -171,6 +171,7 @@ void netStreamSecure::checkAlive() {
 }
 
 void netStreamSecure::connect(const std::string& host, const std::string& service, uint32_t flags) {
+  (void)provider();  // puts the TLS factory in place before a tunnel to an https proxy needs it
   close();
   m_inner.reset();
   m_secure = false;
