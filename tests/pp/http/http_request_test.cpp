@@ -5,9 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "pp/abort.h"
 #include "pp/exceptions.h"
+#include "pp/wait.h"
+#include "pp/waitable.h"
 #include "test_servers.h"
 
 namespace {
@@ -264,6 +268,36 @@ TEST(PPHttpRequest, ReplyHeadLimits) {
     scriptedServer s([](PP::netStream&, const std::string&, int) {});
     PP::httpRequest r;
     EXPECT_THROW(r.send(s.url()), PP::httpRequest::invalid_reply);
+  }
+}
+
+}  // namespace
+
+namespace {
+
+// A server that takes the request and never answers, until the test ends.
+void silent(PP::netStream& c, const std::string&, int) {
+  char b[64];
+  while (c.readSome(b, sizeof b) > 0) {
+  }
+}
+
+TEST(PPHttpRequest, AnAbortEndsAWaitForAReplyAndForAHandshake) {
+  for (bool tls : {false, true}) {
+    testsrv::scriptedServer s(silent, 1, !tls);
+    PP::aborter stop;
+    std::thread fire([&] {
+      PP::sleepSeconds(0.3);
+      stop.abort();
+    });
+    PP::httpRequest r;
+    try {
+      PP::abortScope scope(stop);
+      r.send((tls ? "https://127.0.0.1:" : "http://127.0.0.1:") + s.port() + "/");
+      ADD_FAILURE() << "no abort";
+    } catch (const PP::user_abort&) {
+    }
+    fire.join();
   }
 }
 
