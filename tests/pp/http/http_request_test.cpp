@@ -51,6 +51,22 @@ TEST(PPHttpRequest, FollowsRedirectsWithinTheBudgetAndCarriesCookies) {
   EXPECT_NE(heads[0].find("Accept: */*\n"), std::string::npos);
   EXPECT_NE(heads[2].find("Cookie: k0=v; k1=v\n"), std::string::npos) << heads[2];
 
+  // Credentials do not follow a redirect to another place.
+  std::vector<std::string> elsewhere;
+  scriptedServer other(
+      [&](PP::netStream& s, const std::string& head, int) {
+        elsewhere.push_back(head);
+        sendText(s, "HTTP/1.1 401 Unauthorized\r\nWWW-Authenticate: Basic realm=\"x\"\r\nContent-Length: 0\r\n\r\n");
+      },
+      2);
+  scriptedServer mover([&](PP::netStream& s, const std::string&, int) {
+    sendText(s, "HTTP/1.1 302 Found\r\nLocation: " + other.url("/there") + "\r\nContent-Length: 0\r\n\r\n");
+  });
+  PP::httpRequest moved;
+  EXPECT_THROW(moved.send("http://u:p@127.0.0.1:" + mover.port() + "/"), PP::httpRequest::error);
+  ASSERT_EQ(elsewhere.size(), 1u);
+  EXPECT_EQ(elsewhere[0].find("Authorization"), std::string::npos);
+
   // One redirect more than the budget, and a POST that is redirected at all.
   scriptedServer loop(
       [](PP::netStream& s, const std::string&, int) {
