@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -26,6 +27,19 @@ XSocket listenOn(uint16_t& port) {
   EXPECT_TRUE(XSocketLocalAddress(s, raw));
   XAddressNumeric(raw.data(), raw.size(), nullptr, nullptr, &port);
   return s;
+}
+
+// The scratch folders of this process, removed when it ends.
+struct scratchFolders {
+  std::vector<std::string> dirs;
+  ~scratchFolders() {
+    std::error_code ignored;  // a folder already gone is fine
+    for (const auto& d : dirs) std::filesystem::remove_all(d, ignored);
+  }
+};
+scratchFolders& folders() {
+  static scratchFolders f;
+  return f;
 }
 
 bool accepts(uint16_t port) {
@@ -54,6 +68,7 @@ std::string scratchDir(const std::string& name) {
   std::string dir = testing::TempDir() + "tvhttp-" + std::to_string(runId) + "-" + name + "-" +
                     std::to_string(counter++) + "/";
   run("rm -rf '" + dir + "' && mkdir -p '" + dir + "'");
+  folders().dirs.push_back(dir);
   return dir;
 }
 
