@@ -1,24 +1,31 @@
 #include "pp/abort.h"
 
-#include <atomic>
-
 #include "pp/exceptions.h"
+#include "pp/waitable.h"
 
 namespace PP {
 
 namespace {
-std::atomic<abortProbeFn> g_probe{nullptr};
+thread_local aborter* t_aborter = nullptr;
 }
 
-void setAbortProbe(abortProbeFn probe) { g_probe.store(probe, std::memory_order_release); }
+aborter* currentAborter() { return t_aborter; }
 
-bool isAborted() {
-  abortProbeFn probe = g_probe.load(std::memory_order_acquire);
-  return probe != nullptr && probe();
+abortScope::abortScope(aborter* a) : m_former(t_aborter) {
+  if (a && a->isAborted()) throwFixed<user_abort>();
+  t_aborter = a;
 }
+
+abortScope::~abortScope() { t_aborter = m_former; }
+
+bool isAborted() { return t_aborter != nullptr && t_aborter->isAborted(); }
 
 void checkAbort() {
   if (isAborted()) throwFixed<user_abort>();
+}
+
+XFileHandle currentAbortEvent(XFileHandle fallback) {
+  return t_aborter ? t_aborter->handle() : fallback;
 }
 
 }  // namespace PP

@@ -8,6 +8,7 @@
 #include "pp/abort.h"
 #include "pp/mem_stream.h"
 #include "pp/stream_adapters.h"
+#include "pp/waitable.h"
 
 namespace {
 
@@ -212,22 +213,17 @@ TEST(PPStream, PrefixedStreamAndWrap) {
 
 namespace {
 
-thread_local bool t_abortFlag = false;
-bool testProbe() { return t_abortFlag; }
-
-TEST(PPStream, AbortProbeStopsCopyLoops) {
-  PP::setAbortProbe(&testProbe);
+TEST(PPStream, AbortStopsCopyLoops) {
+  PP::aborter a;
+  PP::abortScope scope(a);
   std::string text = "abcdef";
   PP::streamInMemRef src(text.data(), text.size());
   PP::streamPrefixed p("xy", 2, src);
   char buf[8];
   EXPECT_EQ(p.read(buf, 3), 3u);
-  t_abortFlag = true;
+  a.abort();
   EXPECT_THROW(p.read(buf, 3), PP::user_abort);
   EXPECT_NO_THROW(PP::readByte(src));  // a memory read has no abort test of its own
-  t_abortFlag = false;
-  PP::setAbortProbe(nullptr);
-  EXPECT_FALSE(PP::isAborted());
 }
 
 }  // namespace
