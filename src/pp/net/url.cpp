@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "pp/exceptions.h"
+#include "pp/file.h"
 #include "pp/net/escape.h"
 
 namespace PP {
@@ -34,6 +35,8 @@ std::string portSuffix(const parsedUrl& u) {
 }
 
 }  // namespace
+
+bool isHttpUrlText(std::string_view text) { return isHttpUrl(text); }
 
 unsigned defaultPort(std::string_view scheme) {
   if (equalsNoCase(scheme, "http")) return 80;

@@ -16,6 +16,9 @@ struct parsedUrl {
   std::string path;  // with the query; "/" at least
 };
 
+// "http://" or "https://" at the start, in any case.
+bool isHttpUrlText(std::string_view text);
+
 // The default port of a scheme (case-insensitive): http 80, https 443, ftp and ftpes 21,
 // ftps 990; 0 for any other.
 unsigned defaultPort(std::string_view scheme);

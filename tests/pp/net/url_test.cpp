@@ -64,6 +64,8 @@ TEST(PPUrl, HttpSplitForFrontEnds) {
   EXPECT_EQ(p.userInfo, "u:p");
   EXPECT_FALSE(PP::parseHttpUrl("ftp://h/", p));
   EXPECT_TRUE(PP::isPlainHttpUrl("http://h:81/x"));
+  EXPECT_TRUE(PP::isHttpUrlText("HTTPS://h"));
+  EXPECT_FALSE(PP::isHttpUrlText("ftp://h"));
   EXPECT_FALSE(PP::isPlainHttpUrl("https://h/x"));
   EXPECT_FALSE(PP::isPlainHttpUrl("http://u@h/x"));
 }
