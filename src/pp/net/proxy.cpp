@@ -1,25 +1,15 @@
 #include "pp/net/proxy.h"
 
-#include <mutex>
 
 #include "pp/exceptions.h"
 #include "pp/http/authorization.h"
 #include "pp/http/http_errors.h"
 #include "pp/http/status_line.h"
+#include "pp/net/secure_stream.h"
 
 namespace PP {
 
 namespace {
-
-struct proxyState {
-  std::mutex lock;
-  proxySecureFactory secure;
-};
-
-proxyState& state() {
-  static proxyState s;
-  return s;
-}
 
 bool startsWithNoCase(std::string_view text, std::string_view prefix) {
   if (text.size() < prefix.size()) return false;
@@ -44,11 +34,6 @@ std::string trim(std::string_view s) {
 
 }  // namespace
 
-void setProxySecureFactory(proxySecureFactory factory) {
-  std::lock_guard<std::mutex> g(state().lock);
-  state().secure = std::move(factory);
-}
-
 std::vector<std::string> readProxyReplyHead(streamIn& s) {
   std::vector<std::string> lines;
   for (;;) {
@@ -70,7 +55,7 @@ std::vector<std::string> readProxyReplyHead(streamIn& s) {
 
 std::shared_ptr<netStreamBase> connectViaProxy(const std::string& proxyUrl, const std::string& host,
                                                const std::string& port, uint32_t,
-                                               double timeoutSeconds) {
+                                               double timeoutSeconds, uint8_t secureFlags) {
   parsedUrl proxy;
   if (!parseUrl(proxyUrl, proxy, "http")) throwFixed<invalid_proxy_url>();
   // An IPv6 literal goes in brackets, so that its colons are not read as the port's.
@@ -84,13 +69,7 @@ std::shared_ptr<netStreamBase> connectViaProxy(const std::string& proxyUrl, cons
     if (proxy.scheme == "http") {
       s = std::make_shared<netStream>();
     } else if (proxy.scheme == "https") {
-      proxySecureFactory factory;
-      {
-        std::lock_guard<std::mutex> g(state().lock);
-        factory = state().secure;
-      }
-      if (!factory) throwFixed<not_implemented>();
-      s = factory(proxy.host);
+      s = secureProvider()->createSecure(secureFlags);
       connectFlags = connectSecure;
     } else {
       throwFixed<invalid_proxy_url>();
