@@ -15,6 +15,7 @@ namespace PP {
 
 struct tlsContext {
   SSL_CTX* ctx = nullptr;
+  bool requireClientCertificate = false;
   ~tlsContext() { SSL_CTX_free(ctx); }
 };
 
@@ -132,7 +133,6 @@ void netStreamTLS::rethrowLowerFailure() {
 }
 
 void netStreamTLS::handshake(const std::string& host) {
-  if (m_flags & tlsServerRole) throwFixed<not_implemented>();
   m_session = std::make_unique<session>();
   m_established = false;
   m_lowerEnded = false;
@@ -144,16 +144,17 @@ void netStreamTLS::handshake(const std::string& host) {
   if (!bio) throw std::bad_alloc();
   BIO_set_data(bio, this);
   SSL_set_bio(ssl, bio, bio);
+  const bool server = (m_flags & tlsServerRole) != 0;
   const bool literal = isAddressLiteral(host);
-  if (!literal) SSL_set_tlsext_host_name(ssl, host.c_str());
-  if (!(m_flags & tlsSkipVerification)) {
+  if (!literal && !server) SSL_set_tlsext_host_name(ssl, host.c_str());
+  if (!(m_flags & tlsSkipVerification) && !server) {
     if (literal) {
       X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(ssl), host.c_str());
     } else {
       SSL_set1_host(ssl, host.c_str());
     }
   }
-  int r = SSL_connect(ssl);
+  int r = server ? SSL_accept(ssl) : SSL_connect(ssl);
   rethrowLowerFailure();
   if (r != 1) {
     // A peer that leaves in the middle of the hand-shake.
@@ -163,7 +164,9 @@ void netStreamTLS::handshake(const std::string& host) {
     }
     throwSecureError(secIllegalMessage, lastLibraryError());
   }
-  if (!(m_flags & tlsSkipVerification)) {
+  // A server checks its client only when it demands a certificate.
+  const bool verify = server ? m_context->requireClientCertificate : !(m_flags & tlsSkipVerification);
+  if (verify) {
     X509* peer = SSL_get1_peer_certificate(ssl);
     if (!peer) throwSecureError(secWrongPrincipal);
     X509_free(peer);
@@ -259,6 +262,35 @@ std::shared_ptr<netStreamBase> tlsProvider::wrapSecure(std::shared_ptr<netStream
                                                        netStreamBase*) {
   auto s = std::make_shared<netStreamTLS>(std::move(lower), flags, m_context);
   s->handshake(host);
+  return s;
+}
+
+std::shared_ptr<tlsContext> makeTlsServerContext(const std::string& certificateFile,
+                                                 const std::string& keyFile,
+                                                 bool requireClientCertificate,
+                                                 const std::string& clientRoots) {
+  auto c = std::make_shared<tlsContext>();
+  c->ctx = SSL_CTX_new(TLS_server_method());
+  if (!c->ctx) throw std::bad_alloc();
+  if (SSL_CTX_use_certificate_chain_file(c->ctx, certificateFile.c_str()) != 1 ||
+      SSL_CTX_use_PrivateKey_file(c->ctx, keyFile.c_str(), SSL_FILETYPE_PEM) != 1 ||
+      SSL_CTX_check_private_key(c->ctx) != 1)
+    throwSecureError(secNoCredentials, lastLibraryError());
+  c->requireClientCertificate = requireClientCertificate;
+  if (requireClientCertificate) {
+    SSL_CTX_set_default_verify_paths(c->ctx);
+    if (!clientRoots.empty()) SSL_CTX_load_verify_locations(c->ctx, clientRoots.c_str(), nullptr);
+    // Ask for the certificate; whether it is good is judged after the hand-shake.
+    SSL_CTX_set_verify(c->ctx, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT,
+                       [](int, X509_STORE_CTX*) { return 1; });
+  }
+  return c;
+}
+
+std::shared_ptr<netStreamTLS> acceptSecure(std::shared_ptr<netStreamBase> lower,
+                                           std::shared_ptr<tlsContext> context) {
+  auto s = std::make_shared<netStreamTLS>(std::move(lower), tlsServerRole, std::move(context));
+  s->handshake(std::string());
   return s;
 }
 

@@ -23,6 +23,7 @@ constexpr uint32_t secCertExpired = 0x80090328;
 constexpr uint32_t secIllegalMessage = 0x80090326;
 constexpr uint32_t certUntrustedRoot = 0x800B0109;
 constexpr uint32_t certNameMismatch = 0x800B010F;
+constexpr uint32_t secNoCredentials = 0x8009030E;
 
 // "Network authentication error", ": " and the description when there is one, " (" and the
 // status in 8 hexadecimal digits, ")". The incomplete-message status is a cut connection:
@@ -78,6 +79,18 @@ class netStreamTLS : public netStreamBase {
   bool m_established = false;
   std::exception_ptr m_lowerFailure;
 };
+
+// The server side: a context with the certificate (PEM, chain allowed) and its key. A
+// certificate or key that cannot be loaded is status 8009030E. With `requireClientCertificate`
+// a client must show a certificate that the trusted ones (system's, and `clientRoots` if
+// given) vouch for.
+std::shared_ptr<tlsContext> makeTlsServerContext(const std::string& certificateFile,
+                                                 const std::string& keyFile,
+                                                 bool requireClientCertificate = false,
+                                                 const std::string& clientRoots = std::string());
+// Runs the server hand-shake over an accepted connection.
+std::shared_ptr<netStreamTLS> acceptSecure(std::shared_ptr<netStreamBase> lower,
+                                           std::shared_ptr<tlsContext> context);
 
 // The provider of TLS streams; installTlsProvider makes it the process's. The trusted
 // certificates are loaded when the provider is made.

@@ -11,7 +11,9 @@
 
 #include "loopback_peer.h"
 #include "pp/exceptions.h"
+#include "pp/waitable.h"
 #include "pp/worker_process.h"
+#include "pp/abort.h"
 
 namespace {
 
@@ -63,6 +65,7 @@ class tlsServer {
     runTool({"rm", "-rf", m_dir});
   }
   std::string cert() const { return m_dir + "cert.pem"; }
+  std::string key() const { return m_dir + "key.pem"; }
   std::string port() const { return std::to_string(m_port); }
 
  private:
@@ -156,6 +159,74 @@ TEST(PPTls, ThroughNetStreamSecureAndAgainstAPlainPeer) {
     EXPECT_STREQ(e.what(), "Network authentication error");
   }
   PP::setSecureProvider(nullptr);
+}
+
+// This library's own server role: one connection, a line echoed back over TLS.
+class ownServer {
+ public:
+  explicit ownServer(std::shared_ptr<PP::tlsContext> context) : m_listen("127.0.0.1") {
+    m_thread = std::thread([this, context] {
+      try {
+        PP::abortScope scope(m_stop);
+        PP::socketRecord rec{m_listen.s, 20.0};
+        PP::socketWait(rec, true, false);
+        auto lower = std::make_shared<PP::netStream>(XSocketAccept(m_listen.s, nullptr));
+        lower->setTimeout(20.0);
+        auto tls = PP::acceptSecure(lower, context);
+        std::string line;
+        char c;
+        while (line.size() < 64 && tls->read(&c, 1) == 1 && c != '\n') line += c;
+        line = "echo:" + line + "\n";
+        tls->write(line.data(), line.size());
+        tls->close();
+      } catch (const std::exception& e) {
+        failure = e.what();
+      }
+    });
+  }
+  ~ownServer() {
+    m_stop.abort();
+    m_thread.join();
+  }
+  std::string port() const { return m_listen.portText(); }
+  std::string failure;
+
+ private:
+  testpeer::listener m_listen;
+  PP::aborter m_stop;
+  std::thread m_thread;
+};
+
+TEST(PPTls, ServerRoleAgainstOwnClientAndOpensslClient) {
+  tlsServer keys;  // for its certificate and key
+  EXPECT_THROW(PP::makeTlsServerContext(keys.cert(), keys.cert()), PP::exception_network_authentication);
+  auto context = PP::makeTlsServerContext(keys.cert(), keys.key());
+  {
+    ownServer server(context);
+    setenv("SSL_CERT_FILE", keys.cert().c_str(), 1);
+    PP::tlsProvider trusting;
+    unsetenv("SSL_CERT_FILE");
+    auto s = trusting.createSecure(0);
+    s->setTimeout(20.0);
+    s->connect("localhost", server.port(), PP::connectSecure);
+    EXPECT_EQ(exchange(*s, "own\n"), "echo:own");
+  }
+  ownServer server(context);
+  PP::workerProcess client;
+  client.program = "openssl";
+  client.arguments = {"s_client", "-connect", "127.0.0.1:" + server.port(), "-quiet"};
+  client.stdinMode = PP::workerProcess::modePipe;
+  client.stdoutMode = PP::workerProcess::modePipe;
+  client.stderrMode = PP::workerProcess::modePipe;
+  client.start();
+  client.stdinPipe->write("outside\n", 8);
+  client.stdoutPipe->timeoutSeconds = 20;
+  std::string got;
+  char c;
+  while (got.size() < 64 && client.stdoutPipe->read(&c, 1) == 1 && c != '\n') got += c;
+  EXPECT_EQ(got, "echo:outside");
+  client.stop(true);
+  EXPECT_EQ(server.failure, "");
 }
 
 }  // namespace
