@@ -30,13 +30,19 @@ int runTool(std::vector<std::string> argv) {
 // A certificate for "localhost" only, and an s_server that reverses what it is sent.
 class tlsServer {
  public:
-  tlsServer() {
+  // `expired`: the certificate is signed again to have ended yesterday.
+  explicit tlsServer(bool expired = false) {
     m_dir = testing::TempDir() + "tls-" + std::to_string(std::rand()) + "/";
     EXPECT_EQ(runTool({"mkdir", "-p", m_dir}), 0);
-    EXPECT_EQ(runTool({"openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout",
+    EXPECT_EQ(runTool({"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-keyout",
                        m_dir + "key.pem", "-out", cert(), "-days", "2", "-subj", "/CN=localhost",
                        "-addext", "subjectAltName=DNS:localhost"}),
               0);
+    if (expired) {
+      EXPECT_EQ(runTool({"openssl", "x509", "-in", cert(), "-signkey", m_dir + "key.pem", "-days", "-1",
+                         "-out", cert()}),
+                0);
+    }
     {
       testpeer::listener probe("127.0.0.1");
       m_port = probe.port;
@@ -122,6 +128,21 @@ TEST(PPTls, VerifiesTheServerAndItsName) {
     EXPECT_NE(std::string(e.what()).find("(800B0109)"), std::string::npos) << e.what();
   }
   untrusted->close();
+}
+
+TEST(PPTls, ExpiredCertificateHasItsFixedStatus) {
+  tlsServer server(true);
+  setenv("SSL_CERT_FILE", server.cert().c_str(), 1);
+  PP::tlsProvider trusting;
+  unsetenv("SSL_CERT_FILE");
+  auto s = trusting.createSecure(0);
+  s->setTimeout(20.0);
+  try {
+    s->connect("localhost", server.port(), PP::connectSecure);
+    ADD_FAILURE() << "an expired certificate was accepted";
+  } catch (const PP::exception_network_authentication& e) {
+    EXPECT_NE(std::string(e.what()).find("(80090328)"), std::string::npos) << e.what();
+  }
 }
 
 TEST(PPTls, ThroughNetStreamSecureAndAgainstAPlainPeer) {
