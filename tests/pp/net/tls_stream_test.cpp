@@ -32,7 +32,12 @@ class tlsServer {
  public:
   // `expired`: the certificate is signed again to have ended yesterday.
   explicit tlsServer(bool expired = false) {
-    m_dir = testing::TempDir() + "tls-" + std::to_string(std::rand()) + "/";
+    {
+      testpeer::listener probe("127.0.0.1");
+      m_port = probe.port;
+    }
+    // Named after the port, so that tests running side by side keep apart.
+    m_dir = testing::TempDir() + "tls-" + std::to_string(m_port) + "/";
     EXPECT_EQ(runTool({"mkdir", "-p", m_dir}), 0);
     EXPECT_EQ(runTool({"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-keyout",
                        m_dir + "key.pem", "-out", cert(), "-days", "2", "-subj", "/CN=localhost",
@@ -42,10 +47,6 @@ class tlsServer {
       EXPECT_EQ(runTool({"openssl", "x509", "-in", cert(), "-signkey", m_dir + "key.pem", "-days", "-1",
                          "-out", cert()}),
                 0);
-    }
-    {
-      testpeer::listener probe("127.0.0.1");
-      m_port = probe.port;
     }
     m_server.program = "openssl";
     m_server.arguments = {"s_server", "-accept", "127.0.0.1:" + std::to_string(m_port), "-cert", cert(),
