@@ -104,12 +104,23 @@ netStream::netStream(XSocket connected) {
 netStream::~netStream() { close(); }
 
 size_t netStream::read(void* buffer, size_t length) {
+  if (m_socket.handle == XInvalidSocket) throw std::runtime_error("Socket not open");
+  // Take what has arrived first and wait only when nothing has: a busy stream then costs one
+  // call per piece. The abort test runs on every turn, since a stream that keeps delivering
+  // never reaches the wait.
   size_t done = 0;
   while (done < length) {
-    waitReadable();
-    size_t n = readAvailable(static_cast<uint8_t*>(buffer) + done, length - done);
-    if (n == 0) break;
-    done += n;
+    checkAbort();
+    int64_t r = XSocketRecv(m_socket.handle, static_cast<uint8_t*>(buffer) + done, length - done);
+    if (r > 0) {
+      done += size_t(r);
+    } else if (r == 0) {
+      break;  // the peer has closed
+    } else if (XGetLastError() == XWsa::WouldBlock) {
+      waitReadable();
+    } else {
+      throwLastNetworkError();
+    }
   }
   return done;
 }
@@ -132,9 +143,11 @@ bool netStream::isReadable() {
 
 void netStream::write(const void* buffer, size_t length) {
   const uint8_t* p = static_cast<const uint8_t*>(buffer);
+  // As in read: wait only when the socket takes nothing now.
   while (length > 0) {
-    waitWritable();
+    checkAbort();
     size_t n = writeSome(p, length);
+    if (n == 0) waitWritable();
     p += n;
     length -= n;
   }

@@ -58,6 +58,7 @@ class netStream : public netStreamBase {
   netStream& operator=(const netStream&) = delete;
   ~netStream() override;
 
+  // Until `length` or the peer's end; each wait has the time-out and the aborter.
   size_t read(void* buffer, size_t length) override;
   size_t readAvailable(void* buffer, size_t length) override;
   void waitReadable() override;

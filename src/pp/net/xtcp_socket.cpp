@@ -6,6 +6,7 @@
 #include "foundation/platform/last_error.h"
 #include "foundation/platform/wait_handles.h"
 #include "pp/exceptions.h"
+#include "pp/file.h"
 #include "pp/net/address.h"
 #include "pp/net/base64.h"
 
@@ -16,6 +17,23 @@ constexpr size_t MinSendSize = 8192;
 constexpr size_t ReplyStartWithoutHint = 20000;
 constexpr size_t ReplyHintMargin = 10000;
 constexpr size_t ReplyReadStep = 1024;
+
+// Writes (or appends) a record of a transfer. A record is an aid for looking into a transfer;
+// failing to write it must not fail the transfer, so file errors stop here.
+void Record(const std::string& path, const void* data, size_t length, bool append) {
+  if (path.empty()) return;
+  try {
+    PP::fileInOutImpl_posix f;
+    if (append) {
+      f.openOrCreate(path);
+      f.seek(f.size());
+    } else {
+      f.createOrTruncate(path);
+    }
+    f.write(data, length);
+  } catch (const std::exception&) {
+  }
+}
 
 }  // namespace
 
@@ -73,6 +91,7 @@ int64_t XTCPSocket::Receive(void* buffer, size_t length, XFileHandle abortEvent)
 }
 
 bool XTCPSocket::Send(const void* buffer, size_t length) {
+  Record(UploadRecordFile, buffer, length, true);
   const uint8_t* p = static_cast<const uint8_t*>(buffer);
   LastActivityTick = XGetTickCount64();
   while (length > 0) {
@@ -166,6 +185,12 @@ std::string XTCPSocket::BuildRequest(const std::string& method, const std::strin
 }
 
 bool XTCPSocket::ReadReply(int mode, size_t sizeHint, XFileHandle abortEvent) {
+  bool ok = ReadReplyInto(mode, sizeHint, abortEvent);
+  Record(DownloadRecordFile, Response.data(), ResponseLength, false);
+  return ok;
+}
+
+bool XTCPSocket::ReadReplyInto(int mode, size_t sizeHint, XFileHandle abortEvent) {
   Response.assign(sizeHint > 0 ? sizeHint + ReplyHintMargin : ReplyStartWithoutHint, 0);
   ResponseLength = 0;
   for (;;) {

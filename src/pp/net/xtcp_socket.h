@@ -57,6 +57,10 @@ class XTCPSocket {
   XProxySetting Proxy;
   std::vector<uint8_t> Response;
   size_t ResponseLength = 0;
+  // When set, what Send sends is appended to the first and what ReadReply got is written to
+  // the second: a record for looking into a transfer afterwards.
+  std::string UploadRecordFile;
+  std::string DownloadRecordFile;
   XNetThrottle* Throttle = nullptr;
   bool StopSendWhenAnswered = false;
   uint64_t LastActivityTick = 0;
@@ -64,6 +68,7 @@ class XTCPSocket {
  protected:
   // Waits up to 50 ms: 1 ready, 0 nothing, -1 failed socket.
   int WaitReady(bool forWrite);
+  bool ReadReplyInto(int mode, size_t sizeHint, XFileHandle abortEvent);
   // Whether the peer has something to say now.
   bool WaitReadyNow();
 

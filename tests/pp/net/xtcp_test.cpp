@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <chrono>
 #include <string>
 #include <thread>
@@ -48,7 +51,9 @@ bool waitFor(const std::function<bool()>& cond) {
 TEST(XTCP, ClientAndServerOnLoopback) {
   replyServer server;
   server.SupervisorPeriodMs = 100;
-  ASSERT_TRUE(server.Start(0, 2, 300, 2, "127.0.0.1"));
+  // The idle limit leaves a loaded machine ample time to connect the third client while the
+  // two held ones still count.
+  ASSERT_TRUE(server.Start(0, 2, 1500, 2, "127.0.0.1"));
   const uint16_t port = server.BoundPort();
   ASSERT_NE(port, 0);
 
@@ -59,10 +64,21 @@ TEST(XTCP, ClientAndServerOnLoopback) {
   std::string request = client.BuildRequest("GET", "/x", -1);
   EXPECT_EQ(request, "GET /x HTTP/1.0\r\nUser-Agent: tvtest/1\r\nHost: 127.0.0.1:" +
                          std::to_string(port) + "\r\n\r\n");
+  client.UploadRecordFile = testing::TempDir() + "xtcp-up.txt";
+  client.DownloadRecordFile = testing::TempDir() + "xtcp-down.txt";
+  std::remove(client.UploadRecordFile.c_str());
   ASSERT_TRUE(client.Send(request.data(), request.size()));
   ASSERT_TRUE(client.ReadReply(XTCPSocket::ReplyUntilClosed, 0, XInvalidHandle));
   std::string reply(reinterpret_cast<char*>(client.Response.data()), client.ResponseLength);
   EXPECT_EQ(reply, "HTTP/1.0 200 OK\r\nX-Seen: GET /x HTTP/1.0\r\n\r\nbody");
+  auto slurp = [](const std::string& path) {
+    std::ifstream f(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(f), {});
+  };
+  EXPECT_EQ(slurp(client.UploadRecordFile), request);
+  EXPECT_EQ(slurp(client.DownloadRecordFile), reply);
+  std::remove(client.UploadRecordFile.c_str());
+  std::remove(client.DownloadRecordFile.c_str());
 
   // Two held connections fill the per-address limit: a third is refused and closed.
   XTCPSocket held1, held2, third;
