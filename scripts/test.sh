@@ -5,7 +5,7 @@ set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 root=$(dirname "$here")
 jobs=$(nproc)
-fuzz_seconds=${TV_FUZZ_SECONDS:-30}
+fuzz_seconds=${TV_FUZZ_SECONDS:-20}
 logs=$(mktemp -d)
 trap 'rm -rf "$logs"' EXIT
 
@@ -29,16 +29,37 @@ run_ctest "$root/build-asan" sanitized || status=1
 # Fuzz targets: clang with libFuzzer, each run for a bounded time.
 CC=clang CXX=clang++ "$here/configure.sh" "$root/build-fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTV_FUZZ=ON -DTV_BENCH=OFF -DTV_TESTS=OFF
 cmake --build "$root/build-fuzz" --target tv_fuzz_all
-fuzz_pass=0 fuzz_fail=0
-for target in "$root"/build-fuzz/fuzz/*; do
-  [ -x "$target" ] || continue
+# Two at a time, one per core; each target's outcome lands in its own file.
+fuzz_one() {  # fuzz_one TARGET: runs it, then writes "pass RUNS" or "fail" to its result file
+  local target=$1 name corpus seeds
   name=$(basename "$target")
   corpus="$logs/corpus-$name"; mkdir -p "$corpus"
   seeds="$root/tests/fuzz/seeds/$name"
   [ -d "$seeds" ] || seeds=
   if "$target" -max_total_time="$fuzz_seconds" -print_final_stats=1 "$corpus" $seeds >"$logs/$name.log" 2>&1; then
+    echo "pass $(grep -E 'stat::number_of_executed_units' "$logs/$name.log" | awk '{print $2}')" >"$logs/$name.result"
+  else
+    echo fail >"$logs/$name.result"
+  fi
+}
+fuzz_targets=()
+for target in "$root"/build-fuzz/fuzz/*; do
+  [ -x "$target" ] && fuzz_targets+=("$target")
+done
+running=0
+for target in "${fuzz_targets[@]}"; do
+  if [ "$running" -ge "$jobs" ]; then wait -n || true; running=$((running - 1)); fi
+  fuzz_one "$target" &
+  running=$((running + 1))
+done
+wait
+fuzz_pass=0 fuzz_fail=0
+for target in "${fuzz_targets[@]}"; do
+  name=$(basename "$target")
+  read -r outcome runs <"$logs/$name.result" || outcome=fail
+  if [ "$outcome" = pass ]; then
     fuzz_pass=$((fuzz_pass + 1))
-    echo "fuzz $name: $(grep -E 'stat::number_of_executed_units' "$logs/$name.log" | awk '{print $2}') runs, no finding"
+    echo "fuzz $name: $runs runs, no finding"
   else
     fuzz_fail=$((fuzz_fail + 1)); status=1
     echo "fuzz $name: FINDING"; tail -n 60 "$logs/$name.log"
