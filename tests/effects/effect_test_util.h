@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "codecs/flac/codec_test_util.h"
+#include "codecs/codec_test_util.h"
 #include "foundation/text/xstring.h"
 #include "plugins/tv_dsp.h"
 
