@@ -4,8 +4,7 @@
 #include <cmath>
 #include <vector>
 
-#include "os.h"
-#include "tvkit/text.h"
+#include "tvkit/os_file.h"
 
 namespace tvfx {
 
@@ -15,29 +14,33 @@ constexpr size_t PieceFrames = 32768;
 
 bool ForEachPiece(std::u16string_view path, const Layout& layout, bool writeBack,
                   const std::function<void(double*, size_t)>& fn, std::u16string& error) {
-    const std::string name = tvkit::Utf16ToUtf8(path);
-    os::File file;
-    if (!file.Open(name, writeBack ? os::File::Mode::ReadWrite : os::File::Mode::Read)) {
-        error = u"can't open '" + std::u16string(path) + u"': " + tvkit::Utf8ToUtf16(os::File::LastError());
+    const std::u16string name(path);
+    tvkit::os::File file;
+    if (!(writeBack ? file.OpenReadWrite(name) : file.OpenRead(name))) {
+        error = u"can't open '" + name + u"': " + tvkit::os::LastErrorText();
         return false;
     }
     std::vector<uint8_t> bytes(PieceFrames * layout.frameBytes);
     std::vector<double> samples(PieceFrames * layout.channels);
     for (uint64_t at = 0;;) {
-        const long long n = file.ReadAt(bytes.data(), bytes.size(), at);
-        if (n < 0) {
-            error = u"can't read '" + std::u16string(path) + u"': " + tvkit::Utf8ToUtf16(os::File::LastError());
+        size_t got = 0;
+        if (!file.ReadAt(bytes.data(), bytes.size(), at, got)) {
+            error = u"can't read '" + name + u"': " + tvkit::os::LastErrorText();
             return false;
         }
         // A torn frame at the end is left as it is; the host drops it too.
-        const size_t frames = static_cast<size_t>(n) / layout.frameBytes;
-        if (frames == 0) return true;
+        const size_t frames = got / layout.frameBytes;
+        if (frames == 0) {
+            if (!writeBack || file.Close()) return true;
+            error = u"can't write '" + name + u"': " + tvkit::os::LastErrorText();
+            return false;
+        }
         ToDouble(bytes.data(), frames * layout.channels, layout, samples.data());
         fn(samples.data(), frames);
         if (writeBack) {
             FromDouble(samples.data(), frames * layout.channels, layout, bytes.data());
             if (!file.WriteAt(bytes.data(), frames * layout.frameBytes, at)) {
-                error = u"can't write '" + std::u16string(path) + u"': " + tvkit::Utf8ToUtf16(os::File::LastError());
+                error = u"can't write '" + name + u"': " + tvkit::os::LastErrorText();
                 return false;
             }
         }

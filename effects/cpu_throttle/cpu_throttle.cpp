@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "effect.h"
-#include "os.h"
+#include "tvkit/os_process.h"
 
 namespace {
 
@@ -15,7 +15,7 @@ constexpr double MaxSleepSeconds = 0.5;
 class CpuThrottle final : public tvfx::Effect {
 public:
     explicit CpuThrottle(const PluginLogHandles* logs)
-        : Effect(logs, u"CPU Throttle"), wallStart(tvfx::os::MonotonicSeconds()), cpuStart(tvfx::os::ProcessCpuSeconds()) {}
+        : Effect(logs, u"CPU Throttle"), wallStart(tvkit::os::MonotonicSeconds()), cpuStart(tvkit::os::ProcessCpuSeconds()) {}
 
     int32_t PassAudioBlock(AudioBlockRecord&) override {
         Pace();
@@ -37,10 +37,10 @@ protected:
 
 private:
     void Pace() {
-        const double used = tvfx::os::ProcessCpuSeconds() - cpuStart;
-        const double elapsed = tvfx::os::MonotonicSeconds() - wallStart;
+        const double used = tvkit::os::ProcessCpuSeconds() - cpuStart;
+        const double elapsed = tvkit::os::MonotonicSeconds() - wallStart;
         const double owed = std::min(used / share - elapsed, MaxSleepSeconds);
-        if (owed > 0.001) tvfx::os::SleepMs(static_cast<unsigned>(owed * 1000));
+        if (owed > 0.001) tvkit::os::SleepMs(static_cast<unsigned>(owed * 1000));
     }
 
     double share = 0.5;

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "os.h"
+#include "tvkit/os_file.h"
 #include "tvkit/text.h"
 
 namespace tvfx {
@@ -22,9 +22,11 @@ bool ParseNumber(const std::string& text, double& out) {
 }
 }  // namespace
 
-std::string BatchFolder(uint32_t batchId) { return os::TempFolder() + "Tv" + std::to_string(batchId) + "/"; }
+std::u16string BatchFolder(uint32_t batchId) {
+    return tvkit::os::TempFolder() + u"Tv" + tvkit::Number16(static_cast<unsigned long long>(batchId)) + u"/";
+}
 
-std::string TrackRecordPath(const std::string& folder, std::u16string_view output) {
+std::u16string TrackRecordPath(const std::u16string& folder, std::u16string_view output) {
     // FNV-1a of the path: distinct outputs of one batch get distinct names.
     uint64_t h = 1469598103934665603ULL;
     for (char c : tvkit::Utf16ToUtf8(output)) {
@@ -33,7 +35,7 @@ std::string TrackRecordPath(const std::string& folder, std::u16string_view outpu
     }
     char name[40];
     std::snprintf(name, sizeof name, "replaygain-%016llx.txt", static_cast<unsigned long long>(h));
-    return folder + name;
+    return folder + tvkit::Utf8ToUtf16(name);
 }
 
 std::string FormatTrackRecord(const TrackRecord& r) {

@@ -16,9 +16,9 @@ struct TrackRecord {
 };
 
 // The batch's folder: the system's temporary folder, "Tv" and the id, with a trailing '/'.
-std::string BatchFolder(uint32_t batchId);
+std::u16string BatchFolder(uint32_t batchId);
 // The record's file in a folder.
-std::string TrackRecordPath(const std::string& folder, std::u16string_view output);
+std::u16string TrackRecordPath(const std::u16string& folder, std::u16string_view output);
 
 std::string FormatTrackRecord(const TrackRecord& record);
 // False for a damaged or foreign file.

@@ -9,7 +9,7 @@
 #include "effect.h"
 #include "gain_tags.h"
 #include "meter_thread.h"
-#include "os.h"
+#include "tvkit/os_file.h"
 #include "tvkit/tag_block.h"
 #include "tvkit/text.h"
 
@@ -78,17 +78,17 @@ public:
             return 0;
         }
         if (BatchId() == 0) return 1;
-        const std::string folder = tvfx::BatchFolder(BatchId());
-        if (!tvfx::os::IsWritableFolder(folder)) {
-            Log().Error(u"Error: ReplayGain: the batch folder '" + tvkit::Utf8ToUtf16(folder) +
+        const std::u16string folder = tvfx::BatchFolder(BatchId());
+        if (!tvkit::os::IsWritableFolder(folder)) {
+            Log().Error(u"Error: ReplayGain: the batch folder '" + folder +
                             u"' is missing or can't be written; no album gain for this batch.",
                         kFunction);
             return 0;
         }
         tvfx::TrackRecord record{output, track.peak, meter.Meter().BlockEnergies()};
-        if (!tvfx::os::WriteWholeFile(tvfx::TrackRecordPath(folder, output), tvfx::FormatTrackRecord(record))) {
-            Log().Error(u"Error: ReplayGain can't write in the batch folder '" + tvkit::Utf8ToUtf16(folder) +
-                            u"': " + tvkit::Utf8ToUtf16(tvfx::os::File::LastError()),
+        if (!tvkit::os::WriteWholeFile(tvfx::TrackRecordPath(folder, output), tvfx::FormatTrackRecord(record))) {
+            Log().Error(u"Error: ReplayGain can't write in the batch folder '" + folder + u"': " +
+                            tvkit::os::LastErrorText(),
                         kFunction);
             return 0;
         }
@@ -102,9 +102,9 @@ protected:
 private:
     void EndBatch(const PluginArgs& args) {
         static const char* const kFunction = "ReplayGain::BatchEndConversion";
-        const std::string folder = tvfx::BatchFolder(static_cast<uint32_t>(args.Value64));
-        if (!tvfx::os::IsFolder(folder)) {
-            Log().Error(u"Error: ReplayGain: the batch folder '" + tvkit::Utf8ToUtf16(folder) +
+        const std::u16string folder = tvfx::BatchFolder(static_cast<uint32_t>(args.Value64));
+        if (!tvkit::os::IsFolder(folder)) {
+            Log().Error(u"Error: ReplayGain: the batch folder '" + folder +
                             u"' is missing; no album gain for this batch.",
                         kFunction);
             return;
@@ -120,7 +120,7 @@ private:
             if (failed) continue;  // a failed conversion left no output worth tagging
             std::string text;
             tvfx::TrackRecord record;
-            if (!tvfx::os::ReadWholeFile(tvfx::TrackRecordPath(folder, output), text) ||
+            if (!tvkit::os::ReadWholeFile(tvfx::TrackRecordPath(folder, output), text) ||
                 !tvfx::ParseTrackRecord(text, record) || record.output != output) {
                 Log().Error(u"Error: ReplayGain: no measurement of '" + output +
                                 u"' in the batch folder; it gets no album gain.",

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "tvkit/os_file.h"
 #include "tvkit/text.h"
 
 namespace tvfx {
@@ -10,14 +11,14 @@ namespace tvfx {
 namespace {
 constexpr unsigned MaxListing = 256;  // entries of a "Decodes" list looked at
 
-bool AllExports(const os::Library& lib, std::initializer_list<const char*> names) {
+bool AllExports(const tvkit::os::Library& lib, std::initializer_list<const char*> names) {
     for (const char* n : names)
         if (!lib.Symbol(n)) return false;
     return true;
 }
 
 template <class T>
-T As(const os::Library& lib, const char* name) {
+T As(const tvkit::os::Library& lib, const char* name) {
     return reinterpret_cast<T>(lib.Symbol(name));
 }
 
@@ -42,11 +43,15 @@ bool Decodes(const DecoderPlugin& d, TvInstance inst, std::u16string_view extens
 std::unique_ptr<DecoderPlugin> FindDecoderFor(std::u16string_view path) {
     const std::u16string extension = ExtensionOf(path);
     if (extension.empty()) return nullptr;
-    const std::string folder = os::ModuleFolder() + "../decoder/";
-    std::vector<std::string> names = os::ListFolder(folder, ".so");
+    const std::u16string folder = tvkit::os::ModuleFolder() + u"../decoder/";
+    std::vector<tvkit::os::FolderEntry> entries;
+    if (!tvkit::os::ListFolder(folder, entries)) return nullptr;  // no decoders installed: nothing decodes it
+    std::vector<std::u16string> names;
+    for (const auto& e : entries)
+        if (e.name.size() > 3 && e.name.ends_with(u".so")) names.push_back(e.name);
     std::sort(names.begin(), names.end());
     const PluginLogHandles none{0, 0, 0};
-    for (const std::string& name : names) {
+    for (const std::u16string& name : names) {
         auto d = std::make_unique<DecoderPlugin>();
         if (!d->library.Open(folder + name) ||
             !AllExports(d->library, {TV_DECODER_EXPORTS}))
@@ -68,8 +73,8 @@ std::unique_ptr<DecoderPlugin> FindDecoderFor(std::u16string_view path) {
 
 bool EncoderIsLossless(std::u16string_view encoder, std::u16string_view settings) {
     if (encoder.empty() || encoder.find(u'/') != std::u16string_view::npos) return false;
-    os::Library lib;
-    if (!lib.Open(os::ModuleFolder() + "../encoder/" + tvkit::Utf16ToUtf8(encoder) + ".so") ||
+    tvkit::os::Library lib;
+    if (!lib.Open(tvkit::os::ModuleFolder() + u"../encoder/" + std::u16string(encoder) + u".so") ||
         !AllExports(lib, {TV_ENCODER_EXPORTS}))
         return false;
     const PluginLogHandles none{0, 0, 0};

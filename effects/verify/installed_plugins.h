@@ -5,13 +5,13 @@
 #include <string>
 #include <string_view>
 
-#include "os.h"
 #include "tonvale/plugin.h"
+#include "tvkit/os_process.h"
 
 namespace tvfx {
 
 struct DecoderPlugin {
-    os::Library library;
+    tvkit::os::Library library;
     TvDecoderCreateFn create = nullptr;
     TvDecoderDestroyFn destroy = nullptr;
     TvDecoderGetFn get = nullptr;

@@ -1,8 +1,9 @@
 #pragma once
 // The kit's own small file layer: plug-ins may not use the host's platform layer, so the few
-// operating-system calls they need (files, a read-only mapping, renames, a folder listing,
-// raw writes to the host's log handles) live here, one backend per system. Failures return
-// false with the reason in LastError / LastErrorText, read right after the failing call.
+// operating-system calls they need on files and folders (files, a read-only mapping, renames,
+// folder listings, raw writes to the host's log handles) live here, one backend per system.
+// Failures return false with the reason in LastError / LastErrorText (os_error.h), read right
+// after the failing call.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -10,14 +11,9 @@
 #include <vector>
 
 #include "tonvale/plugin.h"
+#include "tvkit/os_error.h"
 
 namespace tvkit::os {
-
-// The system's error number of the last failure on this thread, and its text.
-int LastError();
-std::u16string LastErrorText();
-// Whether the last failure was a name that is taken already.
-bool LastErrorIsExists();
 
 // An unbuffered file handle with explicit offsets.
 class File {
@@ -85,6 +81,18 @@ struct FolderEntry {
     int64_t ageSeconds = 0;
 };
 bool ListFolder(const std::u16string& folder, std::vector<FolderEntry>& out);
+
+// A whole small file at once.
+bool ReadWholeFile(const std::u16string& path, std::string& out);
+// Writes beside path and renames over it, so a reader never sees half a file.
+bool WriteWholeFile(const std::u16string& path, std::string_view data);
+
+// False, with the reason, when path is missing or no folder.
+bool IsFolder(const std::u16string& path);
+// A folder this process may create files in.
+bool IsWritableFolder(const std::u16string& path);
+// The folder for temporary files, ending in a separator.
+std::u16string TempFolder();
 
 // A number from the system's random source; a weaker mix of clock and address when that fails.
 uint64_t RandomNumber();

@@ -1,4 +1,4 @@
-// POSIX backend of the kit's file layer.
+// POSIX backend of the kit's file and folder layer.
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -7,9 +7,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
+#include <cstdlib>
 #include <ctime>
 
+#include "tvkit/os_error_posix.h"
 #include "tvkit/os_file.h"
 #include "tvkit/text.h"
 
@@ -17,24 +18,14 @@ namespace tvkit::os {
 
 namespace {
 
-thread_local int lastError = 0;
-
-bool Failed() {
-    lastError = errno;
-    return false;
-}
+using posix::Failed;
+using posix::FailedWith;
 
 std::string Narrow(const std::u16string& path) { return Utf16ToUtf8(path); }
 
 int Fd(int64_t handle) { return static_cast<int>(handle); }
 
 }  // namespace
-
-int LastError() { return lastError; }
-
-std::u16string LastErrorText() { return Utf8ToUtf16(std::strerror(lastError)); }
-
-bool LastErrorIsExists() { return lastError == EEXIST; }
 
 bool File::OpenRead(const std::u16string& path) {
     Close();
@@ -127,14 +118,13 @@ bool Mapping::Open(const std::u16string& path) {
     if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
         const int e = S_ISDIR(st.st_mode) ? EISDIR : errno ? errno : EINVAL;
         ::close(fd);
-        lastError = e;
-        return false;
+        return FailedWith(e);
     }
     size = static_cast<uint64_t>(st.st_size);
     if (size) {
         void* p = ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE, fd, 0);
         if (p == MAP_FAILED) {
-            lastError = errno;
+            Failed();
             ::close(fd);
             size = 0;
             return false;
@@ -206,6 +196,23 @@ uint64_t RandomNumber() {
     v = static_cast<uint64_t>(ts.tv_nsec) * 0x9E3779B97F4A7C15ull ^ static_cast<uint64_t>(ts.tv_sec) ^
         reinterpret_cast<uintptr_t>(&v) ^ static_cast<uint64_t>(::getpid()) << 32;
     return v;
+}
+
+bool IsFolder(const std::u16string& path) {
+    struct stat st {};
+    if (::stat(Narrow(path).c_str(), &st) != 0) return Failed();
+    return S_ISDIR(st.st_mode) || FailedWith(ENOTDIR);
+}
+
+bool IsWritableFolder(const std::u16string& path) {
+    return IsFolder(path) && (::access(Narrow(path).c_str(), W_OK | X_OK) == 0 || Failed());
+}
+
+std::u16string TempFolder() {
+    const char* env = std::getenv("TMPDIR");
+    std::string path = env && *env ? env : "/tmp";
+    if (path.back() != '/') path += '/';
+    return Utf8ToUtf16(path);
 }
 
 std::u16string_view Separators() { return u"/"; }
