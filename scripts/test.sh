@@ -45,6 +45,19 @@ for target in "$root"/build-fuzz/fuzz/*; do
   fi
 done
 
+# Windows leg: the MinGW-w64 cross build and its tests under Wine (TV_SKIP_WINDOWS=1 skips it).
+win_pass=0 win_fail=0
+if [ "${TV_SKIP_WINDOWS:-0}" != 1 ]; then
+  "$here/test_windows.sh" "$logs" | tee "$logs/windows-leg.log" || status=1
+  line=$(grep -E '^windows: [0-9]+ passed, [0-9]+ failed' "$logs/windows-leg.log" | tail -n 1 || true)
+  if [ -n "$line" ]; then
+    win_pass=$(sed -E 's/windows: ([0-9]+) passed.*/\1/' <<<"$line")
+    win_fail=$(sed -E 's/.* ([0-9]+) failed/\1/' <<<"$line")
+  else
+    win_fail=1; status=1
+  fi
+fi
+
 passed=0 failed=0
 for log in "$logs"/normal.log "$logs"/sanitized.log; do
   line=$(grep -E 'tests passed, [0-9]+ tests failed out of [0-9]+' "$log" | tail -n 1 || true)
@@ -53,6 +66,6 @@ for log in "$logs"/normal.log "$logs"/sanitized.log; do
   [ -n "$line" ] || { status=1; continue; }
   passed=$((passed + total - bad)); failed=$((failed + bad))
 done
-passed=$((passed + fuzz_pass)); failed=$((failed + fuzz_fail))
+passed=$((passed + fuzz_pass + win_pass)); failed=$((failed + fuzz_fail + win_fail))
 echo "tests: $passed passed, $failed failed"
 exit $status

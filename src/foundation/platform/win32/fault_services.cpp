@@ -140,18 +140,33 @@ bool XStartDetachedProcess(const char* const* argv) {
         wchar_t part[4096];
         if (MultiByteToWideChar(CP_UTF8, 0, argv[i], -1, part, 4096) <= 0) return false;
         if (at + wcslen(part) + 4 >= sizeof line / sizeof line[0]) return false;
+        // The program in quotes; an option's value in quotes only when it holds a blank, as
+        // the option grammar reads them.
         if (i > 0) line[at++] = L' ';
-        line[at++] = L'"';
-        for (const wchar_t* p = part; *p; ++p)
-            if (*p != L'"') line[at++] = *p;
-        line[at++] = L'"';
+        const bool blank = wcschr(part, L' ') != nullptr;
+        const wchar_t* equals = wcschr(part, L'=');
+        bool quoted = false;
+        if (i == 0) line[at++] = L'"', quoted = true;
+        for (const wchar_t* p = part; *p; ++p) {
+            if (*p == L'"') continue;
+            line[at++] = *p;
+            if (i > 0 && blank && p == equals) line[at++] = L'"', quoted = true;
+        }
+        if (quoted) line[at++] = L'"';
     }
     line[at] = 0;
+    // The successor shares the console and the standard handles, where its report goes; they
+    // are the only inheritable handles of the process.
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
+    startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+    for (HANDLE h : {startup.hStdInput, startup.hStdOutput, startup.hStdError})
+        if (h && h != INVALID_HANDLE_VALUE) SetHandleInformation(h, HANDLE_FLAG_INHERIT, HANDLE_FLAG_INHERIT);
     PROCESS_INFORMATION info{};
-    // The successor shares the console and the standard handles, where its report goes.
-    if (!CreateProcessW(nullptr, line, nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &info)) return false;
+    if (!CreateProcessW(nullptr, line, nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &info)) return false;
     CloseHandle(info.hThread);
     CloseHandle(info.hProcess);
     return true;

@@ -37,7 +37,11 @@ XFileHandle XSysOpenFile(const XString& path, uint32_t access, uint32_t shareMod
         return XInvalidHandle;
     }
     HANDLE handle = CreateFileW(XWide(path), access, shareMode, nullptr, disposition, attributes, nullptr);
-    if (handle == INVALID_HANDLE_VALUE) return XInvalidHandle;
+    if (handle == INVALID_HANDLE_VALUE) {
+        // "Exists" reads the same on every system: 183, as for the other creating calls.
+        if (GetLastError() == ERROR_FILE_EXISTS) XSetLastError(XErr::AlreadyExists);
+        return XInvalidHandle;
+    }
     return reinterpret_cast<XFileHandle>(handle);
 }
 
