@@ -100,15 +100,19 @@ crash_dump_and_successor() {
   local crashes
   crashes=$WINEPREFIX/drive_c/users/$(id -un)/AppData/Roaming/vMX/crashes
   rm -rf "$crashes"
+  printf 'old output' >o.pcm
+  # The crashed process ends with 0; the successor writes the report to the same standard error.
   TVF_FAULT=null "$wine" Travex.exe -infile=in.tvf -outfile=o.pcm -convert_to=crashpcm >out.txt 2>err.txt
-  # The successor writes its report and ends; wait for the dump's name in it.
   local i
-  for i in $(seq 1 100); do grep -aq 'crash-' <(iconv -f utf-16le -t utf-8 err.txt 2>/dev/null; cat err.txt) && break; sleep 0.2; done
+  for i in $(seq 1 100); do iconv -f utf-16le -t utf-8 err.txt | grep -q 'crash-.*\.dmp' && break; sleep 0.2; done
   local dump
   dump=$(ls "$crashes"/crash-*.dmp | head -n 1)
   [ "$(head -c 4 "$dump")" = "MDMP" ]
-  grep -aq "$(basename "$dump")" <(iconv -f utf-16le -t utf-8 err.txt 2>/dev/null; cat err.txt)
-  [ ! -e o.pcm ] || [ ! -s o.pcm ] || true
+  iconv -f utf-16le -t utf-8 err.txt | tr -d '\r' >report.txt
+  grep -qx 'Tonvale Travex Core has stopped working' report.txt
+  grep '^2) Send crash dump, helping fix the issue: C:' report.txt | grep -qF "vMX\\crashes\\$(basename "$dump")"
+  # The old output is untouched and the half-written one is gone.
+  [ "$(cat o.pcm)" = "old output" ]
   [ -z "$(ls | grep -i '\.tmp')" ]
 }
 

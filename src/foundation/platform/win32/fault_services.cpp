@@ -195,9 +195,34 @@ bool XFaultWriteAt(int fd, const void* data, size_t size, uint64_t offset) {
 
 void XFaultCloseFile(int fd) { CloseHandle(Native(fd)); }
 
+namespace {
+
+// Whether an open handle is on the file: its final path, without the long prefix, is the same
+// path ignoring case.
+bool HandleIsOn(HANDLE handle, const wchar_t* full) {
+    wchar_t name[4096];
+    const DWORD length = GetFinalPathNameByHandleW(handle, name, 4096, FILE_NAME_NORMALIZED);
+    if (length == 0 || length >= 4096) return false;
+    const wchar_t* p = wcsncmp(name, L"\\\\?\\", 4) == 0 ? name + 4 : name;
+    return CompareStringOrdinal(p, -1, full, -1, TRUE) == CSTR_EQUAL;
+}
+
+}  // namespace
+
 void XFaultDeleteFile(const char* path) {
-    wchar_t wide[4096];
-    if (MultiByteToWideChar(CP_UTF8, 0, path, -1, wide, 4096) > 0) DeleteFileW(wide);
+    wchar_t wide[4096], full[4096];
+    if (MultiByteToWideChar(CP_UTF8, 0, path, -1, wide, 4096) <= 0) return;
+    if (DeleteFileW(wide) || GetLastError() != ERROR_SHARING_VIOLATION) return;
+    // A plug-in still holds the file, and Windows deletes no open file: the process is ending
+    // anyway, so its own handles on the file are closed first.
+    if (GetFullPathNameW(wide, 4096, full, nullptr) == 0) return;
+    for (uintptr_t value = 4; value < 0x10000; value += 4) {
+        HANDLE handle = reinterpret_cast<HANDLE>(value);
+        DWORD flags = 0;
+        if (!GetHandleInformation(handle, &flags) || GetFileType(handle) != FILE_TYPE_DISK) continue;
+        if (HandleIsOn(handle, full)) CloseHandle(handle);
+    }
+    DeleteFileW(wide);
 }
 
 const XSystemFacts& XGetSystemFacts() {
