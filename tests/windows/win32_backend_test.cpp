@@ -10,6 +10,7 @@
 #include "foundation/settings/settings_store.h"
 #include "foundation/settings/xregistry.h"
 #include "foundation/sync/xevent.h"
+#include "foundation/sync/xshared_memory.h"
 
 namespace {
 
@@ -143,4 +144,26 @@ TEST(Win32NamedObjects, NamedEventsAreKernelObjects) {
     second.Close();
     XEvent third(u"TvWineTestEvent");
     EXPECT_FALSE(third.Existed());  // the last handle took the name with it
+}
+
+TEST(Win32NamedObjects, SharedBlockKeepsItsCreatorsSize) {
+    XSharedMemory a, b;
+    bool existed = true;
+    ASSERT_TRUE(a.Open(u"TvWineTestBlock", 8, &existed));
+    EXPECT_FALSE(existed);
+    uint64_t v = 0x1122334455667788ull;
+    ASSERT_TRUE(a.Write(&v));
+    ASSERT_TRUE(b.Open(u"TvWineTestBlock", 16, &existed));
+    EXPECT_TRUE(existed);
+    EXPECT_EQ(b.size, 8u);
+    uint64_t r = 0;
+    ASSERT_TRUE(b.Read(&r));
+    EXPECT_EQ(r, v);
+    // The block holds the number at its start, as a front end reads it.
+    bool same = false;
+    XObjectHandle raw = XCreateSectionObject(u"NSharedData_TvWineTestBlock", 8, &same);
+    ASSERT_NE(raw, nullptr);
+    EXPECT_TRUE(same);
+    EXPECT_EQ(*static_cast<const uint64_t*>(XSectionView(raw)), v);
+    XCloseObject(raw);
 }

@@ -23,6 +23,12 @@ XObjectHandle Wrap(HANDLE handle, bool* existed) {
     return object;
 }
 
+struct SizeNote {
+    uint64_t magic;
+    uint64_t size;
+};
+constexpr uint64_t SizeNoteMagic = 0x657A695356547654ull;  // "TvTVSize"
+
 const wchar_t* Wide(const char16_t* name) { return reinterpret_cast<const wchar_t*>(name); }
 
 // The size the section's creator chose, which the system keeps (a view shows whole pages).
@@ -55,17 +61,35 @@ XObjectHandle XCreateMutexObject(const char16_t* name, bool* existed) {
 }
 
 XObjectHandle XCreateSectionObject(const char16_t* name, uint32_t size, bool* existed) {
+    bool was = false;
     if (existed) *existed = false;
     XObjectHandle object =
-        Wrap(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size, Wide(name)), existed);
+        Wrap(CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, size, Wide(name)), &was);
     if (!object) return nullptr;
-    object->size = existed && *existed ? SectionSize(object->handle, size) : size;
+    if (existed) *existed = was;
     object->view = MapViewOfFile(object->handle, FILE_MAP_ALL_ACCESS, 0, 0, 0);
     if (!object->view) {
         const DWORD error = GetLastError();
         XCloseObject(object);
         SetLastError(error);
         return nullptr;
+    }
+    // The creator's size is also noted at the end of the last page, beyond the block, where
+    // a system that gives only whole pages (Wine) can't tell it otherwise. A section that
+    // someone else made without the note is taken as at most what was asked for.
+    MEMORY_BASIC_INFORMATION region{};
+    const bool noted = VirtualQuery(object->view, &region, sizeof region) && region.RegionSize >= size + sizeof(SizeNote);
+    auto* note = noted ? reinterpret_cast<SizeNote*>(static_cast<uint8_t*>(object->view) + region.RegionSize -
+                                                      sizeof(SizeNote))
+                       : nullptr;
+    if (!was) {
+        object->size = size;
+        if (note) *note = SizeNote{SizeNoteMagic, size};
+    } else if (note && note->magic == SizeNoteMagic) {
+        object->size = note->size;
+    } else {
+        const uint32_t known = SectionSize(object->handle, size);
+        object->size = known < size ? known : size;
     }
     return object;
 }
