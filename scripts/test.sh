@@ -74,6 +74,19 @@ else
   format_fail=1; status=1; tail -n 40 "$logs/format.log"
 fi
 
+# Windows leg: the MinGW-w64 cross build and its tests under Wine, with TV_WINDOWS=1.
+win_pass=0 win_fail=0
+if [ "${TV_WINDOWS:-0}" = 1 ]; then
+  "$here/test_windows.sh" "$logs" | tee "$logs/windows-leg.log" || status=1
+  line=$(grep -E '^windows: [0-9]+ passed, [0-9]+ failed' "$logs/windows-leg.log" | tail -n 1 || true)
+  if [ -n "$line" ]; then
+    win_pass=$(sed -E 's/windows: ([0-9]+) passed.*/\1/' <<<"$line")
+    win_fail=$(sed -E 's/.* ([0-9]+) failed/\1/' <<<"$line")
+  else
+    win_fail=1; status=1
+  fi
+fi
+
 passed=0 failed=0
 for log in "$logs"/normal.log "$logs"/sanitized.log; do
   line=$(grep -E 'tests passed, [0-9]+ tests failed out of [0-9]+' "$log" | tail -n 1 || true)
@@ -82,6 +95,6 @@ for log in "$logs"/normal.log "$logs"/sanitized.log; do
   [ -n "$line" ] || { status=1; continue; }
   passed=$((passed + total - bad)); failed=$((failed + bad))
 done
-passed=$((passed + fuzz_pass + format_pass)); failed=$((failed + fuzz_fail + format_fail))
+passed=$((passed + fuzz_pass + format_pass + win_pass)); failed=$((failed + fuzz_fail + format_fail + win_fail))
 echo "tests: $passed passed, $failed failed"
 exit $status

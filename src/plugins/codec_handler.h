@@ -16,9 +16,15 @@ class clTvCodecHandler {
 public:
     // The cache key; "64" is appended to it, and to any base key a caller passes instead.
     static constexpr const char16_t* DecoderCacheKey = u"Software\\Brightmoor\\Tonvale\\DecoderCache";
-    // The suffix of plug-in files on this platform.
+    // The suffix of plug-in files on this platform (Windows matches names ignoring case, so
+    // ".dll" finds the encoders' and DSPs' ".DLL" too).
+#ifdef _WIN32
+    static constexpr const char16_t* LibrarySuffix = u".dll";
+    static constexpr const char16_t* LibraryPattern = u"*.dll";
+#else
     static constexpr const char16_t* LibrarySuffix = u".so";
     static constexpr const char16_t* LibraryPattern = u"*.so";
+#endif
 
     // Loads the decoder for a file (by its extension) or a stream name, and makes an instance.
     // module names the program whose folder holds the plug-ins (null: this program).

@@ -1,0 +1,50 @@
+#include "foundation/platform/file_system.h"
+
+#include <windows.h>
+
+#include <vector>
+
+#include "foundation/platform/last_error.h"
+#include "foundation/platform/win32/win32_util.h"
+
+uint32_t XSysGetFileAttributes(const XString& path) { return GetFileAttributesW(XWide(path)); }
+
+bool XSysSetFileAttributes(const XString& path, uint32_t attributes) {
+    return SetFileAttributesW(XWide(path), attributes) != 0;
+}
+
+bool XSysIsRootPath(const XString& path) {
+    // DRIVE_UNKNOWN (0) and DRIVE_NO_ROOT_DIR (1) are no roots.
+    return !path.IsEmpty() && GetDriveTypeW(XWide(path)) > DRIVE_NO_ROOT_DIR;
+}
+
+bool XSysDeleteFile(const XString& path) { return DeleteFileW(XWide(path)) != 0; }
+
+bool XSysRemoveDirectory(const XString& path) { return RemoveDirectoryW(XWide(path)) != 0; }
+
+bool XSysCreateDirectory(const XString& path) { return CreateDirectoryW(XWide(path), nullptr) != 0; }
+
+bool XSysMoveFile(const XString& from, const XString& to, uint32_t flags) {
+    return MoveFileExW(XWide(from), XWide(to), flags) != 0;
+}
+
+bool XSysCopyFile(const XString& from, const XString& to, bool failIfExists) {
+    return CopyFileW(XWide(from), XWide(to), failIfExists ? TRUE : FALSE) != 0;
+}
+
+bool XSysModuleFileName(const void* module, XString& path) {
+    path.Clear();
+    std::vector<wchar_t> buffer(1024);
+    for (;;) {
+        const DWORD length = GetModuleFileNameW(static_cast<HMODULE>(const_cast<void*>(module)), buffer.data(),
+                                                static_cast<DWORD>(buffer.size()));
+        if (length == 0) return false;
+        if (length < buffer.size()) {
+            path = XFromWide(buffer.data(), static_cast<int>(length));
+            return true;
+        }
+        buffer.resize(buffer.size() * 2);
+    }
+}
+
+uint32_t XSysGetDriveType(const XString& path) { return GetDriveTypeW(XWide(path)); }
