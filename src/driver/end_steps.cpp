@@ -48,23 +48,34 @@ void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
 
     if (!tmpOutFile.IsEmpty()) {
         XPath temp(tmpOutFile);
+        // Runs converting onto one existing name share this temporary name: what lies under it
+        // now is the file this run deals with, and only that file is ever deleted by it.
+        XFileIdentity written;
+        temp.Identity(written);
+        bool moved = false;
         if (temp.Size() == 0 || IsFailed()) {
             tagFlag = 0;
         } else if (!evtQuit.IsSet()) {
-            // The old output goes first, so that the move is a plain rename; a failed move
-            // then leaves neither file. That order is kept on purpose.
-            XPath(plan.outFile).Delete();
-            if (XMoveWithRetry(temp, plan.outFile, 0, MoveRetryMs, evtQuit.Handle())) {
+            // The new output takes the name and the old one goes in one step: other runs
+            // converting onto the same name never find it empty, so their checks and tags
+            // don't fail, and a move that fails here has deleted no one's file.
+            if (XMoveWithRetry(temp, plan.outFile, XMoveFlags::ReplaceExisting, MoveRetryMs, evtQuit.Handle())) {
                 conv.OutputFile = plan.outFile.Text();
+                moved = true;
             } else {
                 ReportError(TvOverwriteErrorText(plan.outFile), RunFunction);
                 MarkFailed();
                 tagFlag = 0;
+                // A failed move leaves no old output either, but only the one this run found:
+                // a file another run has put under the name since is a whole result and stays.
+                XPath(plan.outFile).DeleteIfSame(oldOutput);
             }
         } else {
             tagFlag = 0;
         }
-        temp.Delete();  // gone already after a move; nothing to tell then
+        // After a move, or once another run took it, the name is free: a file there now is
+        // another run's temporary.
+        if (!moved) temp.DeleteIfSame(written);
     }
 
     rendered.reset();

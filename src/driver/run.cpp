@@ -160,6 +160,8 @@ void TvTravex::Run(clTvDecoder& decoder) {
             folder.StripBackslashes();
             if (folder != plan.outFile) folder.CreateFolders();
             if (out.Exists()) {
+                // Unknown (all zero) if it went in the meantime: a failed run then deletes nothing.
+                out.Identity(oldOutput);
                 XString name = plan.outFile;
                 const int limit = TempNameLimit - extension.Length();
                 if (name.Length() > limit) name = name.Left(limit);

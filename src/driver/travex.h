@@ -150,6 +150,7 @@ private:
         return std::atomic_ref<uint32_t>(const_cast<uint32_t&>(conv.Failed)).load(std::memory_order_acquire) != 0;
     }
     XString tmpOutFile;
+    XFileIdentity oldOutput;  // the file under outFile when tmpOutFile was chosen
     uint64_t bytesEncoded = 0;
     clTvBatch batch;
     XString dspCommandLine;

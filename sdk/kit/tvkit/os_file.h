@@ -68,6 +68,26 @@ private:
     bool open = false;
 };
 
+// An exclusive hold on the file that a name has, for changing that file in place: writers
+// holding it on the same file wait for one another. After the wait the name is checked to
+// still have the held file, so a name that changed hands is held afresh.
+class WriteLock {
+public:
+    WriteLock() = default;
+    ~WriteLock() { Release(); }
+    WriteLock(const WriteLock&) = delete;
+    WriteLock& operator=(const WriteLock&) = delete;
+
+    bool Take(const std::u16string& path);
+    // A new read-write descriptor of the held file, for a library that closes what it is
+    // given; -1 on failure.
+    int NewDescriptor() const;
+    void Release();
+
+private:
+    int64_t handle = -1;
+};
+
 // Writes all of size bytes to one of the host's log handles.
 bool WriteHandle(TvOsHandle handle, const void* data, size_t size);
 

@@ -2,6 +2,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/file.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -165,6 +166,46 @@ bool WriteHandle(TvOsHandle handle, const void* data, size_t size) {
         size -= static_cast<size_t>(n);
     }
     return true;
+}
+
+bool WriteLock::Take(const std::u16string& path) {
+    Release();
+    const std::string name = Narrow(path);
+    // Each round loses only to another writer that replaced the name meanwhile: bounded.
+    constexpr int kRounds = 16;
+    for (int round = 0; round < kRounds; ++round) {
+        const int fd = ::open(name.c_str(), O_RDWR | O_CLOEXEC);
+        if (fd < 0) return Failed();
+        int r;
+        while ((r = ::flock(fd, LOCK_EX)) != 0 && errno == EINTR) {
+        }
+        struct stat held{}, named{};
+        if (r != 0 || ::fstat(fd, &held) != 0) {
+            Failed();
+            ::close(fd);
+            return false;
+        }
+        if (::stat(name.c_str(), &named) == 0 && named.st_dev == held.st_dev && named.st_ino == held.st_ino) {
+            handle = fd;
+            return true;
+        }
+        ::close(fd);
+    }
+    lastError = EBUSY;
+    return false;
+}
+
+int WriteLock::NewDescriptor() const {
+    if (handle < 0) return -1;
+    const int fd = ::fcntl(Fd(handle), F_DUPFD_CLOEXEC, 0);
+    if (fd < 0) Failed();
+    return fd;
+}
+
+void WriteLock::Release() {
+    // Closing the last descriptor of the open file ends the hold.
+    if (handle >= 0) ::close(Fd(handle));
+    handle = -1;
 }
 
 bool Rename(const std::u16string& from, const std::u16string& to) {

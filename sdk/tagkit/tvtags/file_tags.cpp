@@ -6,6 +6,7 @@
 
 #include <taglib/flacfile.h>
 #include <taglib/id3v1tag.h>
+#include <taglib/id3v2framefactory.h>
 #include <taglib/infotag.h>
 #include <taglib/mpegfile.h>
 #include <taglib/oggflacfile.h>
@@ -16,6 +17,7 @@
 #include <taglib/wavfile.h>
 #include <taglib/xiphcomment.h>
 
+#include "tvkit/os_file.h"
 #include "tvkit/text.h"
 #include "tvtags/mapping.h"
 
@@ -201,10 +203,10 @@ bool ReadKind(const std::string& name, FileKind kind, std::vector<tvkit::TagItem
     return false;
 }
 
-bool WriteKind(const std::string& name, FileKind kind, const std::vector<tvkit::TagItem>& items) {
+bool WriteKind(TagLib::IOStream* stream, FileKind kind, const std::vector<tvkit::TagItem>& items) {
     switch (kind) {
         case FileKind::Flac: {
-            TagLib::FLAC::File f(name.c_str(), false);
+            TagLib::FLAC::File f(stream, TagLib::ID3v2::FrameFactory::instance(), false);
             if (!f.isValid()) return false;
             f.strip(TagLib::FLAC::File::ID3v1 | TagLib::FLAC::File::ID3v2);
             f.removePictures();
@@ -213,25 +215,25 @@ bool WriteKind(const std::string& name, FileKind kind, const std::vector<tvkit::
             return f.save();
         }
         case FileKind::OggFlac: {
-            TagLib::Ogg::FLAC::File f(name.c_str(), false);
+            TagLib::Ogg::FLAC::File f(stream, false);
             if (!f.isValid()) return false;
             WriteXiph(f.tag(), items, true);
             return f.save();
         }
         case FileKind::OggVorbis: {
-            TagLib::Ogg::Vorbis::File f(name.c_str(), false);
+            TagLib::Ogg::Vorbis::File f(stream, false);
             if (!f.isValid()) return false;
             WriteXiph(f.tag(), items, true);
             return f.save();
         }
         case FileKind::Opus: {
-            TagLib::Ogg::Opus::File f(name.c_str(), false);
+            TagLib::Ogg::Opus::File f(stream, false);
             if (!f.isValid()) return false;
             WriteXiph(f.tag(), items, true);
             return f.save();
         }
         case FileKind::Mp3: {
-            TagLib::MPEG::File f(name.c_str(), false);
+            TagLib::MPEG::File f(stream, TagLib::ID3v2::FrameFactory::instance(), false);
             if (!f.isValid()) return false;
             WriteId3(f.ID3v2Tag(true), items);
             // ID3v2.4: version 2.3 has no frames for mood and the sort names, and TagLib drops them.
@@ -239,7 +241,7 @@ bool WriteKind(const std::string& name, FileKind kind, const std::vector<tvkit::
                           TagLib::File::DoNotDuplicate);
         }
         case FileKind::Wave: {
-            TagLib::RIFF::WAV::File f(name.c_str(), false);
+            TagLib::RIFF::WAV::File f(stream, false);
             if (!f.isValid()) return false;
             WriteId3(f.ID3v2Tag(), items);
             TagLib::RIFF::Info::Tag* info = f.InfoTag();
@@ -299,15 +301,20 @@ bool WriteFileTags(std::u16string_view path, const std::vector<tvkit::TagItem>& 
     error.clear();
     SilenceTagLib();
     if (!Resolve(path, kind, error)) return false;
-    const std::string name = tvkit::Utf16ToUtf8(path);
-    {
-        TagLib::FileStream probe(name.c_str(), false);
-        if (!probe.isOpen() || probe.readOnly()) {
-            error = u"Unable to open file '" + std::u16string(path) + u"' for writing";
-            return false;
-        }
+    // Tags are written into the file in place: two runs that finished onto one name may tag
+    // the same file at once, and must take turns, or each moves data the other is writing.
+    tvkit::os::WriteLock lock;
+    const int fd = lock.Take(std::u16string(path)) ? lock.NewDescriptor() : -1;
+    if (fd < 0) {
+        error = u"Unable to open file '" + std::u16string(path) + u"' for writing";
+        return false;
     }
-    if (!WriteKind(name, kind, items)) {
+    TagLib::FileStream stream(fd, false);  // closes fd
+    if (!stream.isOpen() || stream.readOnly()) {
+        error = u"Unable to open file '" + std::u16string(path) + u"' for writing";
+        return false;
+    }
+    if (!WriteKind(&stream, kind, items)) {
         error = u"Unable to write the tags of '" + std::u16string(path) + u"' as a " + KindName(kind) + u" file";
         return false;
     }

@@ -76,6 +76,10 @@ public:
     uint64_t Size(bool* error = nullptr) const;
     // Deletes a file; access denied clears the write protection and tries once more.
     bool Delete() const;
+    // Deletes the file only while the name still holds the one given; false with 0 as last
+    // error when another file has taken the name since.
+    bool DeleteIfSame(const XFileIdentity& identity) const;
+    bool Identity(XFileIdentity& identity) const;
     // Deletes the matches in this folder (null pattern: every entry); refuses paths of fewer
     // than 3 characters.
     bool DeleteFiles(bool removeFolder, const char16_t* pattern, bool recursive) const;

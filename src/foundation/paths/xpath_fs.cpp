@@ -110,6 +110,23 @@ bool XPath::Delete() const {
     return XSysDeleteFile(path);
 }
 
+bool XPath::Identity(XFileIdentity& identity) const {
+    XPath path;
+    return LongForm(*this, FolderLimit, path) && XSysFileIdentity(path, identity);
+}
+
+bool XPath::DeleteIfSame(const XFileIdentity& identity) const {
+    XFileIdentity now;
+    if (!Identity(now)) return false;
+    if (!(now == identity)) {
+        XSetLastError(0);
+        return false;
+    }
+    // The name could change hands between the look and the delete; that gap is a few system
+    // calls wide, not the length of a conversion.
+    return Delete();
+}
+
 bool XPath::DeleteFiles(bool removeFolder, const char16_t* pattern, bool recursive) const {
     // A slip must never empty a root.
     if (Length() < 3) {

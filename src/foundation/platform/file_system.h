@@ -58,6 +58,19 @@ bool XSysCreateDirectory(const XString& path);    // 183 when it exists
 bool XSysMoveFile(const XString& from, const XString& to, uint32_t flags);
 bool XSysCopyFile(const XString& from, const XString& to, bool failIfExists);
 
+// What a file is whatever name it has now: device and file number (on Windows the volume
+// serial and file index), and the time of its last change, since file numbers of deleted files
+// are soon given again. Tells whether a name still holds the file seen under it earlier; a file
+// changed since counts as another.
+struct XFileIdentity {
+    uint64_t device = 0;
+    uint64_t file = 0;
+    uint64_t changed = 0;  // nanoseconds
+    bool operator==(const XFileIdentity&) const = default;
+};
+// The file the path names, symlinks not followed.
+bool XSysFileIdentity(const XString& path, XFileIdentity& identity);
+
 // The path of a loaded module (null: the program), symlinks resolved.
 bool XSysModuleFileName(const void* module, XString& path);
 

@@ -86,6 +86,38 @@ TEST(XPathFs, DeleteAndDeleteFiles) {
     EXPECT_TRUE(dir.Has("p/y.txt"));
 }
 
+// Several processes write one name; each may delete only the file it saw there itself.
+TEST(XPathFs, DeleteIfSameSparesAFileThatTookTheName) {
+    TestDir dir;
+    dir.Put("out", "old");
+    XFileIdentity old;
+    ASSERT_TRUE(XPath(dir.X("out")).Identity(old));
+
+    // Another run's result moved onto the name.
+    dir.Put("other", "new");
+    fs::rename(dir.path / "other", dir.path / "out");
+    XSetLastError(XErr::AccessDenied);
+    EXPECT_FALSE(XPath(dir.X("out")).DeleteIfSame(old));
+    EXPECT_EQ(XGetLastError(), 0u);
+    EXPECT_EQ(dir.Get("out"), "new");
+
+    // Deleted and written afresh: the file system may give the freed file number again, the
+    // change time tells them apart (its clock is coarse, hence the pause).
+    XFileIdentity current;
+    ASSERT_TRUE(XPath(dir.X("out")).Identity(current));
+    fs::remove(dir.path / "out");
+    XSleep(30);
+    dir.Put("out", "newer");
+    EXPECT_FALSE(XPath(dir.X("out")).DeleteIfSame(current));
+    EXPECT_EQ(dir.Get("out"), "newer");
+
+    ASSERT_TRUE(XPath(dir.X("out")).Identity(current));
+    EXPECT_TRUE(XPath(dir.X("out")).DeleteIfSame(current));
+    EXPECT_FALSE(dir.Has("out"));
+    EXPECT_FALSE(XPath(dir.X("out")).DeleteIfSame(current));
+    EXPECT_EQ(XGetLastError(), XErr::FileNotFound);
+}
+
 TEST(XPathFs, FinderPatternsIgnoreCase) {
     TestDir dir;
     dir.Put("Song.MP3", "");

@@ -196,6 +196,16 @@ bool XSysMoveFile(const XString& fromPath, const XString& toPath, uint32_t flags
     return Fail(errno == ENOENT ? from : to);
 }
 
+bool XSysFileIdentity(const XString& path, XFileIdentity& identity) {
+    std::string name = path.ToStdUtf8();
+    struct stat st{};
+    if (lstat(name.c_str(), &st) != 0) return Fail(name);
+    identity.device = static_cast<uint64_t>(st.st_dev);
+    identity.file = static_cast<uint64_t>(st.st_ino);
+    identity.changed = static_cast<uint64_t>(st.st_ctim.tv_sec) * 1000000000u + static_cast<uint64_t>(st.st_ctim.tv_nsec);
+    return true;
+}
+
 bool XSysModuleFileName(const void* module, XString& path) {
     path.Clear();
     std::string resolved;
