@@ -21,9 +21,9 @@ struct formatSample {
 };
 
 const formatSample kSamples[] = {
-    {"JPEG", "rgb_17x9.jpg"},        {"PNG", "pal_alpha_3x2.png"},  {"GIF", "plain_17x9.gif"},
-    {"BMP", "rgb_3x2.bmp"},          {"WebP", "lossy_alpha_17x9.webp"}, {"TIFF", "rgba_be_3x2.tif"},
-    {"ICO", "multi.ico"},            {"AVIF", "rgb_17x9.avif"},     {"HEIC", "rgb_17x9.heic"},
+    {"JPEG", "rgb_17x9.jpg"},      {"PNG", "pal_alpha_3x2.png"},      {"GIF", "plain_17x9.gif"},
+    {"BMP", "rgb_3x2.bmp"},        {"WebP", "lossy_alpha_17x9.webp"}, {"TIFF", "rgba_be_3x2.tif"},
+    {"ICO", "multi.ico"},          {"AVIF", "rgb_17x9.avif"},         {"HEIC", "rgb_17x9.heic"},
     {"JPEG_XL", "boxed_17x9.jxl"},
 };
 
@@ -69,7 +69,8 @@ std::string makeLargeFile(const char* file) {
     const std::filesystem::path path = std::filesystem::temp_directory_path() / (std::string("tv_bench_image_") + file);
     std::vector<uint8_t> data = readSample(file);
     data.resize(kLargeFileBytes, 0);
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(data.data()), std::streamsize(data.size()));
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(data.data()), std::streamsize(data.size()));
     return path.string();
 }
 

@@ -36,15 +36,17 @@ struct Setup {
         std::string config = Scratch() + "/tv_bench_config";
         setenv("TONVALE_CONFIG_HOME", config.c_str(), 1);
         std::vector<uint8_t> file(44 + kAudioBytes);
-        const uint8_t head[44] = {'R', 'I', 'F', 'F', 0, 0, 0, 0, 'W', 'A', 'V', 'E', 'f', 'm', 't', ' ', 16, 0, 0, 0,
-                                  1, 0, 2, 0, 0x44, 0xAC, 0, 0, 0x10, 0xB1, 2, 0, 4, 0, 16, 0, 'd', 'a', 't', 'a'};
+        const uint8_t head[44] = {'R',  'I',  'F', 'F', 0, 0, 0,  0, 'W', 'A', 'V',  'E',  'f', 'm',
+                                  't',  ' ',  16,  0,   0, 0, 1,  0, 2,   0,   0x44, 0xAC, 0,   0,
+                                  0x10, 0xB1, 2,   0,   4, 0, 16, 0, 'd', 'a', 't',  'a'};
         std::memcpy(file.data(), head, 44);
         const uint32_t data = kAudioBytes, riff = kAudioBytes + 36;
         std::memcpy(file.data() + 4, &riff, 4);
         std::memcpy(file.data() + 40, &data, 4);
         for (size_t i = 44; i < file.size(); ++i) file[i] = static_cast<uint8_t>(i * 131);
         std::ofstream(input, std::ios::binary).write(reinterpret_cast<const char*>(file.data()), file.size());
-        install = XSysLoadLibrary(XString((std::string(TV_BIN_DIR) + "/../testplugins/install/anchor.so").c_str(), true));
+        install =
+            XSysLoadLibrary(XString((std::string(TV_BIN_DIR) + "/../testplugins/install/anchor.so").c_str(), true));
     }
 };
 
@@ -129,7 +131,8 @@ BENCHMARK(BM_WavDecodeEncode)->Unit(benchmark::kMillisecond)->UseRealTime();
 void BM_MemcpySameBytes(benchmark::State& state) {
     std::vector<uint8_t> from(kAudioBytes, 1), to(kAudioBytes);
     for (auto _ : state) {
-        for (size_t at = 0; at < kAudioBytes; at += kBlockBytes) std::memcpy(to.data() + at, from.data() + at, kBlockBytes);
+        for (size_t at = 0; at < kAudioBytes; at += kBlockBytes)
+            std::memcpy(to.data() + at, from.data() + at, kBlockBytes);
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * kAudioBytes));

@@ -65,9 +65,9 @@ void EventWakeAcrossProcesses(benchmark::State& state) {
     }
     stop.Set();
     XWaitProcess(pid);
-    state.counters["one_way_us"] = benchmark::Counter(
-        static_cast<double>(state.iterations()) * 2.0,
-        benchmark::Counter::kIsRate | benchmark::Counter::kInvert, benchmark::Counter::kIs1000);
+    state.counters["one_way_us"] =
+        benchmark::Counter(static_cast<double>(state.iterations()) * 2.0,
+                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert, benchmark::Counter::kIs1000);
 }
 BENCHMARK(EventWakeAcrossProcesses)->Unit(benchmark::kMicrosecond)->UseRealTime();
 

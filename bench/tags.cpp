@@ -31,8 +31,8 @@ std::vector<uint8_t> RealisticBlock() {
 }
 
 void ReportCopies(benchmark::State& state, uint64_t before) {
-    state.counters["dataCopies"] = benchmark::Counter(
-        double(XTagData::CopyCount() - before), benchmark::Counter::kAvgIterations);
+    state.counters["dataCopies"] =
+        benchmark::Counter(double(XTagData::CopyCount() - before), benchmark::Counter::kAvgIterations);
 }
 
 void BM_Parse(benchmark::State& state) {

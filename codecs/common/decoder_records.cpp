@@ -4,8 +4,8 @@
 
 namespace codecrec {
 
-void FillOpen(OpenFileRecord& rec, const TvWaveFormatExtensible& format, uint64_t total, const tvkit::TagBlockWriter& idTags,
-              const tvkit::TagBlockWriter& infoTags) {
+void FillOpen(OpenFileRecord& rec, const TvWaveFormatExtensible& format, uint64_t total,
+              const tvkit::TagBlockWriter& idTags, const tvkit::TagBlockWriter& infoTags) {
     const unsigned rate = format.Format.nSamplesPerSec;
     rec.Format = format;
     rec.BitsPerSecond = rate * format.Format.nChannels * format.Format.wBitsPerSample;

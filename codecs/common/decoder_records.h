@@ -11,8 +11,8 @@
 namespace codecrec {
 
 // format, the length of total frames, and the decoder's two tag blocks (which must outlive Open).
-void FillOpen(OpenFileRecord& rec, const TvWaveFormatExtensible& format, uint64_t total, const tvkit::TagBlockWriter& idTags,
-              const tvkit::TagBlockWriter& infoTags);
+void FillOpen(OpenFileRecord& rec, const TvWaveFormatExtensible& format, uint64_t total,
+              const tvkit::TagBlockWriter& idTags, const tvkit::TagBlockWriter& infoTags);
 
 // Before decoding: format, bit rate and the position of the next frame (delivered so far).
 void BeginBlock(AudioBlockRecord& out, const TvWaveFormatExtensible& format, uint64_t delivered);

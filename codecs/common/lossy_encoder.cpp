@@ -27,18 +27,25 @@ int32_t LossyEncoder::BeginConversion(ConversionRecord& conv) {
         if (o.name.empty()) continue;
         const std::u16string word = o.value.empty() ? o.name : o.name + u" " + o.value;
         switch (TakeOption(o)) {
-        case Verdict::Taken: break;
-        case Verdict::Invalid: invalid += u" " + word; break;
-        case Verdict::Unknown: ignored += u" " + word; break;
+            case Verdict::Taken:
+                break;
+            case Verdict::Invalid:
+                invalid += u" " + word;
+                break;
+            case Verdict::Unknown:
+                ignored += u" " + word;
+                break;
         }
     }
     if (!invalid.empty()) {
-        Log().Error(u"Error: Invalid " + std::u16string(names.codec) + u" options:" + invalid + u" (" + OptionRanges() + u").",
-                    names.begin);
+        Log().Error(
+            u"Error: Invalid " + std::u16string(names.codec) + u" options:" + invalid + u" (" + OptionRanges() + u").",
+            names.begin);
         return 0;
     }
     if (!ignored.empty())
-        Log().Info(u"Options not known to the " + std::u16string(names.codec) + u" encoder were ignored:" + ignored, names.begin);
+        Log().Info(u"Options not known to the " + std::u16string(names.codec) + u" encoder were ignored:" + ignored,
+                   names.begin);
     path = std::u16string(tvkit::View16(conv.OutputFile));
     if (!part.Create(path)) {
         Log().Error(u"Error: Unable to create file '" + path + u"': " + tvkit::os::LastErrorText(), names.begin);

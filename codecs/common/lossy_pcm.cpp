@@ -28,7 +28,8 @@ constexpr unsigned kVorbisOfWave[kMaxChannels + 1][kMaxChannels] = {
 
 int32_t Signed24(const uint8_t* p) {
     return static_cast<int32_t>(static_cast<uint32_t>(p[0]) << 8 | static_cast<uint32_t>(p[1]) << 16 |
-                                static_cast<uint32_t>(p[2]) << 24) >> 8;
+                                static_cast<uint32_t>(p[2]) << 24) >>
+           8;
 }
 
 }  // namespace
@@ -43,16 +44,19 @@ bool ReadLayout(const TvWaveFormatExtensible& f, Layout& out) {
     out.channels = f.Format.nChannels;
     out.rate = f.Format.nSamplesPerSec;
     out.frameBytes = f.Format.nBlockAlign;
-    const bool sizeOk = out.isFloat ? (bits == 32 || bits == 64)
-                                    : tag == TV_WAVE_FORMAT_PCM && (bits == 8 || bits == 16 || bits == 24 || bits == 32);
+    const bool sizeOk = out.isFloat
+                            ? (bits == 32 || bits == 64)
+                            : tag == TV_WAVE_FORMAT_PCM && (bits == 8 || bits == 16 || bits == 24 || bits == 32);
     return sizeOk && out.channels > 0 && out.rate > 0 && out.frameBytes == bits / 8 * out.channels;
 }
 
 std::u16string Describe(const TvWaveFormatExtensible& f) {
     Layout l;
     const bool known = ReadLayout(f, l);
-    std::u16string text = tvkit::Number16(static_cast<unsigned long long>(f.Format.wBitsPerSample)) +
-                          (!known ? u"-bit non-PCM" : l.isFloat ? u"-bit float" : u"-bit PCM");
+    std::u16string text =
+        tvkit::Number16(static_cast<unsigned long long>(f.Format.wBitsPerSample)) + (!known      ? u"-bit non-PCM"
+                                                                                     : l.isFloat ? u"-bit float"
+                                                                                                 : u"-bit PCM");
     text += u", " + tvkit::Number16(static_cast<unsigned long long>(f.Format.nChannels)) + u" channels, ";
     return text + tvkit::Number16(static_cast<unsigned long long>(f.Format.nSamplesPerSec)) + u" Hz";
 }
@@ -77,23 +81,23 @@ void ToFloat(const uint8_t* p, size_t samples, const Layout& l, float* out) {
         return;
     }
     switch (l.container) {
-    case 8:
-        for (size_t i = 0; i < samples; ++i) out[i] = (static_cast<int>(p[i]) - 128) * (1.0f / 128);
-        break;
-    case 16:
-        for (size_t i = 0; i < samples; ++i, p += 2)
-            out[i] = static_cast<int16_t>(static_cast<uint16_t>(p[0] | p[1] << 8)) * (1.0f / 32768);
-        break;
-    case 24:
-        for (size_t i = 0; i < samples; ++i, p += 3) out[i] = static_cast<float>(Signed24(p) * (1.0 / 8388608));
-        break;
-    default:
-        for (size_t i = 0; i < samples; ++i, p += 4) {
-            int32_t v;
-            std::memcpy(&v, p, 4);
-            out[i] = static_cast<float>(v * (1.0 / 2147483648.0));
-        }
-        break;
+        case 8:
+            for (size_t i = 0; i < samples; ++i) out[i] = (static_cast<int>(p[i]) - 128) * (1.0f / 128);
+            break;
+        case 16:
+            for (size_t i = 0; i < samples; ++i, p += 2)
+                out[i] = static_cast<int16_t>(static_cast<uint16_t>(p[0] | p[1] << 8)) * (1.0f / 32768);
+            break;
+        case 24:
+            for (size_t i = 0; i < samples; ++i, p += 3) out[i] = static_cast<float>(Signed24(p) * (1.0 / 8388608));
+            break;
+        default:
+            for (size_t i = 0; i < samples; ++i, p += 4) {
+                int32_t v;
+                std::memcpy(&v, p, 4);
+                out[i] = static_cast<float>(v * (1.0 / 2147483648.0));
+            }
+            break;
     }
 }
 
@@ -234,7 +238,8 @@ std::vector<Option> SplitOptions(std::u16string_view line, const std::vector<std
         }
         // The host hands every option on with one dash: "-bitrate" means "--bitrate".
         if (o.name.size() > 2 && o.name[0] == u'-' && o.name[1] != u'-') o.name.insert(0, 1, u'-');
-        if (eq == std::u16string::npos && o.value.empty() && wantsValue(o.name) && i + 1 < words.size()) o.value = words[++i];
+        if (eq == std::u16string::npos && o.value.empty() && wantsValue(o.name) && i + 1 < words.size())
+            o.value = words[++i];
         out.push_back(std::move(o));
     }
     return out;

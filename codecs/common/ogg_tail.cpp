@@ -36,7 +36,8 @@ bool FileEndsWithFinalPage(const std::string& utf8Path, int64_t& granule) {
     std::ifstream in(std::filesystem::path(utf8Path), std::ios::binary | std::ios::ate);
     if (!in) return false;
     const std::streamoff size = in.tellg();
-    const std::streamoff take = size < static_cast<std::streamoff>(kTailBytes) ? size : static_cast<std::streamoff>(kTailBytes);
+    const std::streamoff take =
+        size < static_cast<std::streamoff>(kTailBytes) ? size : static_cast<std::streamoff>(kTailBytes);
     std::vector<uint8_t> tail(static_cast<size_t>(take));
     in.seekg(size - take);
     if (!in.read(reinterpret_cast<char*>(tail.data()), take)) return false;

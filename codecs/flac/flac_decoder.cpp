@@ -70,7 +70,8 @@ public:
             return 0;
         }
         if (channels < 1 || channels > kMaxChannels || depth < kMinDepth || depth > kMaxDepth || rate == 0) {
-            Log().Error(u"Error: FLAC file '" + path + u"' has a format this decoder can't deliver (1 to 8 channels, 4 to 32 bits).",
+            Log().Error(u"Error: FLAC file '" + path +
+                            u"' has a format this decoder can't deliver (1 to 8 channels, 4 to 32 bits).",
                         function);
             Release();
             return 0;
@@ -99,9 +100,10 @@ public:
                 if (streamError)
                     CorruptError(kFunction);
                 else
-                    Log().Error(u"Error: FLAC decoding failed at " + flacpcm::TimeText(decoded, rate) + u": " +
-                                    tvkit::Utf8ToUtf16(FLAC__StreamDecoderStateString[FLAC__stream_decoder_get_state(decoder)]),
-                                kFunction);
+                    Log().Error(
+                        u"Error: FLAC decoding failed at " + flacpcm::TimeText(decoded, rate) + u": " +
+                            tvkit::Utf8ToUtf16(FLAC__StreamDecoderStateString[FLAC__stream_decoder_get_state(decoder)]),
+                        kFunction);
                 return 0;
             }
         }

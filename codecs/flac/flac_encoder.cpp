@@ -1,8 +1,8 @@
 // encoder/flac.so: integer PCM to native FLAC through libFLAC; float PCM becomes 24-bit
 // (exactly when it was made from 24-bit audio, else with TPDF dither, and one line says so).
 // Options as the flac tool takes them: -0 to -8 (default -5), --fast, --best, -V / --verify.
-// libFLAC always puts the MD5 of the audio into STREAMINFO. The host writes the tags afterwards through decoder/flac.so; the
-// padding left here lets that happen in place.
+// libFLAC always puts the MD5 of the audio into STREAMINFO. The host writes the tags afterwards through
+// decoder/flac.so; the padding left here lets that happen in place.
 #include <FLAC/metadata.h>
 #include <FLAC/stream_encoder.h>
 
@@ -72,7 +72,8 @@ bool IsFloat(const TvWaveFormatExtensible& f) {
 bool FloatLayout(const TvWaveFormatExtensible& f, unsigned& container, unsigned& depth) {
     container = f.Format.wBitsPerSample;
     depth = 24;
-    return IsFloat(f) && (container == 32 || container == 64) && f.Format.nBlockAlign == container / 8 * f.Format.nChannels;
+    return IsFloat(f) && (container == 32 || container == 64) &&
+           f.Format.nBlockAlign == container / 8 * f.Format.nChannels;
 }
 
 // Integer PCM layout of a format record: false for anything else (float, compressed).
@@ -189,8 +190,9 @@ public:
         }
         Release();
         if (ok && !part.Commit()) {
-            Log().Error(u"Error: Unable to give the finished file its name '" + path + u"': " + tvkit::os::LastErrorText(),
-                        kFunction);
+            Log().Error(
+                u"Error: Unable to give the finished file its name '" + path + u"': " + tvkit::os::LastErrorText(),
+                kFunction);
             ok = false;
         }
         if (!ok) part.Discard();
@@ -202,11 +204,12 @@ private:
     bool Start(const TvWaveFormatExtensible& f, uint64_t frames, const char* function) {
         isFloat = IsFloat(f);
         const bool layoutOk = isFloat ? FloatLayout(f, container, depth) : PcmLayout(f, container, depth);
-        if (!layoutOk || f.Format.nChannels < 1 || f.Format.nChannels > kMaxChannels ||
-            depth < kMinDepth || depth > kMaxDepth || f.Format.nSamplesPerSec < 1 || f.Format.nSamplesPerSec > kMaxRate) {
-            Log().Error(u"Error: FLAC holds PCM of 4 to 32 bits or float, 1 to 8 channels, 1 to 1048575 Hz; this audio is " +
-                            Describe(f) + u".",
-                        function);
+        if (!layoutOk || f.Format.nChannels < 1 || f.Format.nChannels > kMaxChannels || depth < kMinDepth ||
+            depth > kMaxDepth || f.Format.nSamplesPerSec < 1 || f.Format.nSamplesPerSec > kMaxRate) {
+            Log().Error(
+                u"Error: FLAC holds PCM of 4 to 32 bits or float, 1 to 8 channels, 1 to 1048575 Hz; this audio is " +
+                    Describe(f) + u".",
+                function);
             return false;
         }
         format = f;
@@ -228,7 +231,8 @@ private:
             return false;
         }
         const std::string narrow = tvkit::Utf16ToUtf8(part.Path());
-        const FLAC__StreamEncoderInitStatus init = FLAC__stream_encoder_init_file(encoder, narrow.c_str(), nullptr, nullptr);
+        const FLAC__StreamEncoderInitStatus init =
+            FLAC__stream_encoder_init_file(encoder, narrow.c_str(), nullptr, nullptr);
         if (init != FLAC__STREAM_ENCODER_INIT_STATUS_OK) {
             std::u16string why = tvkit::Utf8ToUtf16(FLAC__StreamEncoderInitStatusString[init]);
             if (init == FLAC__STREAM_ENCODER_INIT_STATUS_ENCODER_ERROR) why = StateText();

@@ -106,8 +106,9 @@ void Unpack(const uint8_t* data, size_t samples, unsigned container, unsigned de
             break;
         case 24:
             for (size_t i = 0; i < samples; ++i, data += 3)
-                out[i] = static_cast<int32_t>(uint32_t{data[0]} << 8 | uint32_t{data[1]} << 16 | uint32_t{data[2]} << 24) >>
-                         (shift + 8);
+                out[i] =
+                    static_cast<int32_t>(uint32_t{data[0]} << 8 | uint32_t{data[1]} << 16 | uint32_t{data[2]} << 24) >>
+                    (shift + 8);
             break;
         default:
             for (size_t i = 0; i < samples; ++i, data += 4) {

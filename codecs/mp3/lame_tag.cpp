@@ -12,7 +12,8 @@ constexpr size_t kTocBytes = 100;
 constexpr size_t kLameVersionBytes = 9;
 
 uint32_t Be32(const uint8_t* p) {
-    return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 | static_cast<uint32_t>(p[2]) << 8 | p[3];
+    return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 | static_cast<uint32_t>(p[2]) << 8 |
+           p[3];
 }
 
 // A layer III frame header; its side-info size tells where the Xing frame puts its tag.
@@ -32,8 +33,8 @@ bool FrameHeader(const uint8_t* p, size_t& sideInfo) {
 size_t Id3v2Size(const uint8_t* d, size_t size) {
     if (size < kId3HeaderBytes || std::memcmp(d, "ID3", 3) != 0) return 0;
     if ((d[6] | d[7] | d[8] | d[9]) & 0x80) return 0;  // not a syncsafe size
-    const size_t body = static_cast<size_t>(d[6]) << 21 | static_cast<size_t>(d[7]) << 14 |
-                        static_cast<size_t>(d[8]) << 7 | d[9];
+    const size_t body =
+        static_cast<size_t>(d[6]) << 21 | static_cast<size_t>(d[7]) << 14 | static_cast<size_t>(d[8]) << 7 | d[9];
     const bool footer = (d[5] & 0x10) != 0;
     return kId3HeaderBytes + body + (footer ? kId3HeaderBytes : 0);
 }
@@ -86,10 +87,22 @@ LameTag ParseLameTag(const uint8_t* data, size_t size) {
     while (!tag.encoder.empty() && tag.encoder.back() == ' ') tag.encoder.pop_back();
     p += kLameVersionBytes;
     switch (data[p] & 0x0F) {
-    case 1: case 8: tag.mode = Mode::Cbr; break;
-    case 2: case 9: tag.mode = Mode::Abr; break;
-    case 3: case 4: case 5: case 6: tag.mode = Mode::Vbr; break;
-    default: break;
+        case 1:
+        case 8:
+            tag.mode = Mode::Cbr;
+            break;
+        case 2:
+        case 9:
+            tag.mode = Mode::Abr;
+            break;
+        case 3:
+        case 4:
+        case 5:
+        case 6:
+            tag.mode = Mode::Vbr;
+            break;
+        default:
+            break;
     }
     p += 1 + 1 + 8 + 1;
     tag.abrKbps = data[p];

@@ -16,14 +16,14 @@ constexpr size_t kHeadBytes = kMaxFrameSearch + 2048;
 enum class Mode { Unknown, Cbr, Abr, Vbr };
 
 struct LameTag {
-    bool found = false;      // a Xing or Info frame
-    bool isInfo = false;     // "Info": written for a constant bit rate
-    uint32_t frames = 0;     // 0 when the field is absent
-    uint32_t bytes = 0;      // stream bytes, 0 when absent
-    int quality = -1;        // 0..100, -1 when absent
-    std::string encoder;     // "LAME3.100", empty without the extension
+    bool found = false;   // a Xing or Info frame
+    bool isInfo = false;  // "Info": written for a constant bit rate
+    uint32_t frames = 0;  // 0 when the field is absent
+    uint32_t bytes = 0;   // stream bytes, 0 when absent
+    int quality = -1;     // 0..100, -1 when absent
+    std::string encoder;  // "LAME3.100", empty without the extension
     Mode mode = Mode::Unknown;
-    unsigned abrKbps = 0;    // target (ABR) or minimum (VBR) bit rate of the extension
+    unsigned abrKbps = 0;  // target (ABR) or minimum (VBR) bit rate of the extension
     unsigned delay = 0, padding = 0;
 };
 

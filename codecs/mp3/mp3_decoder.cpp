@@ -10,9 +10,9 @@
 #include <system_error>
 #include <vector>
 
-#include "lame_tag.h"
 #include "decoder_records.h"
 #include "file_decoder.h"
+#include "lame_tag.h"
 #include "lossy_pcm.h"
 #include "tvkit/plugin_base.h"
 #include "tvkit/tag_block.h"
@@ -45,7 +45,8 @@ public:
         int err = MPG123_OK;
         handle = mpg123_new(nullptr, &err);
         if (!handle) {
-            Log().Error(u"Error: Unable to start the MP3 decoder: " + tvkit::Utf8ToUtf16(mpg123_plain_strerror(err)), function);
+            Log().Error(u"Error: Unable to start the MP3 decoder: " + tvkit::Utf8ToUtf16(mpg123_plain_strerror(err)),
+                        function);
             return 0;
         }
         mpg123_param(handle, MPG123_ADD_FLAGS, MPG123_GAPLESS | MPG123_QUIET, 0);
@@ -62,8 +63,9 @@ public:
         int ch = 0, encoding = 0;
         if (mpg123_open(handle, narrow.c_str()) != MPG123_OK ||
             mpg123_getformat(handle, &rateL, &ch, &encoding) != MPG123_OK) {
-            Log().Error(u"Error: Unable to read MP3 file '" + path + u"': " + tvkit::Utf8ToUtf16(mpg123_strerror(handle)),
-                        function);
+            Log().Error(
+                u"Error: Unable to read MP3 file '" + path + u"': " + tvkit::Utf8ToUtf16(mpg123_strerror(handle)),
+                function);
             Release();
             return 0;
         }
@@ -76,8 +78,9 @@ public:
         channels = static_cast<unsigned>(ch);
         // Without a frame count the length is only an estimate: count the frames once.
         if (!head.frames && mpg123_scan(handle) != MPG123_OK) {
-            Log().Error(u"Error: Unable to read MP3 file '" + path + u"': " + tvkit::Utf8ToUtf16(mpg123_strerror(handle)),
-                        function);
+            Log().Error(
+                u"Error: Unable to read MP3 file '" + path + u"': " + tvkit::Utf8ToUtf16(mpg123_strerror(handle)),
+                function);
             Release();
             return 0;
         }
@@ -161,10 +164,10 @@ private:
 
     std::u16string QualityText(unsigned kbps, const mpg123_frameinfo& info) const {
         using mp3tag::Mode;
-        const Mode mode = head.mode != Mode::Unknown ? head.mode
+        const Mode mode = head.mode != Mode::Unknown              ? head.mode
                           : head.isInfo || info.vbr == MPG123_CBR ? Mode::Cbr
-                          : info.vbr == MPG123_ABR ? Mode::Abr
-                                                   : Mode::Vbr;
+                          : info.vbr == MPG123_ABR                ? Mode::Abr
+                                                                  : Mode::Vbr;
         if (mode == Mode::Cbr) return u"CBR " + Num(static_cast<unsigned>(info.bitrate)) + u" kbps";
         if (mode == Mode::Abr) {
             const unsigned target = head.abrKbps ? head.abrKbps : static_cast<unsigned>(info.abr_rate);

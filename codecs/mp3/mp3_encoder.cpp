@@ -80,7 +80,9 @@ private:
 
     bool Started() const override { return lame != nullptr; }
 
-    std::vector<std::u16string_view> ValueOptions() const override { return {u"-V", u"-b", u"--abr", u"-q", u"--resample"}; }
+    std::vector<std::u16string_view> ValueOptions() const override {
+        return {u"-V", u"-b", u"--abr", u"-q", u"--resample"};
+    }
     void ResetSettings() override { settings = Settings{}; }
 
     Verdict TakeOption(const lossy::Option& o) override {
@@ -88,7 +90,8 @@ private:
             if (!lossy::ParseDecimal(o.value, 0, 9.999, settings.vbr)) return Verdict::Invalid;
             settings.mode = Mode::Vbr;
         } else if (o.name == u"-b") {
-            if (!lossy::ParseNumber(o.value, 8, 320, settings.kbps) || !OneOf(kBitrates, settings.kbps)) return Verdict::Invalid;
+            if (!lossy::ParseNumber(o.value, 8, 320, settings.kbps) || !OneOf(kBitrates, settings.kbps))
+                return Verdict::Invalid;
             settings.mode = Mode::Cbr;
         } else if (o.name == u"--abr") {
             if (!lossy::ParseNumber(o.value, 8, 320, settings.kbps)) return Verdict::Invalid;
@@ -108,14 +111,16 @@ private:
     }
 
     std::u16string OptionRanges() const override {
-        return u"-V 0..9, -b " + ListText(kBitrates, u" or ") + u", --abr 8..320, -q 0..9, --resample 8, 11.025, 12, 16, "
+        return u"-V 0..9, -b " + ListText(kBitrates, u" or ") +
+               u", --abr 8..320, -q 0..9, --resample 8, 11.025, 12, 16, "
                u"22.05, 24, 32, 44.1 or 48";
     }
 
     bool EncodeChunk(const float* samples, size_t n, const char* function) override {
         if (!resampler.IsOpen()) return Encode(samples, n, function);
         std::string error;
-        if (resampler.Process(samples, n, [&](const float* f, size_t count) { return Encode(f, count, function); }, error))
+        if (resampler.Process(
+                samples, n, [&](const float* f, size_t count) { return Encode(f, count, function); }, error))
             return true;
         if (!error.empty()) ResampleFailed(error, function);
         return false;
@@ -127,11 +132,11 @@ private:
 
     bool Encode(const float* samples, size_t n, const char* function) {
         if (out.size() < n * 5 / 4 + 7200) out.resize(n * 5 / 4 + 7200);
-        const int bytes =
-            layout.channels == 1
-                ? lame_encode_buffer_ieee_float(lame, samples, samples, static_cast<int>(n), out.data(), static_cast<int>(out.size()))
-                : lame_encode_buffer_interleaved_ieee_float(lame, samples, static_cast<int>(n), out.data(),
-                                                            static_cast<int>(out.size()));
+        const int bytes = layout.channels == 1
+                              ? lame_encode_buffer_ieee_float(lame, samples, samples, static_cast<int>(n), out.data(),
+                                                              static_cast<int>(out.size()))
+                              : lame_encode_buffer_interleaved_ieee_float(lame, samples, static_cast<int>(n),
+                                                                          out.data(), static_cast<int>(out.size()));
         if (bytes < 0 || !Write(out.data(), static_cast<size_t>(bytes))) {
             Log().Error(u"Error: MP3 encoding of '" + path + u"' failed" +
                             (bytes < 0 ? u" (LAME error " + tvkit::Number16(static_cast<long long>(bytes)) + u")."
@@ -193,18 +198,18 @@ private:
         lame_set_bWriteVbrTag(lame, 1);
         lame_set_write_id3tag_automatic(lame, 0);
         switch (settings.mode) {
-        case Mode::Vbr:
-            lame_set_VBR(lame, vbr_default);
-            lame_set_VBR_quality(lame, static_cast<float>(settings.vbr));
-            break;
-        case Mode::Cbr:
-            lame_set_VBR(lame, vbr_off);
-            lame_set_brate(lame, static_cast<int>(settings.kbps));
-            break;
-        case Mode::Abr:
-            lame_set_VBR(lame, vbr_abr);
-            lame_set_VBR_mean_bitrate_kbps(lame, static_cast<int>(settings.kbps));
-            break;
+            case Mode::Vbr:
+                lame_set_VBR(lame, vbr_default);
+                lame_set_VBR_quality(lame, static_cast<float>(settings.vbr));
+                break;
+            case Mode::Cbr:
+                lame_set_VBR(lame, vbr_off);
+                lame_set_brate(lame, static_cast<int>(settings.kbps));
+                break;
+            case Mode::Abr:
+                lame_set_VBR(lame, vbr_abr);
+                lame_set_VBR_mean_bitrate_kbps(lame, static_cast<int>(settings.kbps));
+                break;
         }
         if (settings.quality >= 0) lame_set_quality(lame, static_cast<int>(settings.quality));
         if (lame_init_params(lame) < 0) {

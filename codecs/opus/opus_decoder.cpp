@@ -31,14 +31,22 @@ std::u16string Num(unsigned long long v) { return tvkit::Number16(v); }
 
 const char16_t* ErrorText(int code) {
     switch (code) {
-    case OP_EREAD: return u"the file can't be read";
-    case OP_ENOTFORMAT: return u"it holds no Opus stream";
-    case OP_EVERSION: return u"the Opus version is unknown";
-    case OP_EBADHEADER: return u"the Opus headers are damaged";
-    case OP_EIMPL: return u"it uses a feature this decoder lacks";
-    case OP_HOLE: return u"data is missing";
-    case OP_EBADPACKET: return u"a packet is damaged";
-    default: return u"the stream is damaged";
+        case OP_EREAD:
+            return u"the file can't be read";
+        case OP_ENOTFORMAT:
+            return u"it holds no Opus stream";
+        case OP_EVERSION:
+            return u"the Opus version is unknown";
+        case OP_EBADHEADER:
+            return u"the Opus headers are damaged";
+        case OP_EIMPL:
+            return u"it uses a feature this decoder lacks";
+        case OP_HOLE:
+            return u"data is missing";
+        case OP_EBADPACKET:
+            return u"a packet is damaged";
+        default:
+            return u"the stream is damaged";
     }
 }
 
@@ -61,7 +69,8 @@ public:
         }
         const int ch = op_channel_count(file, -1);
         if (ch < 1 || ch > static_cast<int>(lossy::kMaxChannels) || op_link_count(file) != 1) {
-            Log().Error(u"Error: Opus file '" + path + u"' has a shape this decoder can't deliver (one stream of 1 to 8 channels).",
+            Log().Error(u"Error: Opus file '" + path +
+                            u"' has a shape this decoder can't deliver (one stream of 1 to 8 channels).",
                         function);
             Release();
             return 0;

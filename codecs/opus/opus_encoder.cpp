@@ -28,7 +28,9 @@ struct Settings {
     RateMode mode = RateMode::Vbr;
 };
 
-long DefaultKbps(unsigned channels) { return channels == 1 ? 96 : channels == 2 ? 128 : 64 * static_cast<long>(channels); }
+long DefaultKbps(unsigned channels) {
+    return channels == 1 ? 96 : channels == 2 ? 128 : 64 * static_cast<long>(channels);
+}
 
 class OpusFileEncoder final : public lossy::LossyEncoder {
 public:
@@ -37,7 +39,8 @@ public:
 
 private:
     const Names& Naming() const override {
-        static const Names names{u".opus", u"Opus", "Opus::BeginConversion", "Opus::EncodeBlock", "Opus::EndConversion"};
+        static const Names names{u".opus", u"Opus", "Opus::BeginConversion", "Opus::EncodeBlock",
+                                 "Opus::EndConversion"};
         return names;
     }
 
@@ -67,7 +70,9 @@ private:
 
     std::u16string OptionRanges() const override { return u"--bitrate 6..512, --comp 0..10"; }
 
-    bool EncodeChunk(const float* samples, size_t n, const char* function) override { return Feed(samples, n, function); }
+    bool EncodeChunk(const float* samples, size_t n, const char* function) override {
+        return Feed(samples, n, function);
+    }
 
     bool Finish(const char* function) override {
         if (resampler && !Feed(nullptr, 0, function)) return false;
@@ -77,7 +82,8 @@ private:
         int r = ope_encoder_write_float(encoder, &none, 0);
         if (r == OPE_OK) r = ope_encoder_drain(encoder);
         if (r != OPE_OK) {
-            Log().Error(u"Error: Unable to finish Opus file '" + path + u"': " + tvkit::Utf8ToUtf16(ope_strerror(r)), function);
+            Log().Error(u"Error: Unable to finish Opus file '" + path + u"': " + tvkit::Utf8ToUtf16(ope_strerror(r)),
+                        function);
             return false;
         }
         ope_encoder_destroy(encoder);  // closes the file
@@ -92,8 +98,9 @@ private:
 
     bool Start(const TvWaveFormatExtensible& f, const char* function) override {
         if (!lossy::ReadLayout(f, layout) || layout.channels > lossy::kMaxChannels) {
-            Log().Error(u"Error: Opus takes PCM or float audio of 1 to 8 channels; this audio is " + lossy::Describe(f) + u".",
-                        function);
+            Log().Error(
+                u"Error: Opus takes PCM or float audio of 1 to 8 channels; this audio is " + lossy::Describe(f) + u".",
+                function);
             return false;
         }
         if (layout.rate != kRate) {
@@ -111,8 +118,9 @@ private:
         comments = ope_comments_create();  // the host's tag writer fills them later
         int err = OPE_OK;
         if (comments)
-            encoder = ope_encoder_create_file(std::filesystem::path(tvkit::Utf16ToUtf8(OutputPath())).c_str(), comments, kRate,
-                                              static_cast<int>(layout.channels), layout.channels > 2 ? 1 : 0, &err);
+            encoder =
+                ope_encoder_create_file(std::filesystem::path(tvkit::Utf16ToUtf8(OutputPath())).c_str(), comments,
+                                        kRate, static_cast<int>(layout.channels), layout.channels > 2 ? 1 : 0, &err);
         if (!encoder) {
             Log().Error(u"Error: Unable to create file '" + path + u"': " +
                             tvkit::Utf8ToUtf16(comments ? ope_strerror(err) : "out of memory"),
@@ -124,7 +132,8 @@ private:
         ope_encoder_ctl(encoder, OPUS_SET_BITRATE(static_cast<opus_int32>(kbps * 1000)));
         ope_encoder_ctl(encoder, OPUS_SET_VBR(settings.mode == RateMode::Cbr ? 0 : 1));
         ope_encoder_ctl(encoder, OPUS_SET_VBR_CONSTRAINT(settings.mode == RateMode::Cvbr ? 1 : 0));
-        if (settings.complexity >= 0) ope_encoder_ctl(encoder, OPUS_SET_COMPLEXITY(static_cast<opus_int32>(settings.complexity)));
+        if (settings.complexity >= 0)
+            ope_encoder_ctl(encoder, OPUS_SET_COMPLEXITY(static_cast<opus_int32>(settings.complexity)));
         resampled.resize((kChunkFrames * kRate / layout.rate + 64) * layout.channels);
         ordered.resize(resampled.size());
         return true;
@@ -161,7 +170,8 @@ private:
         }
         const int r = ope_encoder_write_float(encoder, src, static_cast<int>(frames));
         if (r != OPE_OK) {
-            Log().Error(u"Error: Opus encoding of '" + path + u"' failed: " + tvkit::Utf8ToUtf16(ope_strerror(r)), function);
+            Log().Error(u"Error: Opus encoding of '" + path + u"' failed: " + tvkit::Utf8ToUtf16(ope_strerror(r)),
+                        function);
             return false;
         }
         return true;

@@ -9,9 +9,9 @@ namespace opushead {
 
 namespace {
 
-constexpr size_t kPageHeader = 27;      // up to the segment table
+constexpr size_t kPageHeader = 27;  // up to the segment table
 constexpr size_t kCrcAt = 22;
-constexpr size_t kRateInHead = 12;      // "OpusHead", version, channels, pre-skip
+constexpr size_t kRateInHead = 12;  // "OpusHead", version, channels, pre-skip
 constexpr size_t kMinHead = 19;
 constexpr size_t kMaxFirstPage = kPageHeader + 255 + 255 * 255;
 

@@ -29,11 +29,16 @@ std::u16string Num(unsigned long long v) { return tvkit::Number16(v); }
 
 const char16_t* OpenErrorText(int code) {
     switch (code) {
-    case OV_EREAD: return u"the file can't be read";
-    case OV_ENOTVORBIS: return u"it holds no Vorbis stream";
-    case OV_EVERSION: return u"the Vorbis version is unknown";
-    case OV_EBADHEADER: return u"the Vorbis headers are damaged";
-    default: return u"the stream is damaged";
+        case OV_EREAD:
+            return u"the file can't be read";
+        case OV_ENOTVORBIS:
+            return u"it holds no Vorbis stream";
+        case OV_EVERSION:
+            return u"the Vorbis version is unknown";
+        case OV_EBADHEADER:
+            return u"the Vorbis headers are damaged";
+        default:
+            return u"the stream is damaged";
     }
 }
 
@@ -129,9 +134,10 @@ private:
         const unsigned kbps = !ec && ms ? static_cast<unsigned>(size * 8 / ms) : 0;
         const long nominal = info.bitrate_nominal > 0 ? info.bitrate_nominal / 1000 : 0;
         infoTags.Clear();
-        infoTags.Add(u"Audio Quality",
-                     u"VBR (about " + Num(kbps) + u" kbps" +
-                         (nominal > 0 ? u", nominal " + Num(static_cast<unsigned long long>(nominal)) + u" kbps" : u"") + u")");
+        infoTags.Add(
+            u"Audio Quality",
+            u"VBR (about " + Num(kbps) + u" kbps" +
+                (nominal > 0 ? u", nominal " + Num(static_cast<unsigned long long>(nominal)) + u" kbps" : u"") + u")");
         infoTags.Add(u"Codec", u"Ogg Vorbis");
         const vorbis_comment* vc = ov_comment(&file, -1);
         if (vc && vc->vendor) infoTags.AddUtf8(u"Encoder", vc->vendor);

@@ -27,7 +27,8 @@ public:
 
 private:
     const Names& Naming() const override {
-        static const Names names{u".ogg", u"Vorbis", "Vorbis::BeginConversion", "Vorbis::EncodeBlock", "Vorbis::EndConversion"};
+        static const Names names{u".ogg", u"Vorbis", "Vorbis::BeginConversion", "Vorbis::EncodeBlock",
+                                 "Vorbis::EndConversion"};
         return names;
     }
 
@@ -69,7 +70,8 @@ private:
 
     bool Start(const TvWaveFormatExtensible& f, const char* function) override {
         if (!lossy::ReadLayout(f, layout) || layout.channels > lossy::kMaxChannels) {
-            Log().Error(u"Error: Vorbis takes PCM or float audio of 1 to 8 channels; this audio is " + lossy::Describe(f) + u".",
+            Log().Error(u"Error: Vorbis takes PCM or float audio of 1 to 8 channels; this audio is " +
+                            lossy::Describe(f) + u".",
                         function);
             return false;
         }
@@ -133,8 +135,10 @@ private:
     }
 
     bool WritePage(const ogg_page& page) {
-        return std::fwrite(page.header, 1, static_cast<size_t>(page.header_len), file) == static_cast<size_t>(page.header_len) &&
-               std::fwrite(page.body, 1, static_cast<size_t>(page.body_len), file) == static_cast<size_t>(page.body_len);
+        return std::fwrite(page.header, 1, static_cast<size_t>(page.header_len), file) ==
+                   static_cast<size_t>(page.header_len) &&
+               std::fwrite(page.body, 1, static_cast<size_t>(page.body_len), file) ==
+                   static_cast<size_t>(page.body_len);
     }
 
     void Release() override {

@@ -51,7 +51,8 @@ bool WriteRf64InfoTags(const std::u16string& path, const void* block, uint32_t b
     for (int i = 0; i < 8; ++i) size64[i] = static_cast<uint8_t>(riff >> (8 * i));
     tvkit::os::File file;
     const bool ok = file.OpenReadWrite(path) && file.WriteAt(tail.data(), tail.size(), tailAt) &&
-                    file.Truncate(tailAt + tail.size()) && file.WriteAt(size64, sizeof size64, kDs64At + 8) && file.Close();
+                    file.Truncate(tailAt + tail.size()) && file.WriteAt(size64, sizeof size64, kDs64At + 8) &&
+                    file.Close();
     return ok || fail(tvkit::os::LastErrorText());
 }
 

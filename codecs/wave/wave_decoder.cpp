@@ -82,7 +82,8 @@ public:
         }
         // A cut file's audio is still converted; its end then fails the run (DecodeBlock).
         if (header.partialFrame && !header.sizeClamped)
-            Log().Info(u"WAV data of '" + path + u"' ends inside a sample; the incomplete sample was dropped.", kFunction);
+            Log().Info(u"WAV data of '" + path + u"' ends inside a sample; the incomplete sample was dropped.",
+                       kFunction);
 
         const TvWaveFormatEx& f = header.format.Format;
         rec.Format = header.format;
@@ -118,8 +119,9 @@ public:
         if (finished) {  // asked again after the end: an empty last block
             if (header.sizeClamped) {
                 const uint64_t align = f.nBlockAlign;
-                Log().Error(u"Error: WAV data ends early at " + lossy::TimeText(header.dataSize / align, f.nSamplesPerSec) +
-                                u" of " + lossy::TimeText(header.declaredDataSize / align, f.nSamplesPerSec) + u".",
+                Log().Error(u"Error: WAV data ends early at " +
+                                lossy::TimeText(header.dataSize / align, f.nSamplesPerSec) + u" of " +
+                                lossy::TimeText(header.declaredDataSize / align, f.nSamplesPerSec) + u".",
                             kFunction);
                 return 0;
             }
@@ -167,8 +169,9 @@ private:
 
     void BuildFacts(const std::u16string& path) {
         const TvWaveFormatEx& f = header.format.Format;
-        const uint16_t tag = f.wFormatTag == TV_WAVE_FORMAT_EXTENSIBLE ? static_cast<uint16_t>(header.format.SubFormat.Data1)
-                                                                        : f.wFormatTag;
+        const uint16_t tag = f.wFormatTag == TV_WAVE_FORMAT_EXTENSIBLE
+                                 ? static_cast<uint16_t>(header.format.SubFormat.Data1)
+                                 : f.wFormatTag;
         infoTags.Clear();
         infoTags.Add(u"Audio Quality", u"Lossless");
         infoTags.Add(u"Format", tag == TV_WAVE_FORMAT_IEEE_FLOAT ? u"IEEE Float" : u"PCM");
@@ -177,7 +180,8 @@ private:
         infoTags.Add(u"Channels", ChannelsText(f.nChannels));
         infoTags.Add(u"Bits Per Sample", tvkit::Number16(static_cast<unsigned long long>(f.wBitsPerSample)));
         infoTags.Add(u"Length", tvkit::Number16(static_cast<unsigned long long>(header.dataSize / f.nBlockAlign * 1000 /
-                                                                                f.nSamplesPerSec)) + u" ms");
+                                                                                f.nSamplesPerSec)) +
+                                    u" ms");
         infoTags.Add(u"File Name", path);
     }
 

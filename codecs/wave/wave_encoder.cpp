@@ -151,7 +151,7 @@ private:
 
     codecrec::PartFile part;  // declared before file: the file closes before its name goes
     tvkit::os::File file;
-    std::u16string path;      // the name the host gave; the file is written as part.Path()
+    std::u16string path;  // the name the host gave; the file is written as part.Path()
     TvWaveFormatExtensible format{};
     uint64_t headerSize = 0;
     uint64_t dataSize = 0;

@@ -101,8 +101,10 @@ bool ReadFmt(const uint8_t* p, uint64_t bytes, WaveHeader& out) {
     }
     f.Format.nBlockAlign = static_cast<uint16_t>(align);
     f.Format.nAvgBytesPerSec = static_cast<uint32_t>(
-        static_cast<uint64_t>(align) * f.Format.nSamplesPerSec > 0xFFFFFFFFu ? 0xFFFFFFFFu : align * f.Format.nSamplesPerSec);
-    if (f.Format.wFormatTag == TV_WAVE_FORMAT_EXTENSIBLE && (f.wValidBitsPerSample == 0 || f.wValidBitsPerSample > bits))
+        static_cast<uint64_t>(align) * f.Format.nSamplesPerSec > 0xFFFFFFFFu ? 0xFFFFFFFFu
+                                                                             : align * f.Format.nSamplesPerSec);
+    if (f.Format.wFormatTag == TV_WAVE_FORMAT_EXTENSIBLE &&
+        (f.wValidBitsPerSample == 0 || f.wValidBitsPerSample > bits))
         f.wValidBitsPerSample = bits;
     return true;
 }
@@ -140,104 +142,107 @@ bool ParseWaveHeader(const uint8_t* data, uint64_t size, WaveHeader& out) {
 
     while (state != State::Done && state != State::Failed) {
         switch (state) {
-        case State::Container:
-            if (!data || size < 12) {
-                out.error = "the file is too short to be a WAV file";
-                state = State::Failed;
-                break;
-            }
-            if ((!Is(data, "RIFF") && !Is(data, "RF64") && !Is(data, "BW64")) || !Is(data + 8, "WAVE")) {
-                out.error = "the file has no RIFF WAVE header";
-                state = State::Failed;
-                break;
-            }
-            out.rf64 = !Is(data, "RIFF");
-            pos = 12;
-            state = State::ChunkHeader;
-            break;
-
-        case State::ChunkHeader: {
-            if (haveFmt && haveData && out.dataOffset + out.dataSize >= size) {
-                state = State::Done;  // the data runs to the end: nothing more to find
-                break;
-            }
-            if (pos + 8 > size || ++chunks > kMaxChunks) {
-                if (haveFmt && haveData) {
-                    state = State::Done;
-                } else {
-                    out.error = haveFmt ? "the file has no data chunk" : "the file has no format chunk";
-                    if (pos + 8 > size && pos < size) out.error += " (it ends inside a chunk header)";
-                    state = State::Failed;
-                }
-                break;
-            }
-            const uint8_t* id = data + pos;
-            const uint64_t declared = U32(data + pos + 4);
-            const uint64_t body = pos + 8;
-            const uint64_t avail = size - body;
-
-            if (Is(id, "data") && haveData) {
-                // Only the first data chunk is read; behind it, a format is still looked for.
-                if (haveFmt) {
-                    state = State::Done;
-                    break;
-                }
-            } else if (Is(id, "data")) {
-                haveData = true;
-                uint64_t want = declared;
-                if (out.rf64 && declared == kUnknownSize32 && haveDs64) want = ds64Data;
-                else if (!out.rf64 && declared == kUnknownSize32) want = avail;  // written while streaming
-                out.declaredDataSize = want;
-                out.dataOffset = body;
-                out.dataSize = want;
-                if (want > avail) {
-                    out.dataSize = avail;
-                    out.sizeClamped = true;
-                }
-                pos = body + out.dataSize + (out.dataSize & 1);
-                if (pos > size) pos = size;
-                break;
-            }
-            if (declared > avail) {
-                // A chunk other than data that runs past the end: the file is cut short.
-                if (haveFmt && haveData) {
-                    state = State::Done;
-                } else {
-                    out.error = "the file ends inside its '" + std::string(reinterpret_cast<const char*>(id), 4) + "' chunk";
-                    state = State::Failed;
-                }
-                break;
-            }
-            if (Is(id, "fmt ")) {
-                if (!haveFmt) {
-                    if (declared > kMaxFmtBytes) {
-                        out.error = "the format chunk is too large";
-                        state = State::Failed;
-                        break;
-                    }
-                    if (!ReadFmt(data + body, declared, out)) {
-                        state = State::Failed;
-                        break;
-                    }
-                    haveFmt = true;
-                }
-            } else if (Is(id, "ds64") && out.rf64 && !haveDs64) {
-                if (declared < kDs64MinBytes) {
-                    out.error = "the ds64 chunk is too short";
+            case State::Container:
+                if (!data || size < 12) {
+                    out.error = "the file is too short to be a WAV file";
                     state = State::Failed;
                     break;
                 }
-                ds64Data = U64(data + body + 8);
-                haveDs64 = true;
-            } else if (Is(id, "LIST")) {
-                ReadInfoList(data + body, declared, out);
+                if ((!Is(data, "RIFF") && !Is(data, "RF64") && !Is(data, "BW64")) || !Is(data + 8, "WAVE")) {
+                    out.error = "the file has no RIFF WAVE header";
+                    state = State::Failed;
+                    break;
+                }
+                out.rf64 = !Is(data, "RIFF");
+                pos = 12;
+                state = State::ChunkHeader;
+                break;
+
+            case State::ChunkHeader: {
+                if (haveFmt && haveData && out.dataOffset + out.dataSize >= size) {
+                    state = State::Done;  // the data runs to the end: nothing more to find
+                    break;
+                }
+                if (pos + 8 > size || ++chunks > kMaxChunks) {
+                    if (haveFmt && haveData) {
+                        state = State::Done;
+                    } else {
+                        out.error = haveFmt ? "the file has no data chunk" : "the file has no format chunk";
+                        if (pos + 8 > size && pos < size) out.error += " (it ends inside a chunk header)";
+                        state = State::Failed;
+                    }
+                    break;
+                }
+                const uint8_t* id = data + pos;
+                const uint64_t declared = U32(data + pos + 4);
+                const uint64_t body = pos + 8;
+                const uint64_t avail = size - body;
+
+                if (Is(id, "data") && haveData) {
+                    // Only the first data chunk is read; behind it, a format is still looked for.
+                    if (haveFmt) {
+                        state = State::Done;
+                        break;
+                    }
+                } else if (Is(id, "data")) {
+                    haveData = true;
+                    uint64_t want = declared;
+                    if (out.rf64 && declared == kUnknownSize32 && haveDs64)
+                        want = ds64Data;
+                    else if (!out.rf64 && declared == kUnknownSize32)
+                        want = avail;  // written while streaming
+                    out.declaredDataSize = want;
+                    out.dataOffset = body;
+                    out.dataSize = want;
+                    if (want > avail) {
+                        out.dataSize = avail;
+                        out.sizeClamped = true;
+                    }
+                    pos = body + out.dataSize + (out.dataSize & 1);
+                    if (pos > size) pos = size;
+                    break;
+                }
+                if (declared > avail) {
+                    // A chunk other than data that runs past the end: the file is cut short.
+                    if (haveFmt && haveData) {
+                        state = State::Done;
+                    } else {
+                        out.error = "the file ends inside its '" + std::string(reinterpret_cast<const char*>(id), 4) +
+                                    "' chunk";
+                        state = State::Failed;
+                    }
+                    break;
+                }
+                if (Is(id, "fmt ")) {
+                    if (!haveFmt) {
+                        if (declared > kMaxFmtBytes) {
+                            out.error = "the format chunk is too large";
+                            state = State::Failed;
+                            break;
+                        }
+                        if (!ReadFmt(data + body, declared, out)) {
+                            state = State::Failed;
+                            break;
+                        }
+                        haveFmt = true;
+                    }
+                } else if (Is(id, "ds64") && out.rf64 && !haveDs64) {
+                    if (declared < kDs64MinBytes) {
+                        out.error = "the ds64 chunk is too short";
+                        state = State::Failed;
+                        break;
+                    }
+                    ds64Data = U64(data + body + 8);
+                    haveDs64 = true;
+                } else if (Is(id, "LIST")) {
+                    ReadInfoList(data + body, declared, out);
+                }
+                pos = body + declared + (declared & 1);
+                break;
             }
-            pos = body + declared + (declared & 1);
-            break;
-        }
-        case State::Done:
-        case State::Failed:
-            break;
+            case State::Done:
+            case State::Failed:
+                break;
         }
     }
     if (state == State::Failed) return false;
@@ -340,8 +345,8 @@ bool Rf64TagTail(const uint8_t* data, uint64_t size, uint64_t& tailAt, std::vect
 }
 
 const InfoName kInfoNames[] = {
-    {"INAM", u"Title"},     {"IART", u"Artist"},     {"IPRD", u"Album"},     {"ICMT", u"Comment"},
-    {"ICRD", u"Year"},      {"IGNR", u"Genre"},      {"ITRK", u"Track"},     {"IPRT", u"Track"},
+    {"INAM", u"Title"},     {"IART", u"Artist"},     {"IPRD", u"Album"},    {"ICMT", u"Comment"},
+    {"ICRD", u"Year"},      {"IGNR", u"Genre"},      {"ITRK", u"Track"},    {"IPRT", u"Track"},
     {"ICOP", u"Copyright"}, {"ISFT", u"Encoded By"}, {"IENG", u"Engineer"},
 };
 const size_t kInfoNameCount = sizeof kInfoNames / sizeof kInfoNames[0];

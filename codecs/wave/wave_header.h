@@ -12,13 +12,13 @@
 namespace wavefile {
 
 // Limits of the header walk: a file that needs more than this is refused, not trusted.
-constexpr uint32_t kMaxChunks = 4096;              // chunks looked at before giving up
-constexpr uint32_t kMinFmtBytes = 14;              // the oldest format record
-constexpr uint64_t kMaxFmtBytes = 64 * 1024;       // a larger "fmt " chunk is malformed
-constexpr uint64_t kMaxInfoBytes = 256 * 1024;     // LIST INFO read for tags
-constexpr uint32_t kMaxInfoValueBytes = 16 * 1024; // one tag value
-constexpr uint64_t kDs64MinBytes = 24;             // riff size, data size, sample count
-constexpr uint32_t kUnknownSize32 = 0xFFFFFFFFu;   // "see ds64" or "until the end"
+constexpr uint32_t kMaxChunks = 4096;               // chunks looked at before giving up
+constexpr uint32_t kMinFmtBytes = 14;               // the oldest format record
+constexpr uint64_t kMaxFmtBytes = 64 * 1024;        // a larger "fmt " chunk is malformed
+constexpr uint64_t kMaxInfoBytes = 256 * 1024;      // LIST INFO read for tags
+constexpr uint32_t kMaxInfoValueBytes = 16 * 1024;  // one tag value
+constexpr uint64_t kDs64MinBytes = 24;              // riff size, data size, sample count
+constexpr uint32_t kUnknownSize32 = 0xFFFFFFFFu;    // "see ds64" or "until the end"
 
 struct InfoText {
     char id[5];         // the LIST INFO chunk id, e.g. "INAM"
@@ -34,7 +34,7 @@ struct WaveHeader {
     bool sizeClamped = false;         // the header claimed more than the file holds
     bool partialFrame = false;        // the data ended inside a frame; the rest was dropped
     std::vector<InfoText> info;
-    std::string error;                // why the header was refused; empty on success
+    std::string error;  // why the header was refused; empty on success
 };
 
 // Parses the header; false with `error` filled when the bytes are not a WAV file that can be

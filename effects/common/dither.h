@@ -8,9 +8,7 @@ namespace tvfx {
 class Dither {
 public:
     // In steps of the target depth.
-    double Next() {
-        return Uniform() + Uniform() - 1.0;
-    }
+    double Next() { return Uniform() + Uniform() - 1.0; }
 
 private:
     double Uniform() {

@@ -32,7 +32,10 @@ protected:
     // Whether these (good) settings make a live effect.
     virtual bool Live() const { return true; }
     // Called once the settings are good.
-    virtual bool Begin(ConversionRecord& conv) { (void)conv; return true; }
+    virtual bool Begin(ConversionRecord& conv) {
+        (void)conv;
+        return true;
+    }
 
     // Reads settings; false when one was bad. report: write the error lines to the error log
     // (only the first entry of a run does; later ones only trace them).

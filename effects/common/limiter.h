@@ -31,8 +31,8 @@ private:
     double ceiling = 1, releaseCoeff = 1;
     unsigned long long pushed = 0, real = 0;
     std::deque<std::pair<unsigned long long, double>> minima;  // rising needs in the window
-    std::vector<double> delayed;                              // lookAhead + 1 frames, a ring
-    std::vector<double> released;                             // lookAhead gains, a ring
+    std::vector<double> delayed;                               // lookAhead + 1 frames, a ring
+    std::vector<double> released;                              // lookAhead gains, a ring
     double releasedSum = 0, last = 1;
 };
 

@@ -46,8 +46,7 @@ Settings::Settings(std::u16string_view effectName, std::u16string_view text,
         while (dashes < raw.size() && dashes < 2 && raw[dashes] == u'-') ++dashes;
         const size_t eq = raw.find(u'=');
         if (dashes == 0 || eq == std::u16string::npos || eq == dashes) {
-            errors.push_back(u"Error: " + effect + u": the setting '" + raw +
-                             u"' is not of the form -name=value.");
+            errors.push_back(u"Error: " + effect + u": the setting '" + raw + u"' is not of the form -name=value.");
             continue;
         }
         Word word{raw.substr(dashes, eq - dashes), raw.substr(eq + 1)};

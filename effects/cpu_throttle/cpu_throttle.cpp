@@ -15,7 +15,9 @@ constexpr double MaxSleepSeconds = 0.5;
 class CpuThrottle final : public tvfx::Effect {
 public:
     explicit CpuThrottle(const PluginLogHandles* logs)
-        : Effect(logs, u"CPU Throttle"), wallStart(tvkit::os::MonotonicSeconds()), cpuStart(tvkit::os::ProcessCpuSeconds()) {}
+        : Effect(logs, u"CPU Throttle"),
+          wallStart(tvkit::os::MonotonicSeconds()),
+          cpuStart(tvkit::os::ProcessCpuSeconds()) {}
 
     int32_t PassAudioBlock(AudioBlockRecord&) override {
         Pace();

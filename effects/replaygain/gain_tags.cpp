@@ -53,8 +53,8 @@ bool WriteGainTags(std::u16string_view path, const std::optional<GainFigures>& t
     if (!tvtags::ReadFileTags(path, items, error, kind)) return false;
     if (kind == tvtags::FileKind::Opus) {
         // Opus players read only the R128 fields; the others would be applied twice by some.
-        for (const char16_t* n : {u"replaygain_track_gain", u"replaygain_track_peak", u"replaygain_album_gain",
-                                  u"replaygain_album_peak"})
+        for (const char16_t* n :
+             {u"replaygain_track_gain", u"replaygain_track_peak", u"replaygain_album_gain", u"replaygain_album_peak"})
             Drop(items, n);
         if (track) Put(items, u"R128_TRACK_GAIN", tvkit::Number16(static_cast<long long>(R128Gain(track->loudness))));
         if (album) Put(items, u"R128_ALBUM_GAIN", tvkit::Number16(static_cast<long long>(R128Gain(album->loudness))));

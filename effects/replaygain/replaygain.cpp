@@ -87,9 +87,9 @@ public:
         }
         tvfx::TrackRecord record{output, track.peak, meter.Meter().BlockEnergies()};
         if (!tvkit::os::WriteWholeFile(tvfx::TrackRecordPath(folder, output), tvfx::FormatTrackRecord(record))) {
-            Log().Error(u"Error: ReplayGain can't write in the batch folder '" + folder + u"': " +
-                            tvkit::os::LastErrorText(),
-                        kFunction);
+            Log().Error(
+                u"Error: ReplayGain can't write in the batch folder '" + folder + u"': " + tvkit::os::LastErrorText(),
+                kFunction);
             return 0;
         }
         return 1;
@@ -104,9 +104,9 @@ private:
         static const char* const kFunction = "ReplayGain::BatchEndConversion";
         const std::u16string folder = tvfx::BatchFolder(static_cast<uint32_t>(args.Value64));
         if (!tvkit::os::IsFolder(folder)) {
-            Log().Error(u"Error: ReplayGain: the batch folder '" + folder +
-                            u"' is missing; no album gain for this batch.",
-                        kFunction);
+            Log().Error(
+                u"Error: ReplayGain: the batch folder '" + folder + u"' is missing; no album gain for this batch.",
+                kFunction);
             return;
         }
         const auto files = tvkit::ParseTagBlock(args.Data, args.Value);
@@ -116,7 +116,8 @@ private:
             const std::u16string output = tvkit::FindTag(files, stem + u"out");
             if (output.empty()) break;
             bool failed = false;
-            for (const auto& item : files) failed = failed || tvkit::EqualsIgnoreCase(item.name, stem + u"conversionhaderrors");
+            for (const auto& item : files)
+                failed = failed || tvkit::EqualsIgnoreCase(item.name, stem + u"conversionhaderrors");
             if (failed) continue;  // a failed conversion left no output worth tagging
             std::string text;
             tvfx::TrackRecord record;

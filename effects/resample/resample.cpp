@@ -19,7 +19,7 @@ public:
     int32_t PassAudioBlock(AudioBlockRecord& block) override {
         static const char* const kFunction = "Resample::PassAudioBlock";
         if (!Unpack(block, kFunction)) return 0;
-        if (inLayout.rate == 0) return 1;  // an empty last block before any audio: nothing to shape
+        if (inLayout.rate == 0) return 1;     // an empty last block before any audio: nothing to shape
         if (inLayout.rate == rate) return 1;  // nothing to do: the block goes on untouched
         if (!soxr) {
             soxr_error_t error = nullptr;

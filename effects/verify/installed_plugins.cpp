@@ -53,9 +53,7 @@ std::unique_ptr<DecoderPlugin> FindDecoderFor(std::u16string_view path) {
     const PluginLogHandles none{0, 0, 0};
     for (const std::u16string& name : names) {
         auto d = std::make_unique<DecoderPlugin>();
-        if (!d->library.Open(folder + name) ||
-            !AllExports(d->library, {TV_DECODER_EXPORTS}))
-            continue;
+        if (!d->library.Open(folder + name) || !AllExports(d->library, {TV_DECODER_EXPORTS})) continue;
         d->create = As<TvDecoderCreateFn>(d->library, "Create");
         d->destroy = As<TvDecoderDestroyFn>(d->library, "Destroy");
         d->get = As<TvDecoderGetFn>(d->library, "Get");

@@ -26,10 +26,19 @@ void SampleHash::Add(const uint8_t* p, size_t count, const Layout& l) {
     for (size_t i = 0; i < samples; ++i) {
         uint32_t v = 0;
         switch (l.bits) {
-        case 8: v = static_cast<uint32_t>(p[0] ^ 0x80) << 24; break;
-        case 16: v = static_cast<uint32_t>(p[0]) << 16 | static_cast<uint32_t>(p[1]) << 24; break;
-        case 24: v = static_cast<uint32_t>(p[0]) << 8 | static_cast<uint32_t>(p[1]) << 16 | static_cast<uint32_t>(p[2]) << 24; break;
-        default: std::memcpy(&v, p, 4); break;
+            case 8:
+                v = static_cast<uint32_t>(p[0] ^ 0x80) << 24;
+                break;
+            case 16:
+                v = static_cast<uint32_t>(p[0]) << 16 | static_cast<uint32_t>(p[1]) << 24;
+                break;
+            case 24:
+                v = static_cast<uint32_t>(p[0]) << 8 | static_cast<uint32_t>(p[1]) << 16 |
+                    static_cast<uint32_t>(p[2]) << 24;
+                break;
+            default:
+                std::memcpy(&v, p, 4);
+                break;
         }
         p += l.bits / 8;
         Mix(v);

@@ -49,7 +49,8 @@ public:
         if (conv.Failed || output.empty()) return 1;  // nothing finished to check
         auto decoder = tvfx::FindDecoderFor(output);
         if (!decoder) {
-            Log().Info(u"Verify Output Integrity: no installed decoder reads '" + output + u"'; not verified.", kFunction);
+            Log().Info(u"Verify Output Integrity: no installed decoder reads '" + output + u"'; not verified.",
+                       kFunction);
             return 1;
         }
         const PluginLogHandles logs{0, Log().Handles().InfoLog, Log().Handles().DebugLog};
@@ -119,7 +120,8 @@ private:
                                layout.isFloat == givenLayout.isFloat;
         if (!sameShape || decoded.Frames() != given.Frames() || decoded.Value() != given.Value()) {
             Log().Error(u"Error: Verify Output Integrity: the samples decoded from lossless '" + output +
-                            u"' differ from those that passed this effect; it must come after every effect that changes the audio.",
+                            u"' differ from those that passed this effect; it must come after every effect that "
+                            u"changes the audio.",
                         kFunction);
             return 0;
         }

@@ -21,7 +21,8 @@ public:
         if (!Configure(settings, false)) return 0;
         tvfx::Layout layout;
         if (!tvfx::ReadLayout(format.Format, layout)) {
-            Log().Error(u"Error: Volume Normalize can't work on " + tvfx::Describe(format.Format) + u" audio.", kFunction);
+            Log().Error(u"Error: Volume Normalize can't work on " + tvfx::Describe(format.Format) + u" audio.",
+                        kFunction);
             return 0;
         }
         std::u16string error;
@@ -33,7 +34,8 @@ public:
                             kFunction);
                 return 0;
             }
-            if (!tvfx::ForEachPiece(path, layout, false, [&](double* s, size_t n) { meter.Add(s, n); }, error)) {
+            if (!tvfx::ForEachPiece(
+                    path, layout, false, [&](double* s, size_t n) { meter.Add(s, n); }, error)) {
                 Log().Error(u"Error: Volume Normalize " + error, kFunction);
                 return 0;
             }

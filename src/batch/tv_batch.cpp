@@ -1,10 +1,10 @@
 #include "batch/tv_batch.h"
 
-#include "plugins/dsp_options.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/platform/clock.h"
 #include "foundation/platform/known_folders.h"
 #include "plugins/codec_handler.h"
+#include "plugins/dsp_options.h"
 #include "tags/id_tags.h"
 
 namespace {
@@ -42,8 +42,7 @@ void clTvBatch::Attach(uint32_t id) {
     batchFolder.CreateFolders();
 }
 
-void clTvBatch::Begin(XString& dspOptionsInOut, const XString& encoder, const XString& options,
-                      const void* module) {
+void clTvBatch::Begin(XString& dspOptionsInOut, const XString& encoder, const XString& options, const void* module) {
     MakeId();
     clTvEncoder probe;
     if (clTvCodecHandler::LoadEncoder(encoder, probe, &NoLogs, module)) {

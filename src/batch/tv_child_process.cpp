@@ -89,14 +89,14 @@ bool TvChildProcess::Launch(const XStringList& arguments, uint32_t pipeMask) {
     return started;
 }
 
-bool TvChildProcess::LaunchWithHandles(const XStringList& arguments, XFileHandle stdinHandle,
-                                       XFileHandle stdoutHandle, XFileHandle stderrHandle) {
+bool TvChildProcess::LaunchWithHandles(const XStringList& arguments, XFileHandle stdinHandle, XFileHandle stdoutHandle,
+                                       XFileHandle stderrHandle) {
     WaitAndClose(EndWaitMs, nullptr);
     return Start(arguments, stdinHandle, stdoutHandle, stderrHandle);
 }
 
-bool TvChildProcess::LaunchConverter(const XString& commandFilePath, XFileHandle stdinHandle,
-                                     XFileHandle stdoutHandle, XFileHandle stderrHandle) {
+bool TvChildProcess::LaunchConverter(const XString& commandFilePath, XFileHandle stdinHandle, XFileHandle stdoutHandle,
+                                     XFileHandle stderrHandle) {
     WaitAndClose(EndWaitMs, nullptr);
     XStringList arguments;
     arguments.Add(ConverterPath());
@@ -104,8 +104,8 @@ bool TvChildProcess::LaunchConverter(const XString& commandFilePath, XFileHandle
     return Start(arguments, stdinHandle, stdoutHandle, stderrHandle);
 }
 
-bool TvChildProcess::LaunchConverterText(const XString& optionText, XFileHandle stdinHandle,
-                                         XFileHandle stdoutHandle, XFileHandle stderrHandle) {
+bool TvChildProcess::LaunchConverterText(const XString& optionText, XFileHandle stdinHandle, XFileHandle stdoutHandle,
+                                         XFileHandle stderrHandle) {
     // POSIX passes arguments, not one line: each option becomes one "-name=value" item, which
     // the child joins back into the same options.
     WaitAndClose(EndWaitMs, nullptr);
@@ -154,10 +154,18 @@ bool TvChildProcess::WaitAndClose(uint32_t timeoutMs, int* outExitCode) {
 
 void TvChildProcess::SetPriorityLevel(int level) {
     switch (level) {
-        case 1: ApplyScheduling(XSchedulingLevel::High); break;
-        case 2: ApplyScheduling(XSchedulingLevel::Low); break;
-        case 3: ApplyScheduling(XSchedulingLevel::Idle); break;
-        default: ApplyScheduling(XSchedulingLevel::Normal); break;
+        case 1:
+            ApplyScheduling(XSchedulingLevel::High);
+            break;
+        case 2:
+            ApplyScheduling(XSchedulingLevel::Low);
+            break;
+        case 3:
+            ApplyScheduling(XSchedulingLevel::Idle);
+            break;
+        default:
+            ApplyScheduling(XSchedulingLevel::Normal);
+            break;
     }
 }
 

@@ -48,8 +48,7 @@ XString TvConvertWorker::CommonText(uint32_t batchId, const XString& encoderName
     return text;
 }
 
-XString TvConvertWorker::CommandText(const XString& inputPath, const XString& outputPath,
-                                     const XString& commonText) {
+XString TvConvertWorker::CommandText(const XString& inputPath, const XString& outputPath, const XString& commonText) {
     return XString(u"-infile=\"") + inputPath + u"\" -outfile=\"" + outputPath + u"\" " + commonText;
 }
 

@@ -68,9 +68,10 @@ void ShowWindow(const XCrashReportRows& report, const XString& displayName) {
     if (!module) return;
     auto show = reinterpret_cast<TvShowCrashWindowFn>(XSysGetProcAddress(module, TV_CRASH_WINDOW_EXPORT));
     if (show) {
-        std::string texts[8] = {displayName.ToStdUtf8(), report.rows[0].ToStdUtf8(), report.rows[1].ToStdUtf8(),
-                                report.rows[2].ToStdUtf8(), report.rows[3].ToStdUtf8(), report.forum.ToStdUtf8(),
-                                "Crash Dump Location", "Exit"};
+        std::string texts[8] = {displayName.ToStdUtf8(),    report.rows[0].ToStdUtf8(),
+                                report.rows[1].ToStdUtf8(), report.rows[2].ToStdUtf8(),
+                                report.rows[3].ToStdUtf8(), report.forum.ToStdUtf8(),
+                                "Crash Dump Location",      "Exit"};
         TvCrashWindowText text{};
         text.title = texts[0].c_str();
         for (int i = 0; i < 4; ++i) text.rows[i] = texts[1 + i].c_str();

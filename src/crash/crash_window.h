@@ -8,9 +8,9 @@ extern "C" {
 #endif
 
 struct TvCrashWindowText {
-    const char* title;    // UTF-8, as all texts here
-    const char* rows[4];  // the report's rows
-    const char* links[2]; // the link texts of rows 3 and 4
+    const char* title;     // UTF-8, as all texts here
+    const char* rows[4];   // the report's rows
+    const char* links[2];  // the link texts of rows 3 and 4
     const char* button;
     // Called with 0 or 1 when a link is clicked.
     void (*openLink)(int link, void* context);

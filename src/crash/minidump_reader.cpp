@@ -173,8 +173,8 @@ bool XReadDumpDirectory(const uint8_t* data, size_t size, XDumpSummary& summary,
     return true;
 }
 
-bool XReadDumpMemory(const uint8_t* data, size_t size, const XDumpSummary& summary, uint64_t address,
-                     void* buffer, size_t length) {
+bool XReadDumpMemory(const uint8_t* data, size_t size, const XDumpSummary& summary, uint64_t address, void* buffer,
+                     size_t length) {
     for (const XDumpMemory& m : summary.memory) {
         if (address < m.start || address - m.start > m.size || length > m.size - (address - m.start)) continue;
         const uint64_t at = m.rva + (address - m.start);

@@ -47,5 +47,5 @@ bool XReadDumpDirectory(const uint8_t* data, size_t size, XDumpSummary& summary,
 
 // Copies memory of the crashed process from the dump's memory list; false when the range is
 // not wholly in one kept block.
-bool XReadDumpMemory(const uint8_t* data, size_t size, const XDumpSummary& summary, uint64_t address,
-                     void* buffer, size_t length);
+bool XReadDumpMemory(const uint8_t* data, size_t size, const XDumpSummary& summary, uint64_t address, void* buffer,
+                     size_t length);

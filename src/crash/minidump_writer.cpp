@@ -15,9 +15,9 @@ namespace {
 constexpr int MaxModules = 1024;
 constexpr int MaxThreads = 256;
 constexpr int MaxMemory = 2048;
-constexpr uint64_t RedZone = 128;                // below the stack pointer, still the frame's own
-constexpr uint64_t MaxStackBytes = 256 * 1024;   // from the stack pointer up
-constexpr uint64_t OverflowGap = 64 * 1024;    // how far below its stack an overflow leaves the pointer
+constexpr uint64_t RedZone = 128;               // below the stack pointer, still the frame's own
+constexpr uint64_t MaxStackBytes = 256 * 1024;  // from the stack pointer up
+constexpr uint64_t OverflowGap = 64 * 1024;     // how far below its stack an overflow leaves the pointer
 constexpr size_t ChunkSize = 64 * 1024;
 constexpr uint32_t StopWaitMs = 2000;
 constexpr uint32_t StreamCount = 8;
@@ -120,10 +120,22 @@ void ToContext(const XCpuContext& c, md::ContextAmd64& x) {
     x.segGs = c.gs;
     x.segSs = c.ss;
     x.eFlags = static_cast<uint32_t>(c.eflags);
-    x.rax = c.rax; x.rcx = c.rcx; x.rdx = c.rdx; x.rbx = c.rbx;
-    x.rsp = c.rsp; x.rbp = c.rbp; x.rsi = c.rsi; x.rdi = c.rdi;
-    x.r8 = c.r8; x.r9 = c.r9; x.r10 = c.r10; x.r11 = c.r11;
-    x.r12 = c.r12; x.r13 = c.r13; x.r14 = c.r14; x.r15 = c.r15;
+    x.rax = c.rax;
+    x.rcx = c.rcx;
+    x.rdx = c.rdx;
+    x.rbx = c.rbx;
+    x.rsp = c.rsp;
+    x.rbp = c.rbp;
+    x.rsi = c.rsi;
+    x.rdi = c.rdi;
+    x.r8 = c.r8;
+    x.r9 = c.r9;
+    x.r10 = c.r10;
+    x.r11 = c.r11;
+    x.r12 = c.r12;
+    x.r13 = c.r13;
+    x.r14 = c.r14;
+    x.r15 = c.r15;
     x.rip = c.rip;
     if (c.hasFloat) std::memcpy(x.floatSave, c.floatSave, sizeof x.floatSave);
 }
@@ -160,7 +172,7 @@ bool XWriteMinidump(int fd, const XFault& fault, uint32_t writerThread, uint32_t
     g_memoryCount = 0;
 
     Output out{fd, 0, true};
-    md::Header header{md::Signature, md::Version, StreamCount, sizeof(md::Header), 0, timeStamp,
+    md::Header header{md::Signature,          md::Version, StreamCount, sizeof(md::Header), 0, timeStamp,
                       md::WithUnloadedModules};
     md::Directory directory[StreamCount] = {};
     out.Put(&header, sizeof header);
@@ -218,7 +230,8 @@ bool XWriteMinidump(int fd, const XFault& fault, uint32_t writerThread, uint32_t
     const uint32_t moduleCount = static_cast<uint32_t>(modules);
     const uint32_t moduleList = out.Put(&moduleCount, sizeof moduleCount);
     out.Put(g_moduleRecords, sizeof(md::Module) * moduleCount);
-    directory[stream++] = {md::Stream::ModuleList, {4 + static_cast<uint32_t>(sizeof(md::Module)) * moduleCount, moduleList}};
+    directory[stream++] = {md::Stream::ModuleList,
+                           {4 + static_cast<uint32_t>(sizeof(md::Module)) * moduleCount, moduleList}};
 
     // The exception: the signal number is the code, its reason the flags.
     md::ExceptionStream exception{};
@@ -254,7 +267,8 @@ bool XWriteMinidump(int fd, const XFault& fault, uint32_t writerThread, uint32_t
     md::UnloadedModuleListHeader unloaded{sizeof(md::UnloadedModuleListHeader), 24, 0};
     directory[stream++] = {md::Stream::UnloadedModuleList, {sizeof unloaded, out.Put(&unloaded, sizeof unloaded)}};
 
-    directory[stream++] = {md::Stream::LinuxMaps, {static_cast<uint32_t>(map.textLength), out.Put(map.text, map.textLength)}};
+    directory[stream++] = {md::Stream::LinuxMaps,
+                           {static_cast<uint32_t>(map.textLength), out.Put(map.text, map.textLength)}};
 
     out.PutAt(sizeof header, directory, sizeof directory);
     return out.ok;

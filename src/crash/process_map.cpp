@@ -42,7 +42,11 @@ bool SamePath(const XMapModule& m, const char* path, size_t length) {
 bool ReadBuildId(XMapModule& m) {
     m.buildIdLength = 0;
     uint8_t header[64];
-    if (!XReadOwnMemory(m.base, header, sizeof header) || std::memcmp(header, "\x7F" "ELF", 4) != 0 ||
+    if (!XReadOwnMemory(m.base, header, sizeof header) ||
+        std::memcmp(header,
+                    "\x7F"
+                    "ELF",
+                    4) != 0 ||
         header[4] != 2) {
         return false;
     }
@@ -138,7 +142,6 @@ void ParseMap(size_t length) {
         p = lineEnd < end ? lineEnd + 1 : end;
     }
 }
-
 
 }  // namespace
 

@@ -39,8 +39,7 @@ bool TvTravex::ReadTvCommandFile(const XString& path, bool isUtf8) {
         return false;
     }
     // A byte-order mark stays: the splitter skips it as text before the first '-'.
-    XString text = isUtf8 ? XString(reinterpret_cast<const char*>(buffer.get()), true)
-                          : XString(buffer.get());
+    XString text = isUtf8 ? XString(reinterpret_cast<const char*>(buffer.get()), true) : XString(buffer.get());
     // Nothing of the process's own command line stays, tvcmd included.
     Parse(text, 1);
     plan.commandFileMode = 1;

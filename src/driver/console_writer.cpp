@@ -4,8 +4,7 @@
 
 #include "foundation/platform/console.h"
 
-static_assert(std::endian::native == std::endian::little,
-              "console text is written as the UTF-16LE bytes of XString");
+static_assert(std::endian::native == std::endian::little, "console text is written as the UTF-16LE bytes of XString");
 
 namespace {
 constexpr const char16_t* LineEnd = u"\r\n";

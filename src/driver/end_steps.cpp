@@ -42,8 +42,8 @@ void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
     const XString& written = tmpOutFile.IsEmpty() ? plan.outFile : tmpOutFile;
     if (debugFile.IsOpen() && !IgnoredName(written)) {
         DebugLog(XString::Formatted(u"File Size Check %s: %s bytes   Filename: %s",
-                                    tmpOutFile.IsEmpty() ? u"" : u"(before overwrite final)",
-                                    SizeText(written).Text(), written.Text()));
+                                    tmpOutFile.IsEmpty() ? u"" : u"(before overwrite final)", SizeText(written).Text(),
+                                    written.Text()));
     }
 
     if (!tmpOutFile.IsEmpty()) {
@@ -89,9 +89,9 @@ void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
         check.Close();
         if (size < 1) {
             if (!opened) {
-                ReportError(XString::Formatted(out.Exists() ? u"Encoder wrote inaccessible file: %s"
-                                                            : u"Encoder output file does not exist: %s",
-                                               plan.outFile.Text()));
+                ReportError(XString::Formatted(
+                    out.Exists() ? u"Encoder wrote inaccessible file: %s" : u"Encoder output file does not exist: %s",
+                    plan.outFile.Text()));
             } else {
                 ReportError(XString::Formatted(u"Encoder created a blank file: %s", plan.outFile.Text()));
             }
@@ -146,8 +146,9 @@ void TvTravex::ClosingText() {
         closing = XString(u"Conversion completed in ") + XFormatDuration(elapsedMs, XDuration::Words);
         if (realtimeFactor != 0.0) {
             closing += u" x";
-            closing += realtimeFactor >= 10.0 ? XString::FormatUInt(static_cast<uint64_t>(realtimeFactor))
-                                              : XString::FormatDouble(static_cast<int64_t>(realtimeFactor * 10) / 10.0, 1, true);
+            closing += realtimeFactor >= 10.0
+                           ? XString::FormatUInt(static_cast<uint64_t>(realtimeFactor))
+                           : XString::FormatDouble(static_cast<int64_t>(realtimeFactor * 10) / 10.0, 1, true);
             closing += u" realtime encoding";
         }
         DebugLog(closing);

@@ -90,8 +90,7 @@ bool TvTravex::RenderLiveDSP(DSPEntry& entry, OpenFileRecord& record) {
             break;
         }
         if (block.Data != nullptr && block.Size != 0 && !writer.Write(block.Data, block.Size)) {
-            ReportError(XString(u"Error: Writing Temporary Rendered DSP file ") + XLastErrorText(),
-                            NonLiveFunction);
+            ReportError(XString(u"Error: Writing Temporary Rendered DSP file ") + XLastErrorText(), NonLiveFunction);
             g_exitStatus = 1;
             ok = false;
             break;
@@ -103,8 +102,8 @@ bool TvTravex::RenderLiveDSP(DSPEntry& entry, OpenFileRecord& record) {
     nonLiveTemp.Delete();
     if (!XMoveWithRetry(target, nonLiveTemp, 0, MoveRetryMs, evtQuit.Handle())) {
         ReportError(XString(u"Error: Copying Temporary Rendered Live-DSP file, over Temp Non-Live DSP file ") +
-                            XLastErrorText(),
-                        NonLiveFunction);
+                        XLastErrorText(),
+                    NonLiveFunction);
         g_exitStatus = 1;
         ok = false;
     } else {

@@ -70,7 +70,8 @@ void TvTravex::CommunicateStage(const char16_t* stage, clTvDecoder& decoder, clT
 }
 
 bool TvTravex::OpenDecoder(clTvDecoder& decoder, OpenFileRecord& record) {
-    source = plan.stdinIsSource ? TvMakeStdinSource(*this, logSinks) : TvMakeDecoderSource(decoder, *this, plan.quitEventName);
+    source = plan.stdinIsSource ? TvMakeStdinSource(*this, logSinks)
+                                : TvMakeDecoderSource(decoder, *this, plan.quitEventName);
     return source->Open(record);
 }
 

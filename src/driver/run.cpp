@@ -27,8 +27,7 @@ void Precache(const XString& path) {
         XBuffer scratch;
         if (scratch.Resize(PrecachePiece, false)) {
             // The bytes are not wanted, only their trip through the cache.
-            while (file.Read(scratch.Data(), PrecachePiece) == PrecachePiece) {
-            }
+            while (file.Read(scratch.Data(), PrecachePiece) == PrecachePiece) {}
         }
     }
     file.Close();
@@ -42,9 +41,7 @@ void SetText(clTvEncoder& encoder, const char16_t* key, const XString& text) {
 }
 }  // namespace
 
-void TvTravex::ReportInfo(const XString& message, const char* function) {
-    XDebugInfo(message, logSinks, function);
-}
+void TvTravex::ReportInfo(const XString& message, const char* function) { XDebugInfo(message, logSinks, function); }
 
 void TvTravex::AssembleTags(const OpenFileRecord& record, clTvEncoder& enc, const XString& options) {
     PluginArgs args{};
@@ -92,8 +89,8 @@ void TvTravex::Run(clTvDecoder& decoder) {
 
     // The decoder for the input's extension (none for standard input), then the encoder.
     if (!plan.stdinIsSource && !clTvCodecHandler::LoadDecoderForFile(plan.inFile, decoder, &logSinks, nullptr, false)) {
-        ReportError(XString(u"Error: Unable to load decoder for file type '") + clTvCodecHandler::ExtensionOf(plan.inFile) +
-                        u"', codec not installed? visit 'Format Depot'.",
+        ReportError(XString(u"Error: Unable to load decoder for file type '") +
+                        clTvCodecHandler::ExtensionOf(plan.inFile) + u"', codec not installed? visit 'Format Depot'.",
                     RunFunction);
         g_exitStatus = 1;
     } else {

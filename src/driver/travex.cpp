@@ -55,17 +55,11 @@ TvTravex::~TvTravex() {
     routes.Stop();
 }
 
-void TvTravex::ReportError(const XString& message, const char* function) {
-    XDebugError(message, logSinks, function);
-}
+void TvTravex::ReportError(const XString& message, const char* function) { XDebugError(message, logSinks, function); }
 
-void TvTravex::DebugLog(const XString& text, const char* function) {
-    XDebugWrite(text, logSinks, function);
-}
+void TvTravex::DebugLog(const XString& text, const char* function) { XDebugWrite(text, logSinks, function); }
 
-void TvTravex::PrintLine(const XString& text, bool withLineEnd) {
-    console.PrintLine(text, withLineEnd);
-}
+void TvTravex::PrintLine(const XString& text, bool withLineEnd) { console.PrintLine(text, withLineEnd); }
 
 void TvTravex::ShowBanner() {
     PrintLine(XString(), true);
@@ -75,15 +69,15 @@ void TvTravex::ShowBanner() {
 
 void TvTravex::ShowUsage() {
     ShowBanner();
-    PrintLine(u"Usage: Travex.exe -infile=\"filename\" -outfile=\"filename\" "
-              u"-convert_to=\"codec\" [codec compression CLI]",
-              true);
+    PrintLine(
+        u"Usage: Travex.exe -infile=\"filename\" -outfile=\"filename\" "
+        u"-convert_to=\"codec\" [codec compression CLI]",
+        true);
 }
 
 void TvTravex::PrintSummary() {
     PrintLine(XString(u"Encoding: ") + plan.encoderName, true);
-    PrintLine(XString(u"Audio Source: ") + (plan.stdinIsSource ? XString(u"Standard Input") : plan.inFile),
-              true);
+    PrintLine(XString(u"Audio Source: ") + (plan.stdinIsSource ? XString(u"Standard Input") : plan.inFile), true);
     PrintLine(XString(u"Audio Destination: ") + plan.outFile, true);
     if (!dsps.IsEmpty()) {
         XString names;

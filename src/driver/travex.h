@@ -18,7 +18,6 @@
 #include "foundation/files/xbuffer.h"
 #include "foundation/files/xfile.h"
 #include "foundation/files/xpipe.h"
-#include "plugins/dsp_options.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/paths/xtemp_file.h"
 #include "foundation/sync/xevent.h"
@@ -27,6 +26,7 @@
 #include "foundation/text/xstring.h"
 #include "foundation/text/xstring_list.h"
 #include "foundation/wave/xwave_format.h"
+#include "plugins/dsp_options.h"
 #include "plugins/tv_decoder.h"
 #include "plugins/tv_dsp.h"
 #include "plugins/tv_encoder.h"
@@ -36,7 +36,6 @@
 // Process-wide result: 0, or 1 once any fatal step has failed. The exit code is 1 when it is
 // non-zero at the moment the constructor has returned.
 extern int32_t g_exitStatus;
-
 
 class TvTravex : public XOptionList {
 public:

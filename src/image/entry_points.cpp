@@ -90,9 +90,7 @@ bool isJpegMemory(const void* data, size_t length) {
     return identifyImageMemory(data, length).format == imageFormatJpeg;
 }
 
-bool isPngMemory(const void* data, size_t length) {
-    return identifyImageMemory(data, length).format == imageFormatPng;
-}
+bool isPngMemory(const void* data, size_t length) { return identifyImageMemory(data, length).format == imageFormatPng; }
 
 XString imageExtension(const imageFileInfo& info) {
     if (info.format == imageFormatJpeg) return XString(u".jpg");

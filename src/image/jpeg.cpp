@@ -19,8 +19,7 @@ bool isStartOfFrame(uint8_t marker) {
 
 // Segments passed by their length: tables, start of scan, application data and comments.
 bool isSkippedSegment(uint8_t marker) {
-    return marker == 0xC4 || marker == 0xDA || marker == 0xDB || (marker >= 0xE0 && marker <= 0xEF) ||
-           marker == 0xFE;
+    return marker == 0xC4 || marker == 0xDA || marker == 0xDB || (marker >= 0xE0 && marker <= 0xEF) || marker == 0xFE;
 }
 
 }  // namespace

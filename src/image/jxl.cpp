@@ -54,8 +54,8 @@ std::pair<uint32_t, uint32_t> readSizeHeader(jxlBitReader& bits) {
     const bool small = bits.flag();
     const uint32_t height = readDimension(bits, small);
     const uint32_t ratio = bits.bits(3);
-    const uint32_t width = ratio == 0 ? readDimension(bits, small)
-                                      : uint32_t(height * kRatioNumerator[ratio]) / kRatioDenominator[ratio];
+    const uint32_t width =
+        ratio == 0 ? readDimension(bits, small) : uint32_t(height * kRatioNumerator[ratio]) / kRatioDenominator[ratio];
     return {width, height};
 }
 

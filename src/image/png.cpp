@@ -11,10 +11,14 @@ constexpr uint32_t kChecksumBytes = 4;
 
 uint32_t channelsOfColourType(uint8_t colourType) {
     switch (colourType) {
-        case 2: return 3;  // RGB
-        case 4: return 2;  // grey and alpha
-        case 6: return 4;  // RGBA
-        default: return 1;  // grey, palette and anything unknown
+        case 2:
+            return 3;  // RGB
+        case 4:
+            return 2;  // grey and alpha
+        case 6:
+            return 4;  // RGBA
+        default:
+            return 1;  // grey, palette and anything unknown
     }
 }
 

@@ -15,7 +15,7 @@ constexpr uint16_t kTagHeight = 257;
 constexpr uint16_t kTagBitsPerSample = 258;
 constexpr uint16_t kTagPhotometric = 262;
 constexpr uint16_t kTagOrientation = 274;
-constexpr uint32_t kPhotometricMask = 4;  // transparency mask
+constexpr uint32_t kPhotometricMask = 4;   // transparency mask
 constexpr uint32_t kSamplesWithAlpha = 3;  // more samples than this carry alpha
 
 class tiffReader {

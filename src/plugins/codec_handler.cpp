@@ -1,10 +1,10 @@
 #include "plugins/codec_handler.h"
 
+#include "foundation/log/xdebug.h"
 #include "foundation/paths/xfile_finder.h"
 #include "foundation/paths/xpath.h"
 #include "foundation/platform/known_folders.h"
 #include "foundation/settings/xregistry.h"
-#include "foundation/log/xdebug.h"
 
 namespace {
 
@@ -166,8 +166,8 @@ XString clTvCodecHandler::GetEncoderExtension(const XString& name, const void* m
 
 bool clTvCodecHandler::IsLosslessCodec(const char16_t* name) {
     static const char16_t* const kLossless[] = {
-        u"Aiff", u"Apple Lossless", u"FLAC", u"Monkeys Audio", u"Optim FROG", u"The True Audio (TTA)",
-        u"Wave", u"Wave64", u"WavPack",
+        u"Aiff", u"Apple Lossless", u"FLAC",    u"Monkeys Audio", u"Optim FROG", u"The True Audio (TTA)",
+        u"Wave", u"Wave64",         u"WavPack",
     };
     if (!name) return false;
     for (const char16_t* codec : kLossless)

@@ -39,7 +39,6 @@ XString FormatDSPOptions(const DSPSpecList& chain) {
 }
 
 void MoveReplayGainLast(DSPSpecList& chain) {
-    std::stable_partition(chain.begin(), chain.end(), [](const DSPSpec& dsp) {
-        return !XString::Equal(dsp.name.Text(), u"ReplayGain");
-    });
+    std::stable_partition(chain.begin(), chain.end(),
+                          [](const DSPSpec& dsp) { return !XString::Equal(dsp.name.Text(), u"ReplayGain"); });
 }

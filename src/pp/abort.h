@@ -15,15 +15,15 @@ aborter* currentAborter();
 // that has already fired throws user_abort at once and installs nothing. A null aborter
 // installs "none": the block runs without abort tests.
 class abortScope {
- public:
-  explicit abortScope(aborter* a);
-  explicit abortScope(aborter& a) : abortScope(&a) {}
-  abortScope(const abortScope&) = delete;
-  abortScope& operator=(const abortScope&) = delete;
-  ~abortScope();
+public:
+    explicit abortScope(aborter* a);
+    explicit abortScope(aborter& a) : abortScope(&a) {}
+    abortScope(const abortScope&) = delete;
+    abortScope& operator=(const abortScope&) = delete;
+    ~abortScope();
 
- private:
-  aborter* m_former;
+private:
+    aborter* m_former;
 };
 
 // Throws user_abort when the thread's aborter has fired.

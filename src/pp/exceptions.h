@@ -12,24 +12,24 @@
 
 namespace PP {
 
-#define PP_EXCEPTION_CLASS(name, base, text)                        \
-  class name : public base {                                        \
-   public:                                                          \
-    explicit name(const std::string& message) : base(message) {}   \
-    explicit name(const char* message) : base(message) {}          \
-    name(const name&) = default;                                    \
-    name& operator=(const name&) = default;                         \
-    static constexpr const char* fixedText() { return text; }       \
-  }
+#define PP_EXCEPTION_CLASS(name, base, text)                         \
+    class name : public base {                                       \
+    public:                                                          \
+        explicit name(const std::string& message) : base(message) {} \
+        explicit name(const char* message) : base(message) {}        \
+        name(const name&) = default;                                 \
+        name& operator=(const name&) = default;                      \
+        static constexpr const char* fixedText() { return text; }    \
+    }
 
-#define PP_BUILT_EXCEPTION_CLASS(name, base)                        \
-  class name : public base {                                        \
-   public:                                                          \
-    explicit name(const std::string& message) : base(message) {}   \
-    explicit name(const char* message) : base(message) {}          \
-    name(const name&) = default;                                    \
-    name& operator=(const name&) = default;                         \
-  }
+#define PP_BUILT_EXCEPTION_CLASS(name, base)                         \
+    class name : public base {                                       \
+    public:                                                          \
+        explicit name(const std::string& message) : base(message) {} \
+        explicit name(const char* message) : base(message) {}        \
+        name(const name&) = default;                                 \
+        name& operator=(const name&) = default;                      \
+    }
 
 PP_EXCEPTION_CLASS(bug_check, std::runtime_error, "bug check");
 PP_EXCEPTION_CLASS(not_implemented, std::runtime_error, "not implemented");
@@ -46,8 +46,7 @@ PP_EXCEPTION_CLASS(file_not_found, file_access_error, "file not found");
 PP_EXCEPTION_CLASS(file_already_exists, file_access_error, "file already exists");
 PP_EXCEPTION_CLASS(directory_not_empty, file_access_error, "directory not empty");
 PP_BUILT_EXCEPTION_CLASS(denied, std::runtime_error);
-PP_EXCEPTION_CLASS(exception_network_authentication, std::runtime_error,
-                   "Network authentication error");
+PP_EXCEPTION_CLASS(exception_network_authentication, std::runtime_error, "Network authentication error");
 
 // The nested HTTP classes (httpRequest::error and its children) live with httpRequest; they
 // use httpStatusText below for their built texts.
@@ -55,7 +54,7 @@ PP_EXCEPTION_CLASS(exception_network_authentication, std::runtime_error,
 // Throws `Cls` with its fixed text.
 template <class Cls>
 [[noreturn]] void throwFixed() {
-  throw Cls(Cls::fixedText());
+    throw Cls(Cls::fixedText());
 }
 
 // Win32 error number to class: 2, 3 not found; 80, 183 exists; 145 not empty; else access.

@@ -16,48 +16,48 @@ namespace PP {
 constexpr uint64_t unknownLength = ~uint64_t(0);
 
 class streamIn {
- public:
-  virtual ~streamIn() = default;
-  // Blocks until `length` bytes are read or the source ends; less only at the end.
-  virtual size_t read(void* buffer, size_t length) = 0;
-  // read, and a short count throws invalid_input.
-  virtual void readExact(void* buffer, size_t length);
-  // Passes bytes through a 256-byte scratch buffer until `length` or a short read.
-  virtual uint64_t skip(uint64_t length);
-  virtual void skipExact(uint64_t length);
-  // waitReadable, then readAvailable: at least something unless at the end.
-  virtual size_t readSome(void* buffer, size_t length);
-  // What can be had without waiting; the default is read.
-  virtual size_t readAvailable(void* buffer, size_t length);
-  virtual uint64_t skipAvailable(uint64_t length);
-  virtual void waitReadable() {}
-  virtual bool isReadable() { return true; }
+public:
+    virtual ~streamIn() = default;
+    // Blocks until `length` bytes are read or the source ends; less only at the end.
+    virtual size_t read(void* buffer, size_t length) = 0;
+    // read, and a short count throws invalid_input.
+    virtual void readExact(void* buffer, size_t length);
+    // Passes bytes through a 256-byte scratch buffer until `length` or a short read.
+    virtual uint64_t skip(uint64_t length);
+    virtual void skipExact(uint64_t length);
+    // waitReadable, then readAvailable: at least something unless at the end.
+    virtual size_t readSome(void* buffer, size_t length);
+    // What can be had without waiting; the default is read.
+    virtual size_t readAvailable(void* buffer, size_t length);
+    virtual uint64_t skipAvailable(uint64_t length);
+    virtual void waitReadable() {}
+    virtual bool isReadable() { return true; }
 };
 
 class streamOut {
- public:
-  virtual ~streamOut() = default;
-  // Takes all bytes or throws.
-  virtual void write(const void* buffer, size_t length) = 0;
-  virtual size_t writeSome(const void* buffer, size_t length);
-  virtual void waitWritable() {}
-  virtual bool isWritable() { return true; }
+public:
+    virtual ~streamOut() = default;
+    // Takes all bytes or throws.
+    virtual void write(const void* buffer, size_t length) = 0;
+    virtual size_t writeSome(const void* buffer, size_t length);
+    virtual void waitWritable() {}
+    virtual bool isWritable() { return true; }
 };
 
 class fileIn : public streamIn {
- public:
-  virtual bool isSeekable() = 0;
-  virtual void seek(uint64_t position) = 0;
-  virtual uint64_t tell() = 0;
-  // All ones when unknown.
-  virtual uint64_t size() = 0;
-  // Looks up a named property (a reply header for HTTP files); false when there is none.
-  virtual bool getInfo(const std::string& name, std::string& value);
+public:
+    virtual bool isSeekable() = 0;
+    virtual void seek(uint64_t position) = 0;
+    virtual uint64_t tell() = 0;
+    // All ones when unknown.
+    virtual uint64_t size() = 0;
+    // Looks up a named property (a reply header for HTTP files); false when there is none.
+    virtual bool getInfo(const std::string& name, std::string& value);
 };
 
 class fileInOut : public fileIn, public streamOut {
- public:
-  virtual void setSize(uint64_t newSize) = 0;
+public:
+    virtual void setSize(uint64_t newSize) = 0;
 };
 
 using streamInPtr = std::shared_ptr<streamIn>;

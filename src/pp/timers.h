@@ -12,16 +12,15 @@ class waitable;
 
 // Keeps a timer or watch alive; dropping it removes the record.
 class timerHandle {
- public:
-  virtual ~timerHandle() = default;
+public:
+    virtual ~timerHandle() = default;
 };
 using timerPtr = std::shared_ptr<timerHandle>;
 
 // Calls `fn` every `periodSeconds` on the grid start + n * period. A timer that falls behind
 // runs at most twice to catch up when `catchUp` is set (once otherwise) and skips the rest.
 // Without `repeat` it runs once. Null once the service has been shut down at exit.
-timerPtr addTimer(double periodSeconds, std::function<void()> fn, bool catchUp,
-                  bool repeat = true);
+timerPtr addTimer(double periodSeconds, std::function<void()> fn, bool catchUp, bool repeat = true);
 // Calls `fn` on the timer thread when `w` is set (an aborter firing); once, unless `once` is
 // clear. `w` must outlive the handle.
 timerPtr addAbortWatch(waitable& w, std::function<void()> fn, bool once = true);
@@ -31,23 +30,23 @@ bool timerServiceRunning();
 
 // A callback that runs once: when the aborter fires, or else when the object is dropped.
 class onLeaving {
- public:
-  static std::shared_ptr<onLeaving> make(waitable& w, std::function<void()> fn);
-  onLeaving(const onLeaving&) = delete;
-  ~onLeaving();
+public:
+    static std::shared_ptr<onLeaving> make(waitable& w, std::function<void()> fn);
+    onLeaving(const onLeaving&) = delete;
+    ~onLeaving();
 
- private:
-  onLeaving() = default;
-  void runOnce();
+private:
+    onLeaving() = default;
+    void runOnce();
 
-  std::function<void()> m_fn;
-  std::atomic<bool> m_done{false};
-  timerPtr m_watch;
+    std::function<void()> m_fn;
+    std::atomic<bool> m_done{false};
+    timerPtr m_watch;
 };
 
 // The shared flag of a wait that an abort may beat: set when the abort came first.
 struct ks_t {
-  std::atomic<bool> abortedFirst{false};
+    std::atomic<bool> abortedFirst{false};
 };
 
 }  // namespace PP

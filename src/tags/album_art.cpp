@@ -36,9 +36,7 @@ constexpr const char16_t* kPictureTypes[kLastPictureType + 1] = {
     u"Publisher Logo",
 };
 
-bool IsAlbumArtName(const XString& name) {
-    return XTagNameStartsWith(name, kAlbumArtPrefix, kAlbumArtPrefixLength);
-}
+bool IsAlbumArtName(const XString& name) { return XTagNameStartsWith(name, kAlbumArtPrefix, kAlbumArtPrefixLength); }
 
 }  // namespace
 

@@ -34,9 +34,7 @@ int SubdescCutLength(const XString& name) {
 
 XTagData::XTagData(const XTagData& other) { Assign(other.Bytes(), other.Size()); }
 
-XTagData::XTagData(XTagData&& other) noexcept : bytes(std::move(other.bytes)), size(other.size) {
-    other.size = 0;
-}
+XTagData::XTagData(XTagData&& other) noexcept : bytes(std::move(other.bytes)), size(other.size) { other.size = 0; }
 
 XTagData& XTagData::operator=(const XTagData& other) {
     if (this != &other) Assign(other.Bytes(), other.Size());
@@ -234,8 +232,7 @@ void XIDTags::RemoveBinary() {
 void XIDTags::RemoveLarger(int64_t limit) {
     for (int i = Count() - 1; i >= 0; --i) {
         const XIDTagItem& item = *items[size_t(i)];
-        int64_t weight = 2 * (int64_t(item.Name.Length()) + item.Value.Length()) +
-                         int64_t(item.Data.Size());
+        int64_t weight = 2 * (int64_t(item.Name.Length()) + item.Value.Length()) + int64_t(item.Data.Size());
         if (weight > limit) RemoveAt(i);
     }
 }

@@ -56,10 +56,7 @@ public:
     XIDTags() = default;
     XIDTags(const XIDTags&) = delete;  // deep copies are explicit: CopyFrom
     XIDTags& operator=(const XIDTags&) = delete;
-    XIDTags(XIDTags&& other) noexcept
-        : items(std::move(other.items)), lastTouched(other.lastTouched) {
-        other.Clear();
-    }
+    XIDTags(XIDTags&& other) noexcept : items(std::move(other.items)), lastTouched(other.lastTouched) { other.Clear(); }
     XIDTags& operator=(XIDTags&& other) noexcept {
         if (this != &other) {
             items = std::move(other.items);

@@ -10,12 +10,29 @@ constexpr size_t kDumpBytes = 100;  // bytes of Data shown by ToText
 int64_t LeadingNumber(const XString& text) { return text.ToInt(); }
 
 constexpr const char16_t* kPlainTextTags[] = {
-    u"album",        u"album sort",         u"subtitle",     u"set subtitle",
-    u"encoded by",   u"label",              u"encoder settings", u"tempo",
-    u"source",       u"initial key",        u"contact",      u"copyright",
-    u"title",        u"comment",            u"title sort",   u"length",
-    u"year",         u"original release year", u"release date", u"recording dates",
-    u"description",  u"CUESHEET",           u"EACLOG",
+    u"album",
+    u"album sort",
+    u"subtitle",
+    u"set subtitle",
+    u"encoded by",
+    u"label",
+    u"encoder settings",
+    u"tempo",
+    u"source",
+    u"initial key",
+    u"contact",
+    u"copyright",
+    u"title",
+    u"comment",
+    u"title sort",
+    u"length",
+    u"year",
+    u"original release year",
+    u"release date",
+    u"recording dates",
+    u"description",
+    u"CUESHEET",
+    u"EACLOG",
 };
 
 }  // namespace

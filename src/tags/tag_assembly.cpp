@@ -11,12 +11,10 @@ namespace {
 
 // Encoders that rewrite tags of an existing file rather than convert: their tags are the
 // user's, not the program's.
-constexpr const char16_t* kUtilityEncoders[] = {u"[Audio Info]", u"[Arrange Audio]",
-                                                u"[ID Tag Update]"};
+constexpr const char16_t* kUtilityEncoders[] = {u"[Audio Info]", u"[Arrange Audio]", u"[ID Tag Update]"};
 
 constexpr const char16_t* kReplayGainTags[] = {u"replaygain_track_gain", u"replaygain_track_peak",
-                                               u"replaygain_album_gain", u"replaygain_album_peak",
-                                               u"iTunNORM"};
+                                               u"replaygain_album_gain", u"replaygain_album_peak", u"iTunNORM"};
 
 constexpr char16_t kReleasePrefix[] = u"Release";
 constexpr int kReleaseBlankFrom = 9;  // the version number starts here in "Release x.y (...)"
@@ -24,8 +22,7 @@ constexpr int kReleaseBlankFrom = 9;  // the version number starts here in "Rele
 // Blanks that the store keeps as they are but players show as gaps or junk. U+2000 and U+2001
 // are left alone on purpose.
 bool IsOddBlank(char16_t c) {
-    return c == 0x00A0 || (c >= 0x2002 && c <= 0x200A) || c == 0x202F || c == 0x205F ||
-           c == 0x3000;
+    return c == 0x00A0 || (c >= 0x2002 && c <= 0x200A) || c == 0x202F || c == 0x205F || c == 0x3000;
 }
 
 bool IsUtilityEncoder(const XString& name) {
@@ -159,8 +156,8 @@ XString EncoderVersionText(const XString& line) {
     return text;
 }
 
-void AssembleOutputTags(const XTagAssemblyInput& input, const XTagAssemblyFlags& flags,
-                        XIDTags& tags, std::vector<uint8_t>& block) {
+void AssembleOutputTags(const XTagAssemblyInput& input, const XTagAssemblyFlags& flags, XIDTags& tags,
+                        std::vector<uint8_t>& block) {
     tags.Clear();
     AddCommandLineTags(input.options, tags);
 

@@ -22,18 +22,18 @@ struct XTagAssemblyInput {
     const XOptionList* options = nullptr;  // the run's options; each "tag" adds a tag
     const void* sourceTags = nullptr;      // IDTags of the opened source, may be null
     uint32_t sourceTagsSize = 0;
-    const void* infoTags = nullptr;        // InfoTags of the opened source, may be null
+    const void* infoTags = nullptr;  // InfoTags of the opened source, may be null
     uint32_t infoTagsSize = 0;
-    bool keepReplayGain = false;           // the encoder or a DSP wants ReplayGain tags
+    bool keepReplayGain = false;  // the encoder or a DSP wants ReplayGain tags
     XString encoderName;
     XString encoderCommandLine;
-    XString sourcePath;                    // its extension joins the "Source" history
-    XString programFolder;                 // holds Versions/; empty: the program's own
+    XString sourcePath;     // its extension joins the "Source" history
+    XString programFolder;  // holds Versions/; empty: the program's own
 };
 
 // Fills `tags` (cleared first) and its serialised `block`.
-void AssembleOutputTags(const XTagAssemblyInput& input, const XTagAssemblyFlags& flags,
-                        XIDTags& tags, std::vector<uint8_t>& block);
+void AssembleOutputTags(const XTagAssemblyInput& input, const XTagAssemblyFlags& flags, XIDTags& tags,
+                        std::vector<uint8_t>& block);
 
 // Blanks of other widths become U+0020, then blanks at both ends go.
 void NormaliseTagSpaces(XString& value);

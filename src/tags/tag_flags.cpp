@@ -5,9 +5,7 @@
 
 namespace {
 
-bool FlagSet(const char16_t* name) {
-    return RegGetInt(name, HKEY_CURRENT_USER, XProductRegistryKey) != 0;
-}
+bool FlagSet(const char16_t* name) { return RegGetInt(name, HKEY_CURRENT_USER, XProductRegistryKey) != 0; }
 
 }  // namespace
 

@@ -3,11 +3,11 @@
 // the file to open, then gives the plug-in several tries.
 #include "tags/tag_writer.h"
 
+#include "foundation/log/xdebug.h"
+#include "foundation/paths/xpath.h"
 #include "foundation/platform/clock.h"
 #include "foundation/platform/file_io.h"
 #include "foundation/platform/file_system.h"
-#include "foundation/log/xdebug.h"
-#include "foundation/paths/xpath.h"
 #include "plugins/codec_handler.h"
 #include "tags/id_tags.h"
 
@@ -20,8 +20,8 @@ constexpr int kWriteTries = 10;
 constexpr uint32_t kWritePauseMs = 750;
 
 bool DefaultCanOpen(const XString& path) {
-    XFileHandle file = XSysOpenFile(path, XAccess::Read, XShare::Read | XShare::Write,
-                                    XDisposition::OpenExisting, XAttributeNormal);
+    XFileHandle file =
+        XSysOpenFile(path, XAccess::Read, XShare::Read | XShare::Write, XDisposition::OpenExisting, XAttributeNormal);
     if (file == XInvalidHandle) return false;
     XSysCloseHandle(file);
     return true;
@@ -44,9 +44,8 @@ int32_t XCodecTagDecoder::SetIDTags(const XString& path, const void* block, uint
 
 void XCodecTagDecoder::Unload() { decoder.Unload(); }
 
-bool XWriteIDTags(XTagWriterDecoder& decoder, const XTagWriterContext& context,
-                  const XString& path, const XString& tagFileName, const void* block,
-                  uint32_t size) {
+bool XWriteIDTags(XTagWriterDecoder& decoder, const XTagWriterContext& context, const XString& path,
+                  const XString& tagFileName, const void* block, uint32_t size) {
     if (block == nullptr || size == 0) return true;
     const XString& name = tagFileName.IsEmpty() ? path : tagFileName;
     if (XTagNameEqual(XPath(name).Extension(), u".iGnore")) return true;

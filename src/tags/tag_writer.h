@@ -43,8 +43,7 @@ struct XTagWriterContext {
     // Console text, with or without a line end.
     std::function<void(const XString& text, bool endLine)> print;
     // A debug-log line: "->->" or "<-<-" and the function name; XDebugWrite when not set.
-    std::function<void(const XString& text, const PluginLogHandles& logs, const char* function)>
-        debugWrite;
+    std::function<void(const XString& text, const PluginLogHandles& logs, const char* function)> debugWrite;
     // Sleeping between tries; the real one unless a test shortens it.
     std::function<void(uint32_t milliseconds)> sleep;
     // Whether the file can be opened for reading with read and write sharing; the default
@@ -56,6 +55,5 @@ struct XTagWriterContext {
 // "fntousefortagloaddec" option when given, else `path`. True when written or when there is
 // nothing to do (no block, an ".iGnore" name, no decoder for the format); false when the
 // decoder refused ten times.
-bool XWriteIDTags(XTagWriterDecoder& decoder, const XTagWriterContext& context,
-                  const XString& path, const XString& tagFileName, const void* block,
-                  uint32_t size);
+bool XWriteIDTags(XTagWriterDecoder& decoder, const XTagWriterContext& context, const XString& path,
+                  const XString& tagFileName, const void* block, uint32_t size);

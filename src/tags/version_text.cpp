@@ -15,8 +15,8 @@ constexpr int kMaxLineLength = 256;
 
 bool ReadHead(const XString& path, std::vector<uint8_t>& head) {
     head.clear();
-    XFileHandle file = XSysOpenFile(path, XAccess::Read, XShare::Read | XShare::Write,
-                                    XDisposition::OpenExisting, XAttributeNormal);
+    XFileHandle file =
+        XSysOpenFile(path, XAccess::Read, XShare::Read | XShare::Write, XDisposition::OpenExisting, XAttributeNormal);
     if (file == XInvalidHandle) return false;
     head.resize(kHeadBytes);
     uint32_t filled = 0;
@@ -37,15 +37,12 @@ bool ReadHead(const XString& path, std::vector<uint8_t>& head) {
 
 bool IsLineEnd(char16_t c) { return c == u'\r' || c == u'\n' || c == 0; }
 
-bool IsControl(char16_t c) {
-    return (c < 0x20 && c != u'\t') || (c >= 0x7F && c <= 0x9F);
-}
+bool IsControl(char16_t c) { return (c < 0x20 && c != u'\t') || (c >= 0x7F && c <= 0x9F); }
 
 XString FirstLineWide(const uint8_t* bytes, size_t size, bool bigEndian) {
     XString line;
     for (size_t i = 0; i + 1 < size; i += 2) {
-        char16_t c = bigEndian ? char16_t((bytes[i] << 8) | bytes[i + 1])
-                               : char16_t(bytes[i] | (bytes[i + 1] << 8));
+        char16_t c = bigEndian ? char16_t((bytes[i] << 8) | bytes[i + 1]) : char16_t(bytes[i] | (bytes[i + 1] << 8));
         if (IsLineEnd(c)) break;
         line.AppendChar(c);
         if (line.Length() > kMaxLineLength) break;

@@ -129,8 +129,7 @@ protected:
     std::vector<std::string> Log() { return ReadLines(dir / "log.txt"); }
     size_t TempCount() {
         size_t n = 0;
-        for (auto it = fs::recursive_directory_iterator(dir / "tmp"); it != fs::recursive_directory_iterator();
-             ++it) {
+        for (auto it = fs::recursive_directory_iterator(dir / "tmp"); it != fs::recursive_directory_iterator(); ++it) {
             ++n;
         }
         return n;

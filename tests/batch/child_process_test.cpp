@@ -57,9 +57,8 @@ TEST(ChildProcess, WithoutHandlesTheChildReadsNothingAndSeesOnlyItsStandardHandl
     int keep[2];
     ASSERT_EQ(pipe(keep), 0);
     TvChildProcess child;
-    ASSERT_TRUE(child.LaunchWithHandles(
-        Shell("test -z \"$(cat)\" || exit 5; n=$(ls /proc/self/fd | wc -l); exit $n"), XInvalidHandle,
-        XInvalidHandle, XInvalidHandle));
+    ASSERT_TRUE(child.LaunchWithHandles(Shell("test -z \"$(cat)\" || exit 5; n=$(ls /proc/self/fd | wc -l); exit $n"),
+                                        XInvalidHandle, XInvalidHandle, XInvalidHandle));
     int code = 0;
     EXPECT_TRUE(child.WaitAndClose(10000, &code));
     // 0, 1, 2 of ls (the pipe to wc), and the folder that ls reads.

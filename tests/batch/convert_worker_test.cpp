@@ -107,8 +107,9 @@ TEST_F(ConvertWorker, QuitLetsTheChildEndByItselfAndKeepsTheOldOutput) {
 }
 
 TEST_F(ConvertWorker, SplitsTakeReplayGainAndVerificationOffTheChain) {
-    XString chain = u"-dspeffect1=\"tvtlive=a\" -dspeffect2=\"ReplayGain=album {qt}x{qt}\" "
-                    u"-dspeffect3=\"Verify Output Integrity=\" -dspeffect4=\"tvtnonlive=b\"";
+    XString chain =
+        u"-dspeffect1=\"tvtlive=a\" -dspeffect2=\"ReplayGain=album {qt}x{qt}\" "
+        u"-dspeffect3=\"Verify Output Integrity=\" -dspeffect4=\"tvtnonlive=b\"";
     clTvBatch batch;
     batch.splitPasses = 1;
     batch.Begin(chain, u"tvt", u"", Module());
@@ -157,8 +158,8 @@ TEST_F(ConvertWorker, BatchesTakeDistinctIdsAndTheirListTellsEachFile) {
     XIDTags list;
     list.Parse(block.data(), static_cast<int64_t>(block.size()));
     std::vector<std::string> names;
-    for (int i = 0; i < list.Count(); ++i) names.push_back(list.At(i)->Name.ToStdUtf8() + "=" +
-                                                           list.At(i)->Value.ToStdUtf8());
+    for (int i = 0; i < list.Count(); ++i)
+        names.push_back(list.At(i)->Name.ToStdUtf8() + "=" + list.At(i)->Value.ToStdUtf8());
     const std::vector<std::string> expected = {"file1_in=a.flac", "file1_out=a.mp3", "file1_outtmp=a.mp3.tmp.mp3",
                                                "file2_in=b.flac", "file2_out=b.mp3", "file2_conversionhaderrors="};
     EXPECT_EQ(names, expected);

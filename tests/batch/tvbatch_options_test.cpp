@@ -34,9 +34,8 @@ TEST(TvBatchOptions, TakesItsOwnOptionsAndPassesTheRestToTheEncoder) {
     TvBatchOptions o;
     XString error;
     ASSERT_TRUE(ParseTvBatchArguments(
-        Args({"-j", "3", "-convert_to=mp3", "-V=2", "-abr=160 x", "music", "-o", "out dir", "-force",
-              "-dspeffect2=B=2", "-dspeffect1=ReplayGain=mode \"album\"", "-album=TAG", "-dry-run", "--", "-odd.flac",
-              "-noidtag"}),
+        Args({"-j", "3", "-convert_to=mp3", "-V=2", "-abr=160 x", "music", "-o", "out dir", "-force", "-dspeffect2=B=2",
+              "-dspeffect1=ReplayGain=mode \"album\"", "-album=TAG", "-dry-run", "--", "-odd.flac", "-noidtag"}),
         o, error))
         << error.ToStdUtf8();
     EXPECT_EQ(o.encoderName, u"mp3");

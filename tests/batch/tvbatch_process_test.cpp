@@ -23,8 +23,8 @@ class TvBatchRun : public BatchTest {
 protected:
     // Runs tvbatch in the folder, its output in files; script is TVT_SCRIPT for the test plug-ins.
     Result Run(const std::string& args, const std::string& script = "") {
-        const std::string cmd = "cd " + Quote(dir.string()) + " && TVT_SCRIPT=" + Quote(script) +
-                                " bin/tvbatch " + args + " >out.txt 2>err.txt </dev/null; echo $? >rc.txt";
+        const std::string cmd = "cd " + Quote(dir.string()) + " && TVT_SCRIPT=" + Quote(script) + " bin/tvbatch " +
+                                args + " >out.txt 2>err.txt </dev/null; echo $? >rc.txt";
         EXPECT_EQ(std::system(cmd.c_str()), 0);
         Result r;
         r.status = std::stoi(ReadBytes(dir / "rc.txt"));
@@ -37,7 +37,8 @@ protected:
     // second; waits until both children encode. The child process stays the caller's.
     void StartSlowRun(TvChildProcess& coordinator) {
         for (const char* name : {"a", "b", "c", "d"}) WriteBytes(dir / "src" / (std::string(name) + ".tvt"), Tvt(1));
-        for (const char* name : {"a", "c", "d"}) WriteBytes(dir / "out" / (std::string(name) + ".pcm"), "old " + std::string(name));
+        for (const char* name : {"a", "c", "d"})
+            WriteBytes(dir / "out" / (std::string(name) + ".pcm"), "old " + std::string(name));
         setenv("TVT_SCRIPT", "enc.slow=400", 1);
         XStringList args;
         for (const char* arg : {"-convert_to=tvt", "-force", "-j", "2", "-o"}) args.Add(XString(arg, true));
@@ -48,9 +49,8 @@ protected:
         const uint64_t start = XGetTickCount64();
         for (;;) {
             const auto log = Log();
-            const auto blocks = std::count_if(log.begin(), log.end(), [](const std::string& l) {
-                return l.rfind("enc.Block", 0) == 0;
-            });
+            const auto blocks = std::count_if(log.begin(), log.end(),
+                                              [](const std::string& l) { return l.rfind("enc.Block", 0) == 0; });
             if (ChildrenOf(coordinator.process).size() == 2 && blocks >= 2) break;
             ASSERT_LT(XGetTickCount64() - start, 30000u) << "the children did not start encoding";
             XSleep(20);
@@ -195,8 +195,10 @@ TEST_F(TvBatchFlac, AlbumsToMp3WithNamesFromTagsABrokenFileFailsAloneAndASecondR
                                  ("0" + std::to_string(track) + " Song_" + std::to_string(track) + ".mp3");
             ASSERT_TRUE(fs::exists(mp3)) << mp3;
             // The outside tool reads the MP3 and the tags that came along.
-            const std::string probe = "ffprobe -v error -show_entries format=duration:format_tags=title -of "
-                                      "default=nw=1 " + Quote(mp3.string()) + " > probe.txt";
+            const std::string probe =
+                "ffprobe -v error -show_entries format=duration:format_tags=title -of "
+                "default=nw=1 " +
+                Quote(mp3.string()) + " > probe.txt";
             ASSERT_EQ(std::system(("cd " + Quote(dir.string()) + " && " + probe).c_str()), 0);
             const std::string seen = ReadBytes(dir / "probe.txt");
             EXPECT_TRUE(Contains(seen, "TAG:title=Song/" + std::to_string(track))) << seen;
@@ -229,7 +231,8 @@ TEST_F(TvBatchFlac, AlbumGainOfTheBatchMatchesTheReferenceTool) {
     for (int album = 1; album <= 3; ++album) {
         const std::string folder = "Album " + std::to_string(album);
         const std::string reference = "cd " + Quote(dir.string()) + " && loudgain -a -O -q 'lib/" + folder +
-                                      "/t1.flac' 'lib/" + folder + "/t2.flac' | awk -F'\\t' '$1==\"Album\"{print $9+0}' > ref.txt";
+                                      "/t1.flac' 'lib/" + folder +
+                                      "/t2.flac' | awk -F'\\t' '$1==\"Album\"{print $9+0}' > ref.txt";
         ASSERT_EQ(std::system(reference.c_str()), 0);
         const double expected = std::stod(ReadBytes(dir / "ref.txt"));
         std::vector<double> gains;

@@ -16,10 +16,10 @@
 #include <vector>
 
 #include "foundation/text/xstring.h"
-#include "support/bytes.h"
-#include "support/run_tool.h"
 #include "plugins/tv_decoder.h"
 #include "plugins/tv_encoder.h"
+#include "support/bytes.h"
+#include "support/run_tool.h"
 
 namespace codectest {
 
@@ -148,7 +148,8 @@ inline Decoded DecodeAll(clTvDecoder& dec, const char* plugin, const std::string
             break;
         }
         if (block.Data) {
-            d.audio.insert(d.audio.end(), static_cast<uint8_t*>(block.Data), static_cast<uint8_t*>(block.Data) + block.Size);
+            d.audio.insert(d.audio.end(), static_cast<uint8_t*>(block.Data),
+                           static_cast<uint8_t*>(block.Data) + block.Size);
             d.blockSizes.push_back(block.Size);
         }
         if (block.EndOfStream) break;
@@ -231,9 +232,10 @@ inline RunResult RunTravex(const std::string& args, const std::string& prefix = 
     const std::string home = TempPath("travex_home");
     std::filesystem::create_directories(home);
     const std::string errFile = TempPath("travex_err_" + std::to_string(getpid()) + "_" + std::to_string(counter++));
-    const std::string cmd = "export TONVALE_CONFIG_HOME=" + Quote(home) + " HOME=" + Quote(home) + " XDG_RUNTIME_DIR=" +
-                            Quote(home) + " && " + prefix + Quote(std::string(TV_BIN_DIR) + "/travex") + " " + args +
-                            " -silent >/dev/null 2>" + Quote(errFile) + " </dev/null";
+    const std::string cmd = "export TONVALE_CONFIG_HOME=" + Quote(home) + " HOME=" + Quote(home) +
+                            " XDG_RUNTIME_DIR=" + Quote(home) + " && " + prefix +
+                            Quote(std::string(TV_BIN_DIR) + "/travex") + " " + args + " -silent >/dev/null 2>" +
+                            Quote(errFile) + " </dev/null";
     RunResult r;
     const int raw = std::system(cmd.c_str());
     r.status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);

@@ -25,9 +25,8 @@ struct FaultKind {
 };
 
 const FaultKind Kinds[] = {
-    {"null", SIGSEGV, "FaultNullWrite"},  {"abort", SIGABRT, "FaultAbort"},
-    {"divide", SIGFPE, "FaultDivide"},    {"stack", SIGSEGV, "FaultStackOverflow"},
-    {"thread", SIGSEGV, "FaultNullWrite"},
+    {"null", SIGSEGV, "FaultNullWrite"},      {"abort", SIGABRT, "FaultAbort"},      {"divide", SIGFPE, "FaultDivide"},
+    {"stack", SIGSEGV, "FaultStackOverflow"}, {"thread", SIGSEGV, "FaultNullWrite"},
 };
 
 std::string Command(const std::string& command) {
@@ -47,9 +46,7 @@ protected:
         WriteBytes(dir / "work/in.tvf", std::string(64 * 1024, '\x11'));
         WriteBytes(dir / "work/out.pcm", "old output");
     }
-    std::vector<std::string> Args() const {
-        return {"-infile=in.tvf", "-outfile=out.pcm", "-convert_to=crashpcm"};
-    }
+    std::vector<std::string> Args() const { return {"-infile=in.tvf", "-outfile=out.pcm", "-convert_to=crashpcm"}; }
     // Nothing of the run is left but its input, the untouched output and the dump.
     void ExpectNothingLeft() {
         EXPECT_EQ(ReadBytes(dir / "work/out.pcm"), "old output");
@@ -105,8 +102,9 @@ TEST_F(CrashProcess, EveryFaultKindLeavesOneDumpThatDebuggersOpen) {
         EXPECT_TRUE(decoder);
 
         if (!haveLldb) continue;
-        const std::string lldb = Command("timeout 120 lldb --batch -o " + Quote("target create --core " + dumps[0].string()) +
-                                         " -o 'thread list' -o 'bt 8' -o 'image list' 2>&1");
+        const std::string lldb =
+            Command("timeout 120 lldb --batch -o " + Quote("target create --core " + dumps[0].string()) +
+                    " -o 'thread list' -o 'bt 8' -o 'image list' 2>&1");
         EXPECT_NE(lldb.find("stop reason = signal SIG" + std::string(sigabbrev_np(kind.signal))), std::string::npos)
             << lldb;
         const size_t bt = lldb.find("(lldb) bt");
@@ -140,8 +138,12 @@ TEST_F(CrashProcess, DamagedDumpsAreRefusedNotOverread) {
 TEST_F(CrashProcess, UnderADebuggerNoDumpIsWritten) {
     PrepareRun();
     const std::string d = dir.string();
-    std::vector<std::string> env = {"HOME=" + d, "XDG_DATA_HOME=" + d + "/data", "TONVALE_CONFIG_HOME=" + d + "/config",
-                                    "TMPDIR=" + d + "/tmp", "TVF_FAULT=null", "PATH=/usr/bin:/bin"};
+    std::vector<std::string> env = {"HOME=" + d,
+                                    "XDG_DATA_HOME=" + d + "/data",
+                                    "TONVALE_CONFIG_HOME=" + d + "/config",
+                                    "TMPDIR=" + d + "/tmp",
+                                    "TVF_FAULT=null",
+                                    "PATH=/usr/bin:/bin"};
     std::string sanitizers = SanitizerOptions;
     for (size_t blank; (blank = sanitizers.find(' ')) != std::string::npos; sanitizers.erase(0, blank + 1)) {
         env.push_back(sanitizers.substr(0, blank));
@@ -200,7 +202,8 @@ TEST_F(CrashProcess, SuccessorReadsOnlyTheCrashesFolder) {
     fs::create_directories(Crashes());
     WriteBytes(Crashes() / "x.dmp", "MDMP");
     WriteBytes(dir / "x.dmp", "MDMP");
-    for (const std::string& value : std::vector<std::string>{"x.dmp", "../../../x.dmp", "evil/../x.dmp", (dir / "x.dmp").string()}) {
+    for (const std::string& value :
+         std::vector<std::string>{"x.dmp", "../../../x.dmp", "evil/../x.dmp", (dir / "x.dmp").string()}) {
         SCOPED_TRACE(value);
         Outcome r = Travex({"-crashed=" + value});
         EXPECT_EQ(r.status, 0);

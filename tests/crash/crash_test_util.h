@@ -111,8 +111,7 @@ protected:
 
     // The rows of the report for a dump.
     static std::string Report(const fs::path& dump) {
-        return Lines({u"Tonvale Travex Core has stopped working",
-                      u"Something unexpected happend which led to a crash.",
+        return Lines({u"Tonvale Travex Core has stopped working", u"Something unexpected happend which led to a crash.",
                       u"1) Report on support forum: https://forum.brightmoor.com/tonvale/",
                       u"2) Send crash dump, helping fix the issue: " + Wide(dump.string())});
     }

@@ -94,8 +94,8 @@ TEST(MemoryRanges, RegistersGiveRangesAroundTheirValues) {
 TEST(MemoryRanges, StackWalkKeepsLivePointersOnly) {
     static uint64_t target = 7;
     alignas(8) static uint64_t stack[160] = {};
-    stack[0] = 5;                                  // too small to be a pointer
-    stack[1] = 0x10000;                            // unreadable
+    stack[0] = 5;                                    // too small to be a pointer
+    stack[1] = 0x10000;                              // unreadable
     stack[3] = reinterpret_cast<uint64_t>(&target);  // live
     stack[100] = reinterpret_cast<uint64_t>(&stack[0]);
     XCpuContext context = ContextWith(0, reinterpret_cast<uint64_t>(stack) + 3);  // rounded down to stack

@@ -71,8 +71,9 @@ protected:
         Installation::SetUp();
         if (!fs::exists(dir / "bin/tvcrashwindow.so")) GTEST_SKIP() << "the window module was not built (no X11)";
         const std::string d = dir.string();
-        EXPECT_EQ(std::system(("cd " + Quote(d) + " && (Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp "
-                                                  "3>display.txt >/dev/null 2>&1 & echo $! >xvfb.pid)")
+        EXPECT_EQ(std::system(("cd " + Quote(d) +
+                               " && (Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp "
+                               "3>display.txt >/dev/null 2>&1 & echo $! >xvfb.pid)")
                                   .c_str()),
                   0);
         ASSERT_TRUE(WaitFor([&] { return !ReadBytes(dir / "display.txt").empty(); }, 30)) << "Xvfb did not start";
@@ -96,7 +97,8 @@ TEST_F(CrashWindow, ShowsTheReportOpensTheLinksAndExits) {
     // own call fails, as on a desktop without one.
     fs::create_directories(dir / "fakebin");
     WriteBytes(dir / "fakebin/xdg-open", "#!/bin/sh\necho \"xdg-open $*\" >>" + Quote(d + "/opened.txt") + "\n");
-    WriteBytes(dir / "fakebin/dbus-send", "#!/bin/sh\necho \"dbus-send $*\" >>" + Quote(d + "/opened.txt") + "\nexit 1\n");
+    WriteBytes(dir / "fakebin/dbus-send",
+               "#!/bin/sh\necho \"dbus-send $*\" >>" + Quote(d + "/opened.txt") + "\nexit 1\n");
     fs::permissions(dir / "fakebin/xdg-open", fs::perms::owner_all);
     fs::permissions(dir / "fakebin/dbus-send", fs::perms::owner_all);
 

@@ -72,8 +72,8 @@ std::string ToneWav(int seconds) {
         tvtest::PutLE16(out, v);
         return out;
     };
-    return "RIFF" + u32(36 + static_cast<uint32_t>(data.size())) + "WAVEfmt " + u32(16) + u16(1) + u16(2) +
-           u32(44100) + u32(176400) + u16(4) + u16(16) + "data" + u32(static_cast<uint32_t>(data.size())) + data;
+    return "RIFF" + u32(36 + static_cast<uint32_t>(data.size())) + "WAVEfmt " + u32(16) + u16(1) + u16(2) + u32(44100) +
+           u32(176400) + u16(4) + u16(16) + "data" + u32(static_cast<uint32_t>(data.size())) + data;
 }
 
 // The data chunk of a WAV file.
@@ -86,7 +86,6 @@ std::string WavData(const std::string& file) {
     }
     return {};
 }
-
 
 struct Result {
     int status = -1;
@@ -114,11 +113,11 @@ protected:
     }
     // Runs a shell command line in the folder with the run's environment; $T is travex, $C
     // tvctl. Standard output and error land in out.bin and err.bin.
-    Result Shell(const std::string& command, const std::string& script = "",
-                 const std::string& input = "</dev/null") {
-        const std::string env = "export TONVALE_CONFIG_HOME=\"$PWD\" HOME=\"$PWD\" XDG_RUNTIME_DIR=\"$PWD\" "
-                                "XDG_DOCUMENTS_DIR=\"$PWD\" TVT_LOG=\"$PWD/log.txt\" TVT_SCRIPT=" +
-                                ShellQuote(script) + " T=\"$PWD/bin/travex\" C=\"$PWD/bin/tvctl\" TONVALE_DEBUG= && ";
+    Result Shell(const std::string& command, const std::string& script = "", const std::string& input = "</dev/null") {
+        const std::string env =
+            "export TONVALE_CONFIG_HOME=\"$PWD\" HOME=\"$PWD\" XDG_RUNTIME_DIR=\"$PWD\" "
+            "XDG_DOCUMENTS_DIR=\"$PWD\" TVT_LOG=\"$PWD/log.txt\" TVT_SCRIPT=" +
+            ShellQuote(script) + " T=\"$PWD/bin/travex\" C=\"$PWD/bin/tvctl\" TONVALE_DEBUG= && ";
         const tvtest::RunResult run = tvtest::RunIn(dir, env + command, input);
         Result r;
         r.status = run.status;
@@ -149,8 +148,9 @@ const std::string Input = Noise(5 * 17640);
 
 TEST_F(TravexRun, PumpPathCallOrderAndOutput) {
     WriteBytes(dir / "in.tvt", Input);
-    Result r = Travex("-infile=in.tvt -outfile=out/o.pcm -convert_to=tvt -dspeffect1=tvtlive=invert -q=5 "
-                      "-evtquit=quit1 -priority=low");
+    Result r = Travex(
+        "-infile=in.tvt -outfile=out/o.pcm -convert_to=tvt -dspeffect1=tvtlive=invert -q=5 "
+        "-evtquit=quit1 -priority=low");
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.err, "");
     EXPECT_TRUE(SameBytes(ReadBytes(dir / "out/o.pcm"), Inverted(Input)));
@@ -161,15 +161,14 @@ TEST_F(TravexRun, PumpPathCallOrderAndOutput) {
         "live.Destroy", "live.Set EventQuit quit1", "dec.Communicate BeforeOpen 1", "enc.Communicate BeforeOpen 1",
         "enc.Get NeedHQAudio", "dec.Set EventQuit quit1", "dec.Open 29", "enc.Set Priority low",
         "enc.Get SendOverReplayGainTags", "live.Begin invert", "enc.Begin o.pcm  -q=\"5\"",
-        "dec.Communicate BeforeEncoding 1", "enc.Communicate BeforeEncoding 1",
-        "dec.Block 1", "live.Block 17640", "enc.Block 17640", "dec.Block 2", "live.Block 17640", "enc.Block 17640",
-        "dec.Block 3", "live.Block 17640", "enc.Block 17640", "dec.Block 4", "live.Block 17640", "enc.Block 17640",
-        "dec.Block 5", "live.Block 17640", "enc.Block 17640",
+        "dec.Communicate BeforeEncoding 1", "enc.Communicate BeforeEncoding 1", "dec.Block 1", "live.Block 17640",
+        "enc.Block 17640", "dec.Block 2", "live.Block 17640", "enc.Block 17640", "dec.Block 3", "live.Block 17640",
+        "enc.Block 17640", "dec.Block 4", "live.Block 17640", "enc.Block 17640", "dec.Block 5", "live.Block 17640",
+        "enc.Block 17640",
         // the end comes as an empty block, which still reaches the DSP and the encoder
-        "dec.Block 6", "live.Block 0 end", "enc.Block 0 end",
-        "dec.Communicate EndEncoding 1", "enc.Communicate EndEncoding 1", "dec.Close 0", "live.End 0", "enc.End 0",
-        "dec.Communicate AfterConversion 1", "enc.Communicate AfterConversion 1", "live.After o.pcm",
-        "live.Destroy", "enc.Destroy", "dec.Destroy"};
+        "dec.Block 6", "live.Block 0 end", "enc.Block 0 end", "dec.Communicate EndEncoding 1",
+        "enc.Communicate EndEncoding 1", "dec.Close 0", "live.End 0", "enc.End 0", "dec.Communicate AfterConversion 1",
+        "enc.Communicate AfterConversion 1", "live.After o.pcm", "live.Destroy", "enc.Destroy", "dec.Destroy"};
     EXPECT_EQ(Log(), expected);
     const std::string stars(60, '*');
     EXPECT_NE(r.out.find(Ruler + "\r\n " + stars + "\r\n\r\n"), std::string::npos) << r.out;
@@ -181,9 +180,15 @@ TEST_F(TravexRun, RawPathLeavesTheWorkToTheEncoder) {
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.out + r.err, "");
     EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), Input));
-    const std::vector<std::string> expected = {
-        "dec.Create", "enc.Create", "enc.Get SendRawUnCompressed", "dec.Open 28", "enc.Get SendOverReplayGainTags",
-        "dec.Close 0", "enc.Begin o.pcm ", "enc.Destroy", "dec.Destroy"};
+    const std::vector<std::string> expected = {"dec.Create",
+                                               "enc.Create",
+                                               "enc.Get SendRawUnCompressed",
+                                               "dec.Open 28",
+                                               "enc.Get SendOverReplayGainTags",
+                                               "dec.Close 0",
+                                               "enc.Begin o.pcm ",
+                                               "enc.Destroy",
+                                               "dec.Destroy"};
     EXPECT_EQ(Log(), expected);
 }
 
@@ -194,8 +199,9 @@ TEST_F(TravexRun, FailuresEndTheRunWithStatusOne) {
 
     Result r = Travex("-infile=in.xyz " + base);
     EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "Error: Unable to load decoder for file type '.xyz', codec not installed? visit "
-                     "'Format Depot'.  [TvTravex::TvTravex]\r\n");
+    EXPECT_EQ(r.err,
+              "Error: Unable to load decoder for file type '.xyz', codec not installed? visit "
+              "'Format Depot'.  [TvTravex::TvTravex]\r\n");
 
     r = Travex("-infile=in.tvt -outfile=o.pcm -convert_to=nothing -silent");
     EXPECT_EQ(r.status, 1);
@@ -271,9 +277,10 @@ TEST_F(TravexRun, IncompleteTailIsDroppedWithInformation) {
 TEST_F(TravexRun, CommandFileModeSpeaksOnlyToTheController) {
     WriteBytes(dir / "in.tvt", Noise(30 * 17640));
     WriteBytes(dir / "cmd.txt", Utf16("-infile=in.tvt -outfile=o.pcm -convert_to=tvt -shrbytesencoded=cnt"));
-    Result r = Shell("\"$C\" hold shm:cnt -- sh -c '\"$T\" -tvcmd=cmd.txt; s=$?; \"$C\" shm read cnt >cnt.txt; "
-                     "exit $s'",
-                     "dec.action enc.action");
+    Result r = Shell(
+        "\"$C\" hold shm:cnt -- sh -c '\"$T\" -tvcmd=cmd.txt; s=$?; \"$C\" shm read cnt >cnt.txt; "
+        "exit $s'",
+        "dec.action enc.action");
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.err, "");
     const auto lines = SplitLines(r.out);
@@ -295,8 +302,9 @@ TEST_F(TravexRun, CommandFileModeSpeaksOnlyToTheController) {
 
 TEST_F(TravexRun, StandardInputIsRawPcm) {
     WriteBytes(dir / "in.raw", Input);
-    const std::string args = "-infile=- -outfile=o.pcm -convert_to=tvt -sourcefreq=44100 -sourcechannels=2 "
-                             "-sourcebits=16 -sourcelength=500";
+    const std::string args =
+        "-infile=- -outfile=o.pcm -convert_to=tvt -sourcefreq=44100 -sourcechannels=2 "
+        "-sourcebits=16 -sourcelength=500";
     Result r = Shell("cat in.raw | \"$T\" " + args);
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_NE(r.out.find("Audio Source: Standard Input"), std::string::npos);
@@ -311,8 +319,9 @@ TEST_F(TravexRun, StandardInputIsRawPcm) {
     EXPECT_TRUE(Logged("enc.stdin let go"));
 
     // A writer that stops inside a frame: the reader waits for the rest of it.
-    r = Shell("(head -c 3 in.raw; sleep 0.3; tail -c +4 in.raw) | \"$T\" -infile=- -outfile=o.pcm "
-              "-convert_to=tvt -sourcefreq=44100 -sourcechannels=2 -sourcebits=24 -silent");
+    r = Shell(
+        "(head -c 3 in.raw; sleep 0.3; tail -c +4 in.raw) | \"$T\" -infile=- -outfile=o.pcm "
+        "-convert_to=tvt -sourcefreq=44100 -sourcechannels=2 -sourcebits=24 -silent");
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), Input));
 
@@ -330,8 +339,9 @@ TEST_F(TravexRun, NonLiveChainRendersThroughATemporaryFile) {
     WriteBytes(dir / "in.tvt", Input);
     fs::create_directories(dir / "tmp");
     // Both invert: the live one runs once, over the rendered file, and not again in the pump.
-    Result r = Travex("-infile=in.tvt -outfile=o.pcm -convert_to=tvt -silent -tmpfolder=tmp "
-                      "-dspeffect1=tvtnonlive=invert -dspeffect2=tvtlive=invert");
+    Result r = Travex(
+        "-infile=in.tvt -outfile=o.pcm -convert_to=tvt -silent -tmpfolder=tmp "
+        "-dspeffect1=tvtnonlive=invert -dspeffect2=tvtlive=invert");
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), Input));
     EXPECT_TRUE(fs::is_empty(dir / "tmp"));
@@ -350,9 +360,11 @@ TEST_F(TravexRun, NonLiveChainRendersThroughATemporaryFile) {
     r = Travex("-tvcmd=cmd.txt");
     EXPECT_EQ(r.status, 0) << r.err;
     const auto lines = SplitLines(r.out);
-    const std::vector<std::string> head = {"MSGTO: vMX: msLen: 500", "MSGTO: vMX: Action: Rendering For DSPs...",
+    const std::vector<std::string> head = {"MSGTO: vMX: msLen: 500",
+                                           "MSGTO: vMX: Action: Rendering For DSPs...",
                                            "MSGTO: vMX: Action: Running DSP Effect tvtnonlive",
-                                           "MSGTO: vMX: Action: Running DSP Effect tvtlive", "MSGTO: vMX: Action: ",
+                                           "MSGTO: vMX: Action: Running DSP Effect tvtlive",
+                                           "MSGTO: vMX: Action: ",
                                            "MSGTO: vMX: Action: Encoding 'o'"};
     ASSERT_GE(lines.size(), head.size());
     EXPECT_EQ(std::vector<std::string>(lines.begin(), lines.begin() + static_cast<long>(head.size())), head);
@@ -363,8 +375,9 @@ TEST_F(TravexRun, QuitEventCancels) {
     WriteBytes(dir / "in.tvt", Input);
     WriteBytes(dir / "o.pcm", "old output");
     // Set before the start: the encoder is begun and ended, nothing is pumped.
-    Result r = Shell("\"$C\" hold q -- sh -c '\"$C\" event set q && \"$T\" -infile=in.tvt -outfile=o.pcm "
-                     "-convert_to=tvt -evtquit=q'");
+    Result r = Shell(
+        "\"$C\" hold q -- sh -c '\"$C\" event set q && \"$T\" -infile=in.tvt -outfile=o.pcm "
+        "-convert_to=tvt -evtquit=q'");
     EXPECT_EQ(r.status, 1);
     EXPECT_TRUE(Logged("enc.Begin o.pcm.tmp.pcm "));
     EXPECT_TRUE(Logged("enc.End 1"));
@@ -375,18 +388,20 @@ TEST_F(TravexRun, QuitEventCancels) {
 
     // A decoder that never delivers waits until the quit event comes.
     ClearLog();
-    r = Shell("\"$C\" hold q2 -- sh -c '(sleep 0.4; \"$C\" event set q2) & \"$T\" -infile=in.tvt "
-              "-outfile=n.pcm -convert_to=tvt -evtquit=q2 -silent'",
-              "dec.never");
+    r = Shell(
+        "\"$C\" hold q2 -- sh -c '(sleep 0.4; \"$C\" event set q2) & \"$T\" -infile=in.tvt "
+        "-outfile=n.pcm -convert_to=tvt -evtquit=q2 -silent'",
+        "dec.never");
     EXPECT_EQ(r.status, 1);
     EXPECT_TRUE(Logged("enc.End 1"));
 
     // The same during rendering for a non-live DSP: no DSP runs, and the rendered file goes.
     ClearLog();
     fs::create_directories(dir / "tmp");
-    r = Shell("\"$C\" hold q3 -- sh -c '(sleep 0.4; \"$C\" event set q3) & \"$T\" -infile=in.tvt "
-              "-outfile=n.pcm -convert_to=tvt -evtquit=q3 -silent -tmpfolder=tmp -dspeffect1=tvtnonlive=x'",
-              "dec.never");
+    r = Shell(
+        "\"$C\" hold q3 -- sh -c '(sleep 0.4; \"$C\" event set q3) & \"$T\" -infile=in.tvt "
+        "-outfile=n.pcm -convert_to=tvt -evtquit=q3 -silent -tmpfolder=tmp -dspeffect1=tvtnonlive=x'",
+        "dec.never");
     EXPECT_EQ(r.status, 1);
     EXPECT_FALSE(Logged("nonlive.NonLive x 0"));
     EXPECT_TRUE(Logged("enc.End 1"));
@@ -411,9 +426,10 @@ TEST_F(TravexRun, ExistingOutputSurvivesFailures) {
     EXPECT_FALSE(fs::exists(dir / "o.pcm.tmp.pcm"));
 
     // Killed in the middle: the old output is untouched.
-    r = Shell("\"$T\" -infile=big.tvt -outfile=o.pcm -convert_to=tvt -silent & p=$!; sleep 0.5; kill -9 $p; "
-              "wait $p; echo $? >killed.txt",
-              "enc.slow=20");
+    r = Shell(
+        "\"$T\" -infile=big.tvt -outfile=o.pcm -convert_to=tvt -silent & p=$!; sleep 0.5; kill -9 $p; "
+        "wait $p; echo $? >killed.txt",
+        "enc.slow=20");
     EXPECT_TRUE(SameBytes(ReadBytes(dir / "killed.txt"), "137\n"));
     EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), old));
 
@@ -431,9 +447,10 @@ TEST_F(TravexRun, RealWavToWav) {
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.err, "");
     EXPECT_TRUE(SameBytes(WavData(ReadBytes(dir / "b.wav")), WavData(wav)));
-    const std::string head = "\r\nTonvale Travex Core                          2025\r\n\r\nEncoding: wave\r\n"
-                             "Audio Source: a.wav\r\nAudio Destination: b.wav\r\n\r\n" +
-                             Ruler + "\r\n " + std::string(60, '*') + "\r\n\r\n";
+    const std::string head =
+        "\r\nTonvale Travex Core                          2025\r\n\r\nEncoding: wave\r\n"
+        "Audio Source: a.wav\r\nAudio Destination: b.wav\r\n\r\n" +
+        Ruler + "\r\n " + std::string(60, '*') + "\r\n\r\n";
     EXPECT_EQ(r.out.substr(0, head.size()), head);
     // The WAV encoder asks for the tag writer, which reports itself before the closing line.
     const std::string tagged = "Writing ID Tags: Done\r\n";
@@ -460,8 +477,9 @@ TEST_F(TravexRun, RealWavToWav) {
 
 TEST_F(TravexRun, BatchIdsReachThePlugins) {
     WriteBytes(dir / "in.tvt", Input);
-    Result r = Travex("-infile=in.tvt -outfile=o.pcm -convert_to=tvt -silent -batchid=7 -DecoderSet=Mode "
-                      "-dspeffect1=tvtlive=a");
+    Result r = Travex(
+        "-infile=in.tvt -outfile=o.pcm -convert_to=tvt -silent -batchid=7 -DecoderSet=Mode "
+        "-dspeffect1=tvtlive=a");
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_TRUE(Logged("dec.Set BatchID 7"));
     EXPECT_TRUE(Logged("enc.Set BatchID 7"));
@@ -474,13 +492,13 @@ TEST_F(TravexRun, BatchIdsReachThePlugins) {
     r = Travex("-infile=in.tvt -outfile=o.pcm -convert_to=tvt -silent -batchid=auto -dspeffect1=tvtlive=a");
     EXPECT_EQ(r.status, 0) << r.err;
     const auto log = Log();
-    const auto end = std::find_if(log.begin(), log.end(),
-                                  [](const std::string& l) { return l.rfind("live.Set BatchEndConversion a ", 0) == 0; });
+    const auto end = std::find_if(
+        log.begin(), log.end(), [](const std::string& l) { return l.rfind("live.Set BatchEndConversion a ", 0) == 0; });
     ASSERT_NE(end, log.end());
     EXPECT_EQ(*(end - 1), "live.Create");
     EXPECT_EQ(*(end + 1), "live.Destroy");
-    const auto id = std::find_if(log.begin(), log.end(),
-                                 [](const std::string& l) { return l.rfind("enc.Set BatchID ", 0) == 0; });
+    const auto id =
+        std::find_if(log.begin(), log.end(), [](const std::string& l) { return l.rfind("enc.Set BatchID ", 0) == 0; });
     ASSERT_NE(id, log.end());
     EXPECT_GT(std::atol(id->c_str() + 16), 0);
 }

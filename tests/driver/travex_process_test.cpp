@@ -47,9 +47,7 @@ protected:
     const fs::path& dir = folder.path;
 };
 
-std::string ParseError(const std::u16string& message) {
-    return Lines({message + u"  [TvTravex::ParseCommandLine]"});
-}
+std::string ParseError(const std::u16string& message) { return Lines({message + u"  [TvTravex::ParseCommandLine]"}); }
 
 }  // namespace
 
@@ -85,14 +83,14 @@ TEST_F(TravexProcess, MissingOptionsInOrder) {
 }
 
 TEST_F(TravexProcess, SummaryOfWellFormedLine) {
-    Result r = Run({"-infile=-", "-outfile=out file.mp3", "--convert_to", "nonesuch",
-                    "-dspeffect1=ReplayGain=album", "-dspeffect2=Gain=-3", "-dspeffect3=Echo=1 2",
-                    "-gain=-3"});
+    Result r = Run({"-infile=-", "-outfile=out file.mp3", "--convert_to", "nonesuch", "-dspeffect1=ReplayGain=album",
+                    "-dspeffect2=Gain=-3", "-dspeffect3=Echo=1 2", "-gain=-3"});
     // The run goes on from the summary: no encoder of that name is installed.
-    const std::string summary = Banner + Lines({u"Encoding: nonesuch", u"Audio Source: Standard Input",
-                                                u"Audio Destination: out file.mp3",
-                                                u"DSP Effects: Gain, Echo, ReplayGain", u"", Ruler}) +
-                                Utf16(u" ");
+    const std::string summary =
+        Banner +
+        Lines({u"Encoding: nonesuch", u"Audio Source: Standard Input", u"Audio Destination: out file.mp3",
+               u"DSP Effects: Gain, Echo, ReplayGain", u"", Ruler}) +
+        Utf16(u" ");
     EXPECT_EQ(r.out.substr(0, summary.size()), summary);
     EXPECT_EQ(r.err, Lines({u"Error: Unable to load encoder 'nonesuch'.  [TvTravex::TvTravex]"}));
 
@@ -148,8 +146,7 @@ TEST_F(TravexProcess, DebugLogKeepsTheRealCommandLine) {
     }
     EXPECT_NE(logs.find(Utf16(u"Splitting Command Line:\r\n")), std::string::npos);
     EXPECT_NE(logs.find(Utf16(u" -tvcmd=cmd.txt -title=\"two words\"\r\n")), std::string::npos);
-    EXPECT_NE(logs.find(Utf16(u"Error opening TvCmd File.  [TvTravex::ReadTvCommandFile]\r\n")),
-              std::string::npos);
+    EXPECT_NE(logs.find(Utf16(u"Error opening TvCmd File.  [TvTravex::ReadTvCommandFile]\r\n")), std::string::npos);
 }
 
 TEST_F(TravexProcess, TerminalGetsUtf8) {
@@ -159,12 +156,11 @@ TEST_F(TravexProcess, TerminalGetsUtf8) {
 }
 
 TEST_F(TravexProcess, PresetDspsComeFirst) {
-    WriteBytes(dir / "preset.txt",
-               Utf16(u"-dspeffect1=\"Preset=1\" -dspeffect2=\"ReplayGain=x\"\r\n-dspeffect1=No=1"));
-    Result r = Run({"-infile=a", "-outfile=b", "-convert_to=c", "-dsppreset=preset.txt",
-                    "-dspeffect1=Own=2"});
-    const std::string summary = Banner + Lines({u"Encoding: c", u"Audio Source: a", u"Audio Destination: b",
-                                                u"DSP Effects: Preset, Own, ReplayGain", u"", Ruler}) +
+    WriteBytes(dir / "preset.txt", Utf16(u"-dspeffect1=\"Preset=1\" -dspeffect2=\"ReplayGain=x\"\r\n-dspeffect1=No=1"));
+    Result r = Run({"-infile=a", "-outfile=b", "-convert_to=c", "-dsppreset=preset.txt", "-dspeffect1=Own=2"});
+    const std::string summary = Banner +
+                                Lines({u"Encoding: c", u"Audio Source: a", u"Audio Destination: b",
+                                       u"DSP Effects: Preset, Own, ReplayGain", u"", Ruler}) +
                                 Utf16(u" ");
     EXPECT_EQ(r.out.substr(0, summary.size()), summary);
     // An unreadable preset adds nothing and is no error.

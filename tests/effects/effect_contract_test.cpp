@@ -64,11 +64,12 @@ TEST(EffectSettings, GoodSettingsTellWhetherTheEffectIsLive) {
         const char16_t* settings;
         int32_t live;
     };
-    for (const Good& g : {Good{"Volume Adjust", u"--gain=\"-3.5\" -LIMIT=off", 1}, Good{"Volume Adjust", u"-peak=-1", 0},
-                          Good{"Volume Normalize", u"-lufs=-16 -tp=-2", 0}, Good{"Volume Normalize", u"", 0},
-                          Good{"Resample", u"-rate=48000 -quality=high", 1}, Good{"Bit Depth", u"-bits=float", 1},
-                          Good{"Channel Count", u"-channels=1", 1}, Good{"CPU Throttle", u"", 1},
-                          Good{"ReplayGain", u"  ", 1}, Good{"Verify Output Integrity", u"", 1}}) {
+    for (const Good& g :
+         {Good{"Volume Adjust", u"--gain=\"-3.5\" -LIMIT=off", 1}, Good{"Volume Adjust", u"-peak=-1", 0},
+          Good{"Volume Normalize", u"-lufs=-16 -tp=-2", 0}, Good{"Volume Normalize", u"", 0},
+          Good{"Resample", u"-rate=48000 -quality=high", 1}, Good{"Bit Depth", u"-bits=float", 1},
+          Good{"Channel Count", u"-channels=1", 1}, Good{"CPU Throttle", u"", 1}, Good{"ReplayGain", u"  ", 1},
+          Good{"Verify Output Integrity", u"", 1}}) {
         SCOPED_TRACE(g.effect);
         Effect fx(g.effect);
         EXPECT_EQ(g.live, fx.IsLive(g.settings));
@@ -110,7 +111,8 @@ TEST(ChannelCount, DownMixCoefficientsByAToneInEachChannel) {
         ConversionRecord conv{};
         ASSERT_EQ(1, fx.dsp.BeginConversion(&conv, settings.c_str()));
         for (unsigned c = 0; c < mix.in; ++c) {
-            SCOPED_TRACE(std::to_string(mix.in) + " to " + std::to_string(mix.out) + ", input channel " + std::to_string(c));
+            SCOPED_TRACE(std::to_string(mix.in) + " to " + std::to_string(mix.out) + ", input channel " +
+                         std::to_string(c));
             std::vector<float> frames(4 * mix.in, 0.0f);
             for (unsigned f = 0; f < 4; ++f) frames[f * mix.in + c] = 0.25f;
             AudioBlockRecord block{};
@@ -121,7 +123,8 @@ TEST(ChannelCount, DownMixCoefficientsByAToneInEachChannel) {
             ASSERT_EQ(mix.out, block.Format.Format.nChannels);
             ASSERT_EQ(4u * 4 * mix.out, block.Size);
             const std::vector<float> got = Floats(block);
-            for (unsigned o = 0; o < mix.out; ++o) EXPECT_NEAR(0.25 * mix.weights[o][c], got[o], 1e-7) << "output " << o;
+            for (unsigned o = 0; o < mix.out; ++o)
+                EXPECT_NEAR(0.25 * mix.weights[o][c], got[o], 1e-7) << "output " << o;
         }
         EXPECT_EQ("", fx.errors.Text());
     }
@@ -291,9 +294,10 @@ TEST(LiveEffects, AnEmptyLastBlockWithoutAFormatPassesEveryEffect) {
         const char* effect;
         const char16_t* settings;
     };
-    for (const Live& l : {Live{"Volume Adjust", u"-gain=6"}, Live{"Resample", u"-rate=48000"}, Live{"Bit Depth", u"-bits=24"},
-                          Live{"Channel Count", u"-channels=1"}, Live{"ReplayGain", u""}, Live{"CPU Throttle", u"-percent=100"},
-                          Live{"Verify Output Integrity", u""}}) {
+    for (const Live& l :
+         {Live{"Volume Adjust", u"-gain=6"}, Live{"Resample", u"-rate=48000"}, Live{"Bit Depth", u"-bits=24"},
+          Live{"Channel Count", u"-channels=1"}, Live{"ReplayGain", u""}, Live{"CPU Throttle", u"-percent=100"},
+          Live{"Verify Output Integrity", u""}}) {
         SCOPED_TRACE(l.effect);
         Effect fx(l.effect);
         ASSERT_EQ(1, fx.IsLive(l.settings));

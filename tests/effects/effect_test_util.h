@@ -100,9 +100,7 @@ protected:
     std::string Path(const std::string& name) const { return (dir / name).string(); }
 
     // A shell command in the folder; its standard output.
-    std::string Shell(const std::string& command) {
-        return RunCommand("cd '" + dir.string() + "' && " + command);
-    }
+    std::string Shell(const std::string& command) { return RunCommand("cd '" + dir.string() + "' && " + command); }
 
     // travex in the folder with a settings store of its own; its exit status, and its
     // standard error (UTF-16) as ASCII in err.

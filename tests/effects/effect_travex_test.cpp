@@ -32,10 +32,12 @@ TEST_F(EffectRuns, VolumeAdjustGainPeakAndLimiterAsSoxMeasuresThem) {
 
 TEST_F(EffectRuns, VolumeNormalizeToAPeakAndToALoudnessUnderATruePeakCeiling) {
     Shell("sox -R -n -r 44100 -c 2 -b 16 in.flac synth 6 pinknoise vol 0.2");
-    ASSERT_EQ(0, Travex("-infile=in.flac -outfile=peak.flac -convert_to=flac \"-dspeffect1=Volume Normalize=-peak=-3\""));
+    ASSERT_EQ(0,
+              Travex("-infile=in.flac -outfile=peak.flac -convert_to=flac \"-dspeffect1=Volume Normalize=-peak=-3\""));
     EXPECT_NEAR(-3.0, SoxStat(Path("peak.flac"), "Pk lev dB"), 0.01);
 
-    ASSERT_EQ(0, Travex("-infile=in.flac -outfile=lufs.flac -convert_to=flac \"-dspeffect1=Volume Normalize=-lufs=-20\""));
+    ASSERT_EQ(0,
+              Travex("-infile=in.flac -outfile=lufs.flac -convert_to=flac \"-dspeffect1=Volume Normalize=-lufs=-20\""));
     auto rows = Loudgain("lufs.flac", false);
     ASSERT_EQ(1u, rows.size());
     EXPECT_NEAR(-20.0, rows[0].loudness, 0.05);
@@ -83,7 +85,8 @@ TEST_F(EffectRuns, ABadSettingFailsTheRunAndLeavesTheExistingOutputAlone) {
     const Bytes before = ReadFile(Path("out.wav"));
     std::string err;
     EXPECT_EQ(1, Travex("-infile=in.wav -outfile=out.wav -convert_to=wave \"-dspeffect1=Bit Depth=-bits=20\"", &err));
-    EXPECT_NE(std::string::npos, err.find("Error: Bit Depth: '-bits=20' is not valid; -bits takes 8, 16, 24, 32 or float."))
+    EXPECT_NE(std::string::npos,
+              err.find("Error: Bit Depth: '-bits=20' is not valid; -bits takes 8, 16, 24, 32 or float."))
         << err;
     EXPECT_EQ(before, ReadFile(Path("out.wav")));
 }

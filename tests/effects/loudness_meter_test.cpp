@@ -58,7 +58,8 @@ TEST(LoudnessMeter, KeptBlocksGateToLibebur128sIntegratedLoudness) {
         for (unsigned i = 0; i < frames; ++i) {
             // Loud, then quiet enough for the relative gate, then silent for the absolute one.
             const double level = i < frames / 3 ? 0.5 : i < 2 * frames / 3 ? 0.02 : 0.0;
-            for (unsigned c = 0; c < channels; ++c) s[i * channels + c] = level * ((double(rng() % 2001) - 1000) / 1000);
+            for (unsigned c = 0; c < channels; ++c)
+                s[i * channels + c] = level * ((double(rng() % 2001) - 1000) / 1000);
         }
         tvfx::LoudnessMeter meter;
         ASSERT_TRUE(meter.Start(channels, rate));

@@ -28,8 +28,9 @@ class ReplayGainTest : public Folder {
 protected:
     // Two tracks of different loudness and length, as FLAC.
     void MakeTracks() {
-        Shell("sox -R -n -r 44100 -c 2 -b 16 one.flac synth 7 pinknoise vol 0.25 && "
-              "sox -R -n -r 48000 -c 2 -b 24 two.flac synth 4 sine 220 sine 330 tremolo 3 60 vol 0.7");
+        Shell(
+            "sox -R -n -r 44100 -c 2 -b 16 one.flac synth 7 pinknoise vol 0.25 && "
+            "sox -R -n -r 48000 -c 2 -b 24 two.flac synth 4 sine 220 sine 330 tremolo 3 60 vol 0.7");
     }
 
     // The track's audio through a fresh instance with the batch id, then the finished file.
@@ -87,8 +88,10 @@ TEST_F(ReplayGainTest, TrackGainAndPeakThroughTravexMatchLoudgainInFlacAndOpus) 
     for (const char* name : {"one", "two"}) {
         SCOPED_TRACE(name);
         const std::string in = std::string(name) + ".flac";
-        ASSERT_EQ(0, Travex("-infile=" + in + " -outfile=" + name + "-rg.flac -convert_to=flac -dspeffect1=ReplayGain="));
-        ASSERT_EQ(0, Travex("-infile=" + in + " -outfile=" + name + "-rg.opus -convert_to=opus -dspeffect1=ReplayGain="));
+        ASSERT_EQ(0,
+                  Travex("-infile=" + in + " -outfile=" + name + "-rg.flac -convert_to=flac -dspeffect1=ReplayGain="));
+        ASSERT_EQ(0,
+                  Travex("-infile=" + in + " -outfile=" + name + "-rg.opus -convert_to=opus -dspeffect1=ReplayGain="));
         const auto flac = Loudgain(std::string(name) + "-rg.flac", false);
         ASSERT_EQ(1u, flac.size());
         const std::string out = Path(std::string(name) + "-rg.flac");

@@ -21,7 +21,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         for (double e : record.blocks)
             if (!(e >= 0)) __builtin_trap();
         tvfx::TrackRecord again;
-        if (!tvfx::ParseTrackRecord(tvfx::FormatTrackRecord(record), again) || again.blocks.size() != record.blocks.size())
+        if (!tvfx::ParseTrackRecord(tvfx::FormatTrackRecord(record), again) ||
+            again.blocks.size() != record.blocks.size())
             __builtin_trap();
     }
     return 0;

@@ -13,12 +13,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     try {
         // Every reader that succeeds has named its format.
         if (imageHeaderFromMemory(data, size).formatName == nullptr) __builtin_trap();
-    } catch (const PP::invalid_input&) {
-    }
+    } catch (const PP::invalid_input&) {}
     PP::streamInMemRef stream(data, size);
     try {
         imageHeaderFromStream(stream);
-    } catch (const PP::invalid_input&) {
-    }
+    } catch (const PP::invalid_input&) {}
     return 0;
 }

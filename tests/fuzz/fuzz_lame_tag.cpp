@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "../../codecs/mp3/lame_tag.cpp"
 #include "../../codecs/common/ogg_tail.cpp"
+#include "../../codecs/mp3/lame_tag.cpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     (void)mp3tag::Id3v2Size(data, size);

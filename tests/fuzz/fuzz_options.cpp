@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "plugins/dsp_options.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/platform/console.h"
+#include "plugins/dsp_options.h"
 
 namespace {
 

@@ -26,8 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     XString fromUtf16(data, size, XString::Bytes::Utf16);
     std::string back = fromUtf16.ToStdUtf8();
     XString again(back.c_str(), true);
-    if (fromUtf16.FindChar(0xD800) == 0 && fromUtf16.FindChar(0xFFFD) == 0 &&
-        again.Length() > fromUtf16.Length())
+    if (fromUtf16.FindChar(0xD800) == 0 && fromUtf16.FindChar(0xFFFD) == 0 && again.Length() > fromUtf16.Length())
         __builtin_trap();
     (void)fromUtf16.Narrow();
     (void)ToAscii(fromUtf16.Text());
@@ -41,9 +40,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         (void)s->ToDouble();
         (void)s->ToDoubleExp();
         uint8_t out[64];
-        (void)s->ParseHexBytes(out, static_cast<size_t>(s->Length() / 2) <= sizeof out
-                                        ? static_cast<size_t>(s->Length() / 2)
-                                        : 0);
+        (void)s->ParseHexBytes(
+            out, static_cast<size_t>(s->Length() / 2) <= sizeof out ? static_cast<size_t>(s->Length() / 2) : 0);
         (void)XString::FormatDouble(s->ToDouble(), 3, false);
     }
 
@@ -79,7 +77,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     format.Replace(u"s", u"d");
     int percents = 0;
     for (int i = 1; i <= format.Length(); ++i) percents += format.GetAt(i) == u'%';
-    if (percents <= 8)
-        copy.FormatOwn(format.Text(), 1, 2, 3, 4, 5, 6, 7, 8, 1.0, 2.0, 3.0, 4.0, 5.0, 6.0, 7.0, 8.0);
+    if (percents <= 8) copy.FormatOwn(format.Text(), 1, 2, 3, 4, 5, 6, 7, 8, 1.0, 2.0, 3.0, 4.0, 5.0, 6.0, 7.0, 8.0);
     return 0;
 }

@@ -9,7 +9,6 @@
 
 namespace {
 
-
 bytes ispe(uint32_t width, uint32_t height) {
     bytes payload(4, 0);
     appendBE32(payload, width);
@@ -27,11 +26,13 @@ bytes iprp(const bytes& ipcoChildren) { return isoBox("iprp", isoBox("ipco", ipc
 TEST(ImageHeif, PropertyWalk) {
     const bytes hdlr = isoBox("hdlr", bytes(20, 0));
     // The thumbnail's size behind the main picture's wins: properties are not tied to items.
-    imageHeaderInfo info = identify(concat({kFtyp, meta(concat({hdlr, iprp(concat({ispe(4000, 3000), kHvcC, ispe(160, 120)}))}))}));
+    imageHeaderInfo info =
+        identify(concat({kFtyp, meta(concat({hdlr, iprp(concat({ispe(4000, 3000), kHvcC, ispe(160, 120)}))}))}));
     EXPECT_STREQ(info.mimeType, "image/heic");
     EXPECT_EQ(shapeOf(info), shape(160, 120, 24, false));
 
-    const bytes avif = concat({kFtyp, isoBox("free", {1, 2}), meta(iprp(concat({kAv1C, ispe(9, 5)}))), isoBox("mdat", {})});
+    const bytes avif =
+        concat({kFtyp, isoBox("free", {1, 2}), meta(iprp(concat({kAv1C, ispe(9, 5)}))), isoBox("mdat", {})});
     info = identify(avif);
     EXPECT_STREQ(info.formatName, "AVIF");
     EXPECT_EQ(identifyImageMemory(avif.data(), avif.size()).format, 0);
@@ -97,11 +98,11 @@ bitWriter metadataStart(uint32_t orientationField) {
 TEST(ImageJxl, MetadataFields) {
     // Orientation 6 (stored as 5), an intrinsic size that is ignored, a preview, an animation.
     bitWriter w = metadataStart(5);
-    w.flag(true).flag(true).put(3, 5).put(1, 3);    // intrinsic size 32x32
+    w.flag(true).flag(true).put(3, 5).put(1, 3);                                  // intrinsic size 32x32
     w.flag(true).flag(false).put(2, 2).put(0, 10).put(0, 3).put(1, 2).put(0, 8);  // preview
     w.flag(true).put(3, 2).put(0, 30).put(2, 2).put(0, 8).put(3, 2).put(0, 32).flag(false);
-    w.flag(true).put(1, 2).put(0, 4);                 // float, 16 bits, exponent bits
-    w.flag(false).put(0, 2);                          // 16-bit buffers; no extra channels
+    w.flag(true).put(1, 2).put(0, 4);  // float, 16 bits, exponent bits
+    w.flag(false).put(0, 2);           // 16-bit buffers; no extra channels
     EXPECT_EQ(shapeOf(identifyBits(w)), shape(24, 8, 48, false));
 }
 
@@ -112,11 +113,11 @@ bitWriter withOneExtraChannel(bool allDefault) {
     w.flag(false).put(1, 2);                // one extra channel
     w.flag(allDefault);
     if (!allDefault) {
-        w.put(0, 2);                         // type alpha
-        w.flag(false).put(0, 2);             // 8 bits
-        w.put(3, 2).put(0, 3);               // dimension shift
-        w.put(1, 2).put(2, 4).put(0, 16);    // a two-byte name
-        w.flag(false);                       // not premultiplied
+        w.put(0, 2);                       // type alpha
+        w.flag(false).put(0, 2);           // 8 bits
+        w.put(3, 2).put(0, 3);             // dimension shift
+        w.put(1, 2).put(2, 4).put(0, 16);  // a two-byte name
+        w.flag(false);                     // not premultiplied
     }
     return w;
 }
@@ -137,8 +138,9 @@ TEST(ImageJxl, BoxedAcrossPartSeams) {
         return isoBox("jxlp", payload);
     };
     // An empty part first, then the codestream cut inside its first bit field.
-    const bytes boxed = concat({signature, ftyp, part(0, {}), part(1, bytes(codestream.begin(), codestream.begin() + 3)),
-                                isoBox("jxll", {5}), part(0x80000002, bytes(codestream.begin() + 3, codestream.end()))});
+    const bytes boxed =
+        concat({signature, ftyp, part(0, {}), part(1, bytes(codestream.begin(), codestream.begin() + 3)),
+                isoBox("jxll", {5}), part(0x80000002, bytes(codestream.begin() + 3, codestream.end()))});
     EXPECT_EQ(shapeOf(identify(boxed)), shape(8, 24, 32, true));
     // jxlc to the end of the file.
     EXPECT_EQ(shapeOf(identify(concat({signature, ftyp, isoBox("jxlc", codestream, 0)}))), shape(8, 24, 32, true));

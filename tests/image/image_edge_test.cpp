@@ -36,8 +36,8 @@ TEST(ImageDispatch, ShortSourcesAndExtensions) {
     EXPECT_THROW(imageHeaderFromMemory(one, 1), PP::invalid_input);
     for (size_t length : {0, 1}) {
         const imageFileInfo blank = identifyImageMemory(one, length);
-        EXPECT_TRUE(blank.formatName == nullptr && blank.mimeType == nullptr && blank.format == 0 &&
-                    blank.width == 0 && blank.height == 0 && blank.bitsPerPixel == 0 && !blank.hasAlpha);
+        EXPECT_TRUE(blank.formatName == nullptr && blank.mimeType == nullptr && blank.format == 0 && blank.width == 0 &&
+                    blank.height == 0 && blank.bitsPerPixel == 0 && !blank.hasAlpha);
     }
     try {
         identify({'X', 'Y', 0, 0});
@@ -154,13 +154,15 @@ TEST(ImageWebp, ChunkKinds) {
     // VP8L and VP8X add one to their fields; bit 4 of bytes 24 and 20 is alpha.
     EXPECT_EQ(shapeOf(identify(webp("VP8L", {}))), shape(1, 1, 24, false));
     EXPECT_EQ(shapeOf(identify(webp("VP8L", {0x2F, 0, 0, 0, 0x10}))), shape(1, 1, 32, true));
-    EXPECT_EQ(shapeOf(identify(webp("VP8X", {0x10, 0, 0, 0, 0xFF, 0x01, 0x00, 0x02, 0, 0}))), shape(0x200, 3, 32, true));
+    EXPECT_EQ(shapeOf(identify(webp("VP8X", {0x10, 0, 0, 0, 0xFF, 0x01, 0x00, 0x02, 0, 0}))),
+              shape(0x200, 3, 32, true));
     EXPECT_THROW(identify(webp("ALPH", {})), PP::invalid_input);
 }
 
 TEST(ImageBmpAndJpeg, HeaderFields) {
     const bytes bmpHead = {'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-    EXPECT_EQ(shapeOf(identify(concat({bmpHead, {12, 0, 0, 0, 44, 1, 200, 0, 1, 0, 8, 0}}))), shape(300, 200, 8, false));
+    EXPECT_EQ(shapeOf(identify(concat({bmpHead, {12, 0, 0, 0, 44, 1, 200, 0, 1, 0, 8, 0}}))),
+              shape(300, 200, 8, false));
     // A top-down bitmap's negative height stays as its bit pattern.
     EXPECT_EQ(identify(concat({bmpHead, {40, 0, 0, 0, 3, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 1, 0, 24, 0}})).height,
               0xFFFFFFFEu);

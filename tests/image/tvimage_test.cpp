@@ -9,8 +9,8 @@ namespace {
 
 // Runs tvimage in the sample folder with the given arguments; standard error is dropped.
 tvtest::RunResult runTvimage(const std::string& arguments) {
-    return tvtest::Capture("cd '" TV_SOURCE_DIR "/tests/data/images' && " + tvtest::ShellQuote(tvtest::ToolPath("tvimage")) +
-                           " " + arguments + " 2>/dev/null");
+    return tvtest::Capture("cd '" TV_SOURCE_DIR "/tests/data/images' && " +
+                           tvtest::ShellQuote(tvtest::ToolPath("tvimage")) + " " + arguments + " 2>/dev/null");
 }
 
 TEST(Tvimage, OneLinePerFileOfEveryFormat) {

@@ -1,6 +1,6 @@
+#include "plugins/codec_handler.h"
 #include "foundation/settings/xregistry.h"
 #include "plugin_test_env.h"
-#include "plugins/codec_handler.h"
 
 using plugtest::InstallPath;
 

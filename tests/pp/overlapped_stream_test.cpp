@@ -16,82 +16,82 @@
 namespace {
 
 struct pipePair {
-  XFileHandle r = XInvalidHandle, w = XInvalidHandle;
-  pipePair() { EXPECT_TRUE(XSysCreatePipe(&r, &w, false)); }
+    XFileHandle r = XInvalidHandle, w = XInvalidHandle;
+    pipePair() { EXPECT_TRUE(XSysCreatePipe(&r, &w, false)); }
 };
 
 TEST(PPOverlappedStream, ReadsUntilTheWriterGoesAway) {
-  pipePair p;
-  PP::streamInOverlapped in(p.r);
-  {
-    PP::streamOutOverlapped out(p.w);
-    out.write("hello", 5);
-  }  // closes the write end: a broken pipe for the reader, not an error
-  char buf[16];
-  EXPECT_EQ(in.read(buf, sizeof buf), 5u);
-  EXPECT_EQ(std::string(buf, 5), "hello");
-  EXPECT_EQ(in.read(buf, sizeof buf), 0u);
+    pipePair p;
+    PP::streamInOverlapped in(p.r);
+    {
+        PP::streamOutOverlapped out(p.w);
+        out.write("hello", 5);
+    }  // closes the write end: a broken pipe for the reader, not an error
+    char buf[16];
+    EXPECT_EQ(in.read(buf, sizeof buf), 5u);
+    EXPECT_EQ(std::string(buf, 5), "hello");
+    EXPECT_EQ(in.read(buf, sizeof buf), 0u);
 }
 
 TEST(PPOverlappedStream, TimeOutZeroWaitsAndAPositiveOneEnds) {
-  pipePair p;
-  PP::streamInOverlapped in(p.r);
-  PP::streamOutOverlapped out(p.w);
-  char buf[4];
-  in.timeoutSeconds = 0.05;
-  EXPECT_THROW(in.readSome(buf, 4), PP::network_error_timeout);
-  in.timeoutSeconds = 0;  // no limit: a late writer is waited for
-  std::thread late([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    out.write("ab", 2);
-  });
-  EXPECT_EQ(in.readSome(buf, 4), 2u);
-  late.join();
+    pipePair p;
+    PP::streamInOverlapped in(p.r);
+    PP::streamOutOverlapped out(p.w);
+    char buf[4];
+    in.timeoutSeconds = 0.05;
+    EXPECT_THROW(in.readSome(buf, 4), PP::network_error_timeout);
+    in.timeoutSeconds = 0;  // no limit: a late writer is waited for
+    std::thread late([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        out.write("ab", 2);
+    });
+    EXPECT_EQ(in.readSome(buf, 4), 2u);
+    late.join();
 }
 
 TEST(PPOverlappedStream, WriterToAGoneReaderFailsAndAbortEndsABlockedRead) {
-  XIgnoreBrokenPipeSignal();
-  pipePair p;
-  PP::streamOutOverlapped out(p.w);
-  XSysCloseHandle(p.r);
-  EXPECT_THROW(out.write("x", 1), PP::file_access_error);
+    XIgnoreBrokenPipeSignal();
+    pipePair p;
+    PP::streamOutOverlapped out(p.w);
+    XSysCloseHandle(p.r);
+    EXPECT_THROW(out.write("x", 1), PP::file_access_error);
 
-  pipePair q;
-  PP::streamInOverlapped in(q.r);
-  PP::aborter a;
-  PP::abortScope scope(a);
-  std::thread firer([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    a.abort();
-  });
-  char buf[4];
-  EXPECT_THROW(in.read(buf, 4), PP::user_abort);
-  firer.join();
-  XSysCloseHandle(q.w);
+    pipePair q;
+    PP::streamInOverlapped in(q.r);
+    PP::aborter a;
+    PP::abortScope scope(a);
+    std::thread firer([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        a.abort();
+    });
+    char buf[4];
+    EXPECT_THROW(in.read(buf, 4), PP::user_abort);
+    firer.join();
+    XSysCloseHandle(q.w);
 }
 
 TEST(PPHandleStream, BlockingLoopsReadWriteAndTestTheAborter) {
-  XIgnoreBrokenPipeSignal();
-  pipePair p;
-  PP::streamInHandle in(p.r, true);
-  {
-    PP::streamOutHandle out(p.w, true);
-    out.write("plain", 5);
-  }
-  char buf[8];
-  EXPECT_EQ(in.read(buf, 3), 3u);
-  // The writer is gone: the rest, and then the broken pipe is a file error.
-  EXPECT_EQ(in.read(buf, 8), 2u);
-  EXPECT_THROW(in.read(buf, 8), PP::file_access_error);
+    XIgnoreBrokenPipeSignal();
+    pipePair p;
+    PP::streamInHandle in(p.r, true);
+    {
+        PP::streamOutHandle out(p.w, true);
+        out.write("plain", 5);
+    }
+    char buf[8];
+    EXPECT_EQ(in.read(buf, 3), 3u);
+    // The writer is gone: the rest, and then the broken pipe is a file error.
+    EXPECT_EQ(in.read(buf, 8), 2u);
+    EXPECT_THROW(in.read(buf, 8), PP::file_access_error);
 
-  pipePair q;
-  PP::streamOutHandle out(q.w, true);
-  XSysCloseHandle(q.r);
-  EXPECT_THROW(out.write("x", 1), PP::file_access_error);
-  PP::aborter a;
-  PP::abortScope scope(a);
-  a.abort();
-  EXPECT_THROW(out.write("x", 1), PP::user_abort);
+    pipePair q;
+    PP::streamOutHandle out(q.w, true);
+    XSysCloseHandle(q.r);
+    EXPECT_THROW(out.write("x", 1), PP::file_access_error);
+    PP::aborter a;
+    PP::abortScope scope(a);
+    a.abort();
+    EXPECT_THROW(out.write("x", 1), PP::user_abort);
 }
 
 }  // namespace

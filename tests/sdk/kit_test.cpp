@@ -84,7 +84,8 @@ TEST(KitTagBlock, DamagedBlocksGiveLeadingGoodItems) {
 TEST(KitText, Utf8Utf16AndCaseFolding) {
     EXPECT_EQ(u"\U0001F600x", tvkit::Utf8ToUtf16("\xF0\x9F\x98\x80x"));
     EXPECT_EQ("\xF0\x9F\x98\x80x", tvkit::Utf16ToUtf8(u"\U0001F600x"));
-    EXPECT_EQ(u"\uFFFDa\uFFFD", tvkit::Utf8ToUtf16("\xC3" "a\xFF"));
+    EXPECT_EQ(u"\uFFFDa\uFFFD", tvkit::Utf8ToUtf16("\xC3"
+                                                   "a\xFF"));
     // Each maximal invalid part is one replacement: an overlong form is three, a cut one one.
     EXPECT_EQ(u"\uFFFD\uFFFD\uFFFD", tvkit::Utf8ToUtf16("\xE0\x80\x80"));
     EXPECT_EQ(u"\uFFFDx", tvkit::Utf8ToUtf16("\xF0\x9F\x98x"));
@@ -203,9 +204,7 @@ TEST(KitWriteLock, WritersTakeTurnsAndFollowTheName) {
     ASSERT_TRUE(first.Take(name));
     std::atomic<bool> held{false};
     tvkit::os::WriteLock second;
-    std::thread waiter([&] {
-        held = second.Take(name);
-    });
+    std::thread waiter([&] { held = second.Take(name); });
     // Whether or not the waiter opened the old file before this, it must end up holding the new one.
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_FALSE(held);

@@ -47,8 +47,8 @@ TEST(PreviousRelease, PluginOfAllThreeKindsConvertsThroughTheCurrentHost) {
 
     std::string expected = input;
     for (size_t i = 0; i + 1 < expected.size(); i += 2) {
-        const auto sample = static_cast<uint16_t>(static_cast<uint8_t>(expected[i]) |
-                                                  static_cast<uint8_t>(expected[i + 1]) << 8);
+        const auto sample =
+            static_cast<uint16_t>(static_cast<uint8_t>(expected[i]) | static_cast<uint8_t>(expected[i + 1]) << 8);
         const auto negated = static_cast<uint16_t>(0u - sample);
         expected[i] = static_cast<char>(negated & 0xFF);
         expected[i + 1] = static_cast<char>(negated >> 8);

@@ -197,7 +197,7 @@ TEST(IDTags, NamesLookupsAndRemoval) {
 
     // Weight is 2 x characters of name and value, plus the bytes.
     tags.Clear();
-    tags.Add(u"ab", u"cd");  // 8
+    tags.Add(u"ab", u"cd");            // 8
     tags.AddBinary(u"p", "12345", 5);  // 7
     tags.RemoveLarger(7);
     ASSERT_EQ(tags.Count(), 1);

@@ -74,7 +74,7 @@ TEST_F(TagAssembly, CommandLineTagsWinOverSourceTags) {
     EXPECT_EQ(out.At(0)->Name, XString(u"artist"));
     EXPECT_EQ(out.At(0)->Value, XString(u"x=y"));
     EXPECT_EQ(out.GetValue(u"title"), XString(u"\"Q\""));
-    EXPECT_EQ(out.At(2)->Value, XString(u"z"));  // two tag options of one name, both kept
+    EXPECT_EQ(out.At(2)->Value, XString(u"z"));      // two tag options of one name, both kept
     EXPECT_EQ(out.At(3)->Value, XString(u"first"));  // the source's second "album" went
     EXPECT_EQ(out.At(4)->Data.Size(), 3u);
 }
@@ -117,7 +117,9 @@ TEST_F(TagAssembly, VersionLinesAndEncoderSettings) {
     EXPECT_EQ(out.GetValue(u"Encoder"), XString(u"mp3"));
     EXPECT_EQ(out.GetValue(u"Encoder Settings"), XString(u"-b 320"));
 
-    WriteFile("Versions/vMX.txt", "\xEF\xBB\xBF" "2.1 beta\r\nsecond line\r\n");
+    WriteFile("Versions/vMX.txt",
+              "\xEF\xBB\xBF"
+              "2.1 beta\r\nsecond line\r\n");
     WriteFile("Versions/Compression/mp3.txt", "Release 1.2 (fast build)\r\n");
     out = Run();
     EXPECT_EQ(out.GetValue(u"Encoded By"), XString(u"Tonvale 2.1 beta"));

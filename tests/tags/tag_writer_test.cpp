@@ -77,7 +77,8 @@ TEST(TagWriter, NothingToDo) {
     EXPECT_TRUE(r.console.IsEmpty());
 
     // No decoder for the format beside the program: not a failure, and the words still close.
-    auto home = std::filesystem::temp_directory_path() / ("tv-tagwriter-registry-" + std::to_string(std::random_device{}()));
+    auto home =
+        std::filesystem::temp_directory_path() / ("tv-tagwriter-registry-" + std::to_string(std::random_device{}()));
     setenv("TONVALE_CONFIG_HOME", home.c_str(), 1);
     XCodecTagDecoder real;
     EXPECT_TRUE(XWriteIDTags(real, r.context, u"/no/such/out.zzzq", u"", kBlock, 8));
@@ -90,7 +91,8 @@ TEST(TagWriter, NothingToDo) {
 }
 
 TEST(TagWriter, WaitsForTheFileAndRetriesThePlugin) {
-    auto path = std::filesystem::temp_directory_path() / ("tv-tagwriter-" + std::to_string(std::random_device{}()) + ".mp3");
+    auto path =
+        std::filesystem::temp_directory_path() / ("tv-tagwriter-" + std::to_string(std::random_device{}()) + ".mp3");
     std::ofstream(path) << "audio";
     XString file(path.string().c_str(), true);
 
@@ -132,4 +134,3 @@ TEST(TagWriter, WaitsForTheFileAndRetriesThePlugin) {
     EXPECT_TRUE(XWriteIDTags(fresh, missing.context, u"/no/such/file.mp3", u"", kBlock, 8));
     EXPECT_EQ(missing.openTries, 0);
 }
-

@@ -62,7 +62,8 @@ void LoudnessMeter::Add(const double* s, size_t frames) {
         double energy = 0;
         if (stepsAreWindows) {
             double lufs = 0;
-            if (ebur128_loudness_window(state, 100, &lufs) == EBUR128_SUCCESS && std::isfinite(lufs)) energy = EnergyOf(lufs);
+            if (ebur128_loudness_window(state, 100, &lufs) == EBUR128_SUCCESS && std::isfinite(lufs))
+                energy = EnergyOf(lufs);
             steps[step % 4] = energy;
             if (step >= 4) blocks.push_back((steps[0] + steps[1] + steps[2] + steps[3]) / 4);
         } else if (step >= 4) {
@@ -76,7 +77,8 @@ void LoudnessMeter::Add(const double* s, size_t frames) {
 
 double LoudnessMeter::Loudness() const {
     double out = -std::numeric_limits<double>::infinity();
-    if (state && ebur128_loudness_global(state, &out) != EBUR128_SUCCESS) out = -std::numeric_limits<double>::infinity();
+    if (state && ebur128_loudness_global(state, &out) != EBUR128_SUCCESS)
+        out = -std::numeric_limits<double>::infinity();
     return out;
 }
 

@@ -38,7 +38,7 @@ private:
     unsigned channels = 0, rate = 0;
     size_t framesPerStep = 0;  // 100 ms, as libebur128 counts it
     bool stepsAreWindows = false;
-    double steps[4] = {};      // energies of the last four steps
+    double steps[4] = {};  // energies of the last four steps
     uint64_t framesIn = 0;
     std::vector<double> blocks;
     tvfx::TruePeak truePeak;

@@ -44,9 +44,8 @@ public:
 
     int32_t PassAudioBlock(AudioBlockRecord& block) override {
         const TvWaveFormatExtensible& f = block.Format;
-        const uint16_t tag = f.Format.wFormatTag == TV_WAVE_FORMAT_EXTENSIBLE
-                                 ? static_cast<uint16_t>(f.SubFormat.Data1)
-                                 : f.Format.wFormatTag;
+        const uint16_t tag = f.Format.wFormatTag == TV_WAVE_FORMAT_EXTENSIBLE ? static_cast<uint16_t>(f.SubFormat.Data1)
+                                                                              : f.Format.wFormatTag;
         // The block's Data belongs to the decoder (or the DSP before us): work on a copy of
         // our own, which stays valid until our next call.
         out.assign(static_cast<const uint8_t*>(block.Data), static_cast<const uint8_t*>(block.Data) + block.Size);

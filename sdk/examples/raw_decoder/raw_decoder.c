@@ -19,26 +19,30 @@ enum { kBlockFrames = 4096 };
 typedef struct {
     PluginLogHandles logs; /* copied: the host's record is valid during Create only */
     uint32_t rate, channels;
-    FILE *file;
-    unsigned char *buffer; /* what the last DecodeBlock handed out; ours until the next call */
+    FILE* file;
+    unsigned char* buffer; /* what the last DecodeBlock handed out; ours until the next call */
     int64_t framesDelivered;
-    uint8_t tags[64];      /* an empty tag block: this format has no tags */
+    uint8_t tags[64]; /* an empty tag block: this format has no tags */
 } RawDecoder;
 
-static RawDecoder *self(TvInstance inst) { return (RawDecoder *)(uintptr_t)inst; }
+static RawDecoder* self(TvInstance inst) { return (RawDecoder*)(uintptr_t)inst; }
 
 /* Compares a boundary string with a literal. */
-static int equals(const TvChar16 *a, const TvChar16 *b)
-{
+static int equals(const TvChar16* a, const TvChar16* b) {
     if (!a || !b) return 0;
-    while (*a && *a == *b) { ++a; ++b; }
+    while (*a && *a == *b) {
+        ++a;
+        ++b;
+    }
     return *a == *b;
 }
 
 /* "prefix=number": the number, or 0 when name doesn't start with prefix. */
-static uint32_t numberAfter(const TvChar16 *name, const TvChar16 *prefix)
-{
-    while (*prefix && *name == *prefix) { ++name; ++prefix; }
+static uint32_t numberAfter(const TvChar16* name, const TvChar16* prefix) {
+    while (*prefix && *name == *prefix) {
+        ++name;
+        ++prefix;
+    }
     if (*prefix) return 0;
     uint32_t value = 0;
     for (; *name >= '0' && *name <= '9' && value < 1000000; ++name) value = value * 10 + (uint32_t)(*name - '0');
@@ -46,8 +50,7 @@ static uint32_t numberAfter(const TvChar16 *name, const TvChar16 *prefix)
 }
 
 /* UTF-16 to UTF-8 for fopen; NULL when it doesn't fit. */
-static char *toUtf8(const TvChar16 *text, char *out, size_t size)
-{
+static char* toUtf8(const TvChar16* text, char* out, size_t size) {
     size_t n = 0;
     for (; *text; ++text) {
         uint32_t c = *text;
@@ -76,12 +79,11 @@ static char *toUtf8(const TvChar16 *text, char *out, size_t size)
 
 /* One error line to the host's error pipe: UTF-16LE, CR LF, one write. Text there fails the
  * run, so this is for real errors only. */
-static void logError(const RawDecoder *d, const char *message)
-{
+static void logError(const RawDecoder* d, const char* message) {
     if (d->logs.ErrorLog == 0 || d->logs.ErrorLog == -1) return;
     unsigned char line[512];
     size_t n = 0;
-    for (const char *p = message; *p && n + 6 < sizeof line; ++p) {
+    for (const char* p = message; *p && n + 6 < sizeof line; ++p) {
         line[n++] = (unsigned char)*p;
         line[n++] = 0;
     }
@@ -91,9 +93,8 @@ static void logError(const RawDecoder *d, const char *message)
     }
 }
 
-TvInstance Create(const PluginLogHandles *logs)
-{
-    RawDecoder *d = calloc(1, sizeof *d);
+TvInstance Create(const PluginLogHandles* logs) {
+    RawDecoder* d = calloc(1, sizeof *d);
     if (!d) return 0;
     if (logs) d->logs = *logs;
     d->rate = 44100;
@@ -101,9 +102,8 @@ TvInstance Create(const PluginLogHandles *logs)
     return (TvInstance)(uintptr_t)d;
 }
 
-int32_t Destroy(TvInstance inst)
-{
-    RawDecoder *d = self(inst);
+int32_t Destroy(TvInstance inst) {
+    RawDecoder* d = self(inst);
     if (!d) return 0;
     if (d->file) fclose(d->file);
     free(d->buffer);
@@ -111,8 +111,7 @@ int32_t Destroy(TvInstance inst)
     return 1;
 }
 
-int32_t Get(TvInstance inst, const TvChar16 *name, PluginArgs *args)
-{
+int32_t Get(TvInstance inst, const TvChar16* name, PluginArgs* args) {
     (void)inst;
     if (equals(name, TV_PROP_DECODES) && args->Index == 0) {
         args->Text = TV_TEXT(".raw");
@@ -122,9 +121,8 @@ int32_t Get(TvInstance inst, const TvChar16 *name, PluginArgs *args)
     return 0; /* every other property, and the end of the "Decodes" list */
 }
 
-int32_t Set(TvInstance inst, const TvChar16 *name, PluginArgs *args)
-{
-    RawDecoder *d = self(inst);
+int32_t Set(TvInstance inst, const TvChar16* name, PluginArgs* args) {
+    RawDecoder* d = self(inst);
     uint32_t value;
     (void)args;
     if ((value = numberAfter(name, TV_TEXT("rate="))) >= 1000 && value <= 768000) {
@@ -138,9 +136,8 @@ int32_t Set(TvInstance inst, const TvChar16 *name, PluginArgs *args)
     return 0;
 }
 
-int32_t Open(TvInstance inst, OpenFileRecord *rec)
-{
-    RawDecoder *d = self(inst);
+int32_t Open(TvInstance inst, OpenFileRecord* rec) {
+    RawDecoder* d = self(inst);
     char path[4096];
     if (!toUtf8(rec->Path, path, sizeof path) || !(d->file = fopen(path, "rb"))) {
         logError(d, "Error: Unable to open the raw file.  [raw_decoder Open]");
@@ -153,7 +150,7 @@ int32_t Open(TvInstance inst, OpenFileRecord *rec)
     if (fseek(d->file, 0, SEEK_END) == 0) bytes = ftell(d->file);
     fseek(d->file, 0, SEEK_SET);
 
-    TvWaveFormatEx *f = &rec->Format.Format;
+    TvWaveFormatEx* f = &rec->Format.Format;
     f->wFormatTag = TV_WAVE_FORMAT_PCM;
     f->nChannels = (uint16_t)d->channels;
     f->nSamplesPerSec = d->rate;
@@ -169,18 +166,16 @@ int32_t Open(TvInstance inst, OpenFileRecord *rec)
     return 1;
 }
 
-int32_t Close(TvInstance inst, ConversionRecord *conv)
-{
-    RawDecoder *d = self(inst);
+int32_t Close(TvInstance inst, ConversionRecord* conv) {
+    RawDecoder* d = self(inst);
     (void)conv;
     if (d->file) fclose(d->file);
     d->file = NULL;
     return 1;
 }
 
-int32_t DecodeBlock(TvInstance inst, AudioBlockRecord *block)
-{
-    RawDecoder *d = self(inst);
+int32_t DecodeBlock(TvInstance inst, AudioBlockRecord* block) {
+    RawDecoder* d = self(inst);
     if (!d->file) return 0; /* not open: the host never asks, but a plug-in shouldn't crash */
     const uint32_t frame = 2 * d->channels;
     const size_t frames = fread(d->buffer, frame, kBlockFrames, d->file);
@@ -188,7 +183,7 @@ int32_t DecodeBlock(TvInstance inst, AudioBlockRecord *block)
         logError(d, "Error: Reading the raw file failed.  [raw_decoder DecodeBlock]");
         return 0;
     }
-    TvWaveFormatEx *f = &block->Format.Format;
+    TvWaveFormatEx* f = &block->Format.Format;
     f->wFormatTag = TV_WAVE_FORMAT_PCM;
     f->nChannels = (uint16_t)d->channels;
     f->nSamplesPerSec = d->rate;
@@ -206,15 +201,13 @@ int32_t DecodeBlock(TvInstance inst, AudioBlockRecord *block)
 }
 
 /* Never called by this host, but every export of the kind must be there. */
-int32_t SetPosition(TvInstance inst, int64_t position)
-{
+int32_t SetPosition(TvInstance inst, int64_t position) {
     (void)inst;
     (void)position;
     return 0;
 }
 
-int32_t DeleteATag(TvInstance inst, const TvChar16 *path, const TvChar16 *name)
-{
+int32_t DeleteATag(TvInstance inst, const TvChar16* path, const TvChar16* name) {
     (void)inst;
     (void)path;
     (void)name;

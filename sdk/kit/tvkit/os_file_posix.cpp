@@ -1,8 +1,8 @@
 // POSIX backend of the kit's file and folder layer.
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -177,9 +177,9 @@ bool WriteLock::Take(const std::u16string& path) {
         const int fd = ::open(name.c_str(), O_RDWR | O_CLOEXEC);
         if (fd < 0) return Failed();
         int r;
-        while ((r = ::flock(fd, LOCK_EX)) != 0 && errno == EINTR) {
-        }
-        struct stat held{}, named{};
+        while ((r = ::flock(fd, LOCK_EX)) != 0 && errno == EINTR) {}
+        struct stat held {
+        }, named{};
         if (r != 0 || ::fstat(fd, &held) != 0) {
             Failed();
             ::close(fd);

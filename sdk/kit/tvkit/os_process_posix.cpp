@@ -50,8 +50,7 @@ void* Library::Symbol(const char* name) const { return handle ? ::dlsym(handle, 
 
 void SleepMs(unsigned ms) {
     timespec ts{static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000) * 1000000L};
-    while (::nanosleep(&ts, &ts) != 0 && errno == EINTR) {
-    }
+    while (::nanosleep(&ts, &ts) != 0 && errno == EINTR) {}
 }
 
 double MonotonicSeconds() { return Seconds(CLOCK_MONOTONIC); }

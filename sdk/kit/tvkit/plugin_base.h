@@ -65,10 +65,20 @@ class DecoderBase : public PluginBase {
 public:
     using PluginBase::PluginBase;
     virtual int32_t Open(OpenFileRecord& rec) = 0;
-    virtual int32_t Close(ConversionRecord* conv) { (void)conv; return 1; }
+    virtual int32_t Close(ConversionRecord* conv) {
+        (void)conv;
+        return 1;
+    }
     virtual int32_t DecodeBlock(AudioBlockRecord& block) = 0;
-    virtual int32_t SetPosition(int64_t position) { (void)position; return 0; }
-    virtual int32_t DeleteATag(const TvChar16* path, const TvChar16* name) { (void)path; (void)name; return 0; }
+    virtual int32_t SetPosition(int64_t position) {
+        (void)position;
+        return 0;
+    }
+    virtual int32_t DeleteATag(const TvChar16* path, const TvChar16* name) {
+        (void)path;
+        (void)name;
+        return 0;
+    }
 };
 
 class EncoderBase : public PluginBase {
@@ -83,15 +93,30 @@ class DspBase : public PluginBase {
 public:
     using PluginBase::PluginBase;
     virtual int32_t BeginConversion(ConversionRecord& conv, std::u16string_view settings) {
-        (void)conv; (void)settings; return 1;
+        (void)conv;
+        (void)settings;
+        return 1;
     }
-    virtual int32_t EndConversion(ConversionRecord& conv) { (void)conv; return 1; }
-    virtual int32_t PassAudioBlock(AudioBlockRecord& block) { (void)block; return 1; }
+    virtual int32_t EndConversion(ConversionRecord& conv) {
+        (void)conv;
+        return 1;
+    }
+    virtual int32_t PassAudioBlock(AudioBlockRecord& block) {
+        (void)block;
+        return 1;
+    }
     virtual int32_t PassNonLive(std::u16string_view path, TvFormatAndLength& format, std::u16string_view settings,
                                 std::u16string_view quitEvent) {
-        (void)path; (void)format; (void)settings; (void)quitEvent; return 0;
+        (void)path;
+        (void)format;
+        (void)settings;
+        (void)quitEvent;
+        return 0;
     }
-    virtual int32_t AfterConversion(ConversionRecord& conv) { (void)conv; return 1; }
+    virtual int32_t AfterConversion(ConversionRecord& conv) {
+        (void)conv;
+        return 1;
+    }
 };
 
 // Writes the text of the exception being handled to the error log under function, which
@@ -130,74 +155,101 @@ inline int32_t Destroy(TvInstance handle) {
 
 }  // namespace tvkit
 
-#define TV_KIT_COMMON_EXPORTS_(Prefix, Base, Class)                                                          \
-    extern "C" TV_PLUGIN_EXPORT TvInstance Prefix##Create(const PluginLogHandles* logs) {                    \
-        return tvkit::Make<Class>(logs, __func__);                                                                      \
-    }                                                                                                         \
-    extern "C" TV_PLUGIN_EXPORT int32_t Prefix##Destroy(TvInstance inst) { return tvkit::Destroy(inst); }   \
+#define TV_KIT_COMMON_EXPORTS_(Prefix, Base, Class)                                                            \
+    extern "C" TV_PLUGIN_EXPORT TvInstance Prefix##Create(const PluginLogHandles* logs) {                      \
+        return tvkit::Make<Class>(logs, __func__);                                                             \
+    }                                                                                                          \
+    extern "C" TV_PLUGIN_EXPORT int32_t Prefix##Destroy(TvInstance inst) { return tvkit::Destroy(inst); }      \
     extern "C" TV_PLUGIN_EXPORT int32_t Prefix##Get(TvInstance inst, const TvChar16* name, PluginArgs* args) { \
-        return tvkit::Call<Base>(inst, [&](Base& p) { return args ? p.GetProperty(tvkit::View16(name), *args) : 0; }, __func__); \
-    }                                                                                                         \
+        return tvkit::Call<Base>(                                                                              \
+            inst, [&](Base& p) { return args ? p.GetProperty(tvkit::View16(name), *args) : 0; }, __func__);    \
+    }                                                                                                          \
     extern "C" TV_PLUGIN_EXPORT int32_t Prefix##Set(TvInstance inst, const TvChar16* name, PluginArgs* args) { \
-        return tvkit::Call<Base>(inst, [&](Base& p) { return args ? p.SetProperty(tvkit::View16(name), *args) : 0; }, __func__); \
+        return tvkit::Call<Base>(                                                                              \
+            inst, [&](Base& p) { return args ? p.SetProperty(tvkit::View16(name), *args) : 0; }, __func__);    \
     }
 
-#define TV_KIT_DECODER_EXPORTS(Class)                                                                        \
-    TV_KIT_COMMON_EXPORTS_(, tvkit::DecoderBase, Class)                                                      \
-    extern "C" TV_PLUGIN_EXPORT int32_t Open(TvInstance inst, OpenFileRecord* rec) {                         \
-        return tvkit::Call<tvkit::DecoderBase>(inst, [&](tvkit::DecoderBase& p) { return rec ? p.Open(*rec) : 0; }, __func__); \
-    }                                                                                                         \
-    extern "C" TV_PLUGIN_EXPORT int32_t Close(TvInstance inst, ConversionRecord* conv) {                     \
-        return tvkit::Call<tvkit::DecoderBase>(inst, [&](tvkit::DecoderBase& p) { return p.Close(conv); }, __func__);  \
-    }                                                                                                         \
-    extern "C" TV_PLUGIN_EXPORT int32_t DecodeBlock(TvInstance inst, AudioBlockRecord* block) {              \
-        return tvkit::Call<tvkit::DecoderBase>(inst, [&](tvkit::DecoderBase& p) { return block ? p.DecodeBlock(*block) : 0; }, __func__); \
-    }                                                                                                         \
-    extern "C" TV_PLUGIN_EXPORT int32_t SetPosition(TvInstance inst, int64_t position) {                     \
-        return tvkit::Call<tvkit::DecoderBase>(inst, [&](tvkit::DecoderBase& p) { return p.SetPosition(position); }, __func__); \
-    }                                                                                                         \
+#define TV_KIT_DECODER_EXPORTS(Class)                                                                             \
+    TV_KIT_COMMON_EXPORTS_(, tvkit::DecoderBase, Class)                                                           \
+    extern "C" TV_PLUGIN_EXPORT int32_t Open(TvInstance inst, OpenFileRecord* rec) {                              \
+        return tvkit::Call<tvkit::DecoderBase>(                                                                   \
+            inst, [&](tvkit::DecoderBase& p) { return rec ? p.Open(*rec) : 0; }, __func__);                       \
+    }                                                                                                             \
+    extern "C" TV_PLUGIN_EXPORT int32_t Close(TvInstance inst, ConversionRecord* conv) {                          \
+        return tvkit::Call<tvkit::DecoderBase>(                                                                   \
+            inst, [&](tvkit::DecoderBase& p) { return p.Close(conv); }, __func__);                                \
+    }                                                                                                             \
+    extern "C" TV_PLUGIN_EXPORT int32_t DecodeBlock(TvInstance inst, AudioBlockRecord* block) {                   \
+        return tvkit::Call<tvkit::DecoderBase>(                                                                   \
+            inst, [&](tvkit::DecoderBase& p) { return block ? p.DecodeBlock(*block) : 0; }, __func__);            \
+    }                                                                                                             \
+    extern "C" TV_PLUGIN_EXPORT int32_t SetPosition(TvInstance inst, int64_t position) {                          \
+        return tvkit::Call<tvkit::DecoderBase>(                                                                   \
+            inst, [&](tvkit::DecoderBase& p) { return p.SetPosition(position); }, __func__);                      \
+    }                                                                                                             \
     extern "C" TV_PLUGIN_EXPORT int32_t DeleteATag(TvInstance inst, const TvChar16* path, const TvChar16* name) { \
-        return tvkit::Call<tvkit::DecoderBase>(inst, [&](tvkit::DecoderBase& p) { return p.DeleteATag(path, name); }, __func__); \
+        return tvkit::Call<tvkit::DecoderBase>(                                                                   \
+            inst, [&](tvkit::DecoderBase& p) { return p.DeleteATag(path, name); }, __func__);                     \
     }
 
-#define TV_KIT_CONFIG_EXPORTS_(Prefix)                                                                       \
-    extern "C" TV_PLUGIN_EXPORT int32_t Prefix##ShowConfigBit(TvInstance, intptr_t, const TvChar16*, void*) { return 0; } \
+#define TV_KIT_CONFIG_EXPORTS_(Prefix)                                                                        \
+    extern "C" TV_PLUGIN_EXPORT int32_t Prefix##ShowConfigBit(TvInstance, intptr_t, const TvChar16*, void*) { \
+        return 0;                                                                                             \
+    }                                                                                                         \
     extern "C" TV_PLUGIN_EXPORT int32_t Prefix##RemoveConfigBit(TvInstance, intptr_t) { return 0; }
 
-#define TV_KIT_ENCODER_EXPORTS(Class)                                                                        \
-    TV_KIT_COMMON_EXPORTS_(ENC_, tvkit::EncoderBase, Class)                                                  \
-    TV_KIT_CONFIG_EXPORTS_(ENC_)                                                                             \
-    extern "C" TV_PLUGIN_EXPORT int32_t ENC_BeginConversion(TvInstance inst, ConversionRecord* conv) {       \
-        return tvkit::Call<tvkit::EncoderBase>(inst, [&](tvkit::EncoderBase& p) { return conv ? p.BeginConversion(*conv) : 0; }, __func__); \
-    }                                                                                                         \
-    extern "C" TV_PLUGIN_EXPORT int32_t ENC_EndConversion(TvInstance inst, ConversionRecord* conv, uint32_t* writeTags) { \
-        return tvkit::Call<tvkit::EncoderBase>(inst, [&](tvkit::EncoderBase& p) {                            \
-            uint32_t scratch = 0;                                                                             \
-            return conv ? p.EndConversion(*conv, writeTags ? *writeTags : scratch) : 0;                       \
-        }, __func__);                                                                                                   \
-    }                                                                                                         \
-    extern "C" TV_PLUGIN_EXPORT int32_t ENC_EncodeBlock(TvInstance inst, AudioBlockRecord* block) {          \
-        return tvkit::Call<tvkit::EncoderBase>(inst, [&](tvkit::EncoderBase& p) { return block ? p.EncodeBlock(*block) : 0; }, __func__); \
+#define TV_KIT_ENCODER_EXPORTS(Class)                                                                    \
+    TV_KIT_COMMON_EXPORTS_(ENC_, tvkit::EncoderBase, Class)                                              \
+    TV_KIT_CONFIG_EXPORTS_(ENC_)                                                                         \
+    extern "C" TV_PLUGIN_EXPORT int32_t ENC_BeginConversion(TvInstance inst, ConversionRecord* conv) {   \
+        return tvkit::Call<tvkit::EncoderBase>(                                                          \
+            inst, [&](tvkit::EncoderBase& p) { return conv ? p.BeginConversion(*conv) : 0; }, __func__); \
+    }                                                                                                    \
+    extern "C" TV_PLUGIN_EXPORT int32_t ENC_EndConversion(TvInstance inst, ConversionRecord* conv,       \
+                                                          uint32_t* writeTags) {                         \
+        return tvkit::Call<tvkit::EncoderBase>(                                                          \
+            inst,                                                                                        \
+            [&](tvkit::EncoderBase& p) {                                                                 \
+                uint32_t scratch = 0;                                                                    \
+                return conv ? p.EndConversion(*conv, writeTags ? *writeTags : scratch) : 0;              \
+            },                                                                                           \
+            __func__);                                                                                   \
+    }                                                                                                    \
+    extern "C" TV_PLUGIN_EXPORT int32_t ENC_EncodeBlock(TvInstance inst, AudioBlockRecord* block) {      \
+        return tvkit::Call<tvkit::EncoderBase>(                                                          \
+            inst, [&](tvkit::EncoderBase& p) { return block ? p.EncodeBlock(*block) : 0; }, __func__);   \
     }
 
-#define TV_KIT_DSP_EXPORTS(Class)                                                                            \
-    TV_KIT_COMMON_EXPORTS_(DSP_, tvkit::DspBase, Class)                                                      \
-    TV_KIT_CONFIG_EXPORTS_(DSP_)                                                                             \
-    extern "C" TV_PLUGIN_EXPORT int32_t DSP_BeginConversion(TvInstance inst, ConversionRecord* conv, const TvChar16* settings) { \
-        return tvkit::Call<tvkit::DspBase>(inst, [&](tvkit::DspBase& p) { return conv ? p.BeginConversion(*conv, tvkit::View16(settings)) : 0; }, __func__); \
-    }                                                                                                         \
-    extern "C" TV_PLUGIN_EXPORT int32_t DSP_EndConversion(TvInstance inst, ConversionRecord* conv) {         \
-        return tvkit::Call<tvkit::DspBase>(inst, [&](tvkit::DspBase& p) { return conv ? p.EndConversion(*conv) : 0; }, __func__); \
-    }                                                                                                         \
-    extern "C" TV_PLUGIN_EXPORT int32_t DSP_PassAudioBlock(TvInstance inst, AudioBlockRecord* block) {       \
-        return tvkit::Call<tvkit::DspBase>(inst, [&](tvkit::DspBase& p) { return block ? p.PassAudioBlock(*block) : 0; }, __func__); \
-    }                                                                                                         \
-    extern "C" TV_PLUGIN_EXPORT int32_t DSP_PassNonLive(TvInstance inst, const TvChar16* path, TvFormatAndLength* format, \
-                                                        const TvChar16* settings, const TvChar16* quitEvent) { \
-        return tvkit::Call<tvkit::DspBase>(inst, [&](tvkit::DspBase& p) {                                    \
-            return format ? p.PassNonLive(tvkit::View16(path), *format, tvkit::View16(settings), tvkit::View16(quitEvent)) : 0; \
-        }, __func__);                                                                                                   \
-    }                                                                                                         \
-    extern "C" TV_PLUGIN_EXPORT int32_t DSP_AfterConversion(TvInstance inst, ConversionRecord* conv) {       \
-        return tvkit::Call<tvkit::DspBase>(inst, [&](tvkit::DspBase& p) { return conv ? p.AfterConversion(*conv) : 0; }, __func__); \
+#define TV_KIT_DSP_EXPORTS(Class)                                                                                  \
+    TV_KIT_COMMON_EXPORTS_(DSP_, tvkit::DspBase, Class)                                                            \
+    TV_KIT_CONFIG_EXPORTS_(DSP_)                                                                                   \
+    extern "C" TV_PLUGIN_EXPORT int32_t DSP_BeginConversion(TvInstance inst, ConversionRecord* conv,               \
+                                                            const TvChar16* settings) {                            \
+        return tvkit::Call<tvkit::DspBase>(                                                                        \
+            inst, [&](tvkit::DspBase& p) { return conv ? p.BeginConversion(*conv, tvkit::View16(settings)) : 0; }, \
+            __func__);                                                                                             \
+    }                                                                                                              \
+    extern "C" TV_PLUGIN_EXPORT int32_t DSP_EndConversion(TvInstance inst, ConversionRecord* conv) {               \
+        return tvkit::Call<tvkit::DspBase>(                                                                        \
+            inst, [&](tvkit::DspBase& p) { return conv ? p.EndConversion(*conv) : 0; }, __func__);                 \
+    }                                                                                                              \
+    extern "C" TV_PLUGIN_EXPORT int32_t DSP_PassAudioBlock(TvInstance inst, AudioBlockRecord* block) {             \
+        return tvkit::Call<tvkit::DspBase>(                                                                        \
+            inst, [&](tvkit::DspBase& p) { return block ? p.PassAudioBlock(*block) : 0; }, __func__);              \
+    }                                                                                                              \
+    extern "C" TV_PLUGIN_EXPORT int32_t DSP_PassNonLive(TvInstance inst, const TvChar16* path,                     \
+                                                        TvFormatAndLength* format, const TvChar16* settings,       \
+                                                        const TvChar16* quitEvent) {                               \
+        return tvkit::Call<tvkit::DspBase>(                                                                        \
+            inst,                                                                                                  \
+            [&](tvkit::DspBase& p) {                                                                               \
+                return format ? p.PassNonLive(tvkit::View16(path), *format, tvkit::View16(settings),               \
+                                              tvkit::View16(quitEvent))                                            \
+                              : 0;                                                                                 \
+            },                                                                                                     \
+            __func__);                                                                                             \
+    }                                                                                                              \
+    extern "C" TV_PLUGIN_EXPORT int32_t DSP_AfterConversion(TvInstance inst, ConversionRecord* conv) {             \
+        return tvkit::Call<tvkit::DspBase>(                                                                        \
+            inst, [&](tvkit::DspBase& p) { return conv ? p.AfterConversion(*conv) : 0; }, __func__);               \
     }

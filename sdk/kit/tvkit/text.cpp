@@ -41,7 +41,10 @@ bool EndsWithIgnoreCase(std::u16string_view text, std::u16string_view suffix) {
 std::u16string Number16(unsigned long long value) {
     char16_t buf[24];
     int p = 24;
-    do { buf[--p] = static_cast<char16_t>(u'0' + value % 10); value /= 10; } while (value);
+    do {
+        buf[--p] = static_cast<char16_t>(u'0' + value % 10);
+        value /= 10;
+    } while (value);
     return std::u16string(buf + p, buf + 24);
 }
 

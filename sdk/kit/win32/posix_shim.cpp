@@ -1,8 +1,8 @@
 // The POSIX calls of posix/unistd.h and posix/sys/mman.h on the Windows run-time and system.
-#include <windows.h>
 #include <fcntl.h>
 #include <share.h>
 #include <sys/stat.h>
+#include <windows.h>
 
 #include <cerrno>
 #include <cstdarg>
@@ -16,15 +16,23 @@ HANDLE Native(int fd) { return reinterpret_cast<HANDLE>(_get_osfhandle(fd)); }
 
 int Errno(DWORD error) {
     switch (error) {
-        case ERROR_FILE_NOT_FOUND: return ENOENT;
-        case ERROR_PATH_NOT_FOUND: return ENOENT;
-        case ERROR_ACCESS_DENIED: return EACCES;
-        case ERROR_SHARING_VIOLATION: return EBUSY;
+        case ERROR_FILE_NOT_FOUND:
+            return ENOENT;
+        case ERROR_PATH_NOT_FOUND:
+            return ENOENT;
+        case ERROR_ACCESS_DENIED:
+            return EACCES;
+        case ERROR_SHARING_VIOLATION:
+            return EBUSY;
         case ERROR_DISK_FULL:
-        case ERROR_HANDLE_DISK_FULL: return ENOSPC;
-        case ERROR_INVALID_HANDLE: return EBADF;
-        case ERROR_BROKEN_PIPE: return EPIPE;
-        default: return EIO;
+        case ERROR_HANDLE_DISK_FULL:
+            return ENOSPC;
+        case ERROR_INVALID_HANDLE:
+            return EBADF;
+        case ERROR_BROKEN_PIPE:
+            return EPIPE;
+        default:
+            return EIO;
     }
 }
 

@@ -58,7 +58,9 @@ FileKind Sniff(const std::string& path) {
     const TagLib::ByteVector head = stream.readBlock(kSniffBytes);
     const char* p = head.data();
     const size_t n = head.size();
-    auto at = [&](size_t off, const char* sig, size_t len) { return n >= off + len && std::memcmp(p + off, sig, len) == 0; };
+    auto at = [&](size_t off, const char* sig, size_t len) {
+        return n >= off + len && std::memcmp(p + off, sig, len) == 0;
+    };
     if (at(0, "fLaC", 4)) return FileKind::Flac;
     if (at(0, "RIFF", 4) && at(8, "WAVE", 4)) return FileKind::Wave;
     if (at(0, "ID3", 3)) return FileKind::Mp3;
@@ -67,7 +69,11 @@ FileKind Sniff(const std::string& path) {
         const size_t packet = 27 + static_cast<unsigned char>(p[26]);
         if (at(packet, "\x01vorbis", 7)) return FileKind::OggVorbis;
         if (at(packet, "OpusHead", 8)) return FileKind::Opus;
-        if (at(packet, "\x7F" "FLAC", 5)) return FileKind::OggFlac;
+        if (at(packet,
+               "\x7F"
+               "FLAC",
+               5))
+            return FileKind::OggFlac;
         return FileKind::Unknown;
     }
     if (n >= 2 && static_cast<unsigned char>(p[0]) == 0xFF && (static_cast<unsigned char>(p[1]) & 0xE0) == 0xE0)
@@ -77,13 +83,20 @@ FileKind Sniff(const std::string& path) {
 
 const char16_t* KindName(FileKind kind) {
     switch (kind) {
-        case FileKind::Flac: return u"FLAC";
-        case FileKind::OggFlac: return u"Ogg FLAC";
-        case FileKind::OggVorbis: return u"Ogg Vorbis";
-        case FileKind::Opus: return u"Opus";
-        case FileKind::Mp3: return u"MP3";
-        case FileKind::Wave: return u"WAV";
-        case FileKind::Unknown: break;
+        case FileKind::Flac:
+            return u"FLAC";
+        case FileKind::OggFlac:
+            return u"Ogg FLAC";
+        case FileKind::OggVorbis:
+            return u"Ogg Vorbis";
+        case FileKind::Opus:
+            return u"Opus";
+        case FileKind::Mp3:
+            return u"MP3";
+        case FileKind::Wave:
+            return u"WAV";
+        case FileKind::Unknown:
+            break;
     }
     return u"audio";
 }
@@ -109,8 +122,8 @@ struct InfoId {
     const char16_t* name;
 };
 const InfoId kInfoIds[] = {
-    {"INAM", u"Title"}, {"IART", u"Artist"}, {"IPRD", u"Album"},     {"ICMT", u"Comment"},
-    {"ICRD", u"Year"},  {"IGNR", u"Genre"},  {"ITRK", u"Track"},     {"IPRT", u"Track"},
+    {"INAM", u"Title"},     {"IART", u"Artist"},     {"IPRD", u"Album"},    {"ICMT", u"Comment"},
+    {"ICRD", u"Year"},      {"IGNR", u"Genre"},      {"ITRK", u"Track"},    {"IPRT", u"Track"},
     {"ICOP", u"Copyright"}, {"ISFT", u"Encoded By"}, {"IENG", u"Engineer"},
 };
 
@@ -145,8 +158,10 @@ bool ReadKind(const std::string& name, FileKind kind, std::vector<tvkit::TagItem
         case FileKind::Flac: {
             TagLib::FLAC::File f(name.c_str(), false);
             if (!f.isValid()) return false;
-            if (f.hasXiphComment()) ReadXiph(f.xiphComment(), items);
-            else if (f.hasID3v2Tag()) detail::PropertiesToItems(f.ID3v2Tag()->properties(), Style::Id3, items);
+            if (f.hasXiphComment())
+                ReadXiph(f.xiphComment(), items);
+            else if (f.hasID3v2Tag())
+                detail::PropertiesToItems(f.ID3v2Tag()->properties(), Style::Id3, items);
             detail::AddFlacPictures(f.pictureList(), items);
             return true;
         }
@@ -198,7 +213,8 @@ bool ReadKind(const std::string& name, FileKind kind, std::vector<tvkit::TagItem
             }
             return true;
         }
-        case FileKind::Unknown: break;
+        case FileKind::Unknown:
+            break;
     }
     return false;
 }
@@ -253,7 +269,8 @@ bool WriteKind(TagLib::IOStream* stream, FileKind kind, const std::vector<tvkit:
             }
             return f.save(TagLib::RIFF::WAV::File::AllTags, TagLib::File::StripOthers, TagLib::ID3v2::v4);
         }
-        case FileKind::Unknown: break;
+        case FileKind::Unknown:
+            break;
     }
     return false;
 }
@@ -290,8 +307,10 @@ bool ReadFileTags(std::u16string_view path, tvkit::TagBlockWriter& block, std::u
     std::vector<tvkit::TagItem> items;
     if (!ReadFileTags(path, items, error, kind)) return false;
     for (const tvkit::TagItem& item : items) {
-        if (item.data.empty()) block.Add(item.name, item.value);
-        else block.AddBinary(item.name, item.data.data(), item.data.size());
+        if (item.data.empty())
+            block.Add(item.name, item.value);
+        else
+            block.AddBinary(item.name, item.data.data(), item.data.size());
     }
     return true;
 }

@@ -9,8 +9,8 @@ namespace tvtags::detail {
 namespace {
 
 struct KeyName {
-    const char* key;        // TagLib property key (Vorbis comment field name)
-    const char16_t* name;   // the host's name
+    const char* key;       // TagLib property key (Vorbis comment field name)
+    const char16_t* name;  // the host's name
 };
 
 // The first entry of a name is the key written; later entries are other spellings read.
@@ -64,9 +64,7 @@ const KeyName kKeys[] = {
 const char* const kTrackTotals[] = {"TRACKTOTAL", "TOTALTRACKS"};
 const char* const kDiscTotals[] = {"DISCTOTAL", "TOTALDISCS"};
 
-bool KeyIs(const TagLib::String& key, const char* const (&names)[2]) {
-    return key == names[0] || key == names[1];
-}
+bool KeyIs(const TagLib::String& key, const char* const (&names)[2]) { return key == names[0] || key == names[1]; }
 
 const KeyName* ByKey(const TagLib::String& key) {
     for (const KeyName& k : kKeys)
@@ -127,7 +125,8 @@ void PropertiesToItems(const TagLib::PropertyMap& props, Style style, std::vecto
             std::u16string value = FromTagLib(v);
             if (value.empty()) continue;
             // (appended piece by piece: gcc 12 warns falsely on u"/" + text at -O3)
-            if (!total.isEmpty() && value.find(u'/') == std::u16string::npos) value.append(u"/").append(FromTagLib(total));
+            if (!total.isEmpty() && value.find(u'/') == std::u16string::npos)
+                value.append(u"/").append(FromTagLib(total));
             items.push_back({name, std::move(value), {}});
         }
     };

@@ -14,10 +14,26 @@ constexpr std::u16string_view kSubdesc = u"<subdesc>";
 
 // ID3v2 picture types by number; 0 has no name of the host's, "Other" keeps it apart.
 const char16_t* const kTypeNames[] = {
-    u"Other",          u"32x32 Icon",         u"Other Icon",       u"Front Album Cover",     u"Back Album Cover",
-    u"Leaflet Page",   u"Media",              u"Lead Artist",      u"Artist",                u"Conductor",
-    u"Band",           u"Composer",           u"Writer",           u"Recording Location",    u"During Recording",
-    u"During Performance", u"Video Capture",  u"A Bright Coloured Fish", u"Illustration",   u"Artist Logo",
+    u"Other",
+    u"32x32 Icon",
+    u"Other Icon",
+    u"Front Album Cover",
+    u"Back Album Cover",
+    u"Leaflet Page",
+    u"Media",
+    u"Lead Artist",
+    u"Artist",
+    u"Conductor",
+    u"Band",
+    u"Composer",
+    u"Writer",
+    u"Recording Location",
+    u"During Recording",
+    u"During Performance",
+    u"Video Capture",
+    u"A Bright Coloured Fish",
+    u"Illustration",
+    u"Artist Logo",
     u"Publisher Logo",
 };
 constexpr int kFrontCover = 3;
@@ -56,7 +72,9 @@ bool SplitAlbumArtName(std::u16string_view name, int& pictureType, std::u16strin
 
 const char* PictureMimeType(const void* data, size_t size) {
     const auto* p = static_cast<const unsigned char*>(data);
-    auto starts = [&](const char* sig, size_t n, size_t at = 0) { return size >= at + n && std::memcmp(p + at, sig, n) == 0; };
+    auto starts = [&](const char* sig, size_t n, size_t at = 0) {
+        return size >= at + n && std::memcmp(p + at, sig, n) == 0;
+    };
     if (starts("\xFF\xD8\xFF", 3)) return "image/jpeg";
     if (starts("\x89PNG", 4)) return "image/png";
     if (starts("GIF8", 4)) return "image/gif";

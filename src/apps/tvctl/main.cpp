@@ -1,6 +1,6 @@
 // tvctl: signals, tests and holds the converter's named events and its byte counter.
-#include "foundation/platform/console.h"
 #include "apps/tvctl/ctl_tool.h"
+#include "foundation/platform/console.h"
 
 namespace {
 

@@ -18,13 +18,13 @@ namespace {
 constexpr size_t copyBlock = 65536;
 
 class skipVerification : public PP::securePolicy {
- public:
+public:
     uint32_t flagsFor(const std::string&) override { return PP::secureSkipVerify; }
 };
 
 // The body goes to standard output, or to a side file that replaces FILE only when complete.
 class bodySink {
- public:
+public:
     explicit bodySink(const std::string& path) : m_path(path) {
         if (m_path.empty()) return;
         m_partPath = m_path + ".part";
@@ -53,7 +53,7 @@ class bodySink {
         m_done = true;
     }
 
- private:
+private:
     std::string m_path, m_partPath;
     PP::fileInOutImpl m_file;
     bool m_done = false;

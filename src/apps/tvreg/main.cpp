@@ -1,7 +1,7 @@
 // tvreg: reads and writes the settings store from a shell.
+#include "apps/tvreg/reg_tool.h"
 #include "foundation/platform/console.h"
 #include "foundation/platform/file_io.h"
-#include "apps/tvreg/reg_tool.h"
 
 namespace {
 

@@ -8,8 +8,7 @@
 
 namespace {
 
-constexpr const char16_t* NotFound =
-    u"ERROR: The system was unable to find the specified registry key or value.\n";
+constexpr const char16_t* NotFound = u"ERROR: The system was unable to find the specified registry key or value.\n";
 constexpr const char16_t* Done = u"The operation completed successfully.\n";
 constexpr const char16_t* Cancelled = u"The operation was canceled by the user.\n";
 
@@ -42,9 +41,15 @@ struct Type {
 };
 
 const Type Types[] = {
-    {u"REG_NONE", REG_NONE},       {u"REG_SZ", REG_SZ},         {u"REG_EXPAND_SZ", REG_EXPAND_SZ},
-    {u"REG_BINARY", REG_BINARY},   {u"REG_DWORD", REG_DWORD},   {u"REG_DWORD_BIG_ENDIAN", 5},
-    {u"REG_LINK", 6},              {u"REG_MULTI_SZ", REG_MULTI_SZ}, {u"REG_QWORD", REG_QWORD},
+    {u"REG_NONE", REG_NONE},
+    {u"REG_SZ", REG_SZ},
+    {u"REG_EXPAND_SZ", REG_EXPAND_SZ},
+    {u"REG_BINARY", REG_BINARY},
+    {u"REG_DWORD", REG_DWORD},
+    {u"REG_DWORD_BIG_ENDIAN", 5},
+    {u"REG_LINK", 6},
+    {u"REG_MULTI_SZ", REG_MULTI_SZ},
+    {u"REG_QWORD", REG_QWORD},
 };
 
 XString TypeName(uint32_t type) {
@@ -75,8 +80,7 @@ bool ParseKey(const XString& text, Key& key) {
     XString head, tail;
     text.SplitAt(u"\\", head, tail);
     for (const Root& r : Roots) {
-        if (XString::Equal(head.Text(), r.shortName, 0, true) ||
-            XString::Equal(head.Text(), r.longName, 0, true)) {
+        if (XString::Equal(head.Text(), r.shortName, 0, true) || XString::Equal(head.Text(), r.longName, 0, true)) {
             key.root = r.root;
             key.rootName = r.longName;
             std::u16string normal = XSettingsStore::NormalPath(tail.View());
@@ -96,9 +100,7 @@ XString FullName(const Key& key) {
     return name;
 }
 
-XString HexBytes(const std::vector<uint8_t>& data) {
-    return XString::FormatHexBytes(data.data(), data.size());
-}
+XString HexBytes(const std::vector<uint8_t>& data) { return XString::FormatHexBytes(data.data(), data.size()); }
 
 XString DataText(const XSettingsStore::Value& value) {
     const std::vector<uint8_t>& d = value.data;
@@ -112,8 +114,10 @@ XString DataText(const XSettingsStore::Value& value) {
         case REG_DWORD:
         case REG_QWORD: {
             uint64_t n = 0;
-            if (d.size() == (value.type == REG_DWORD ? 4u : 8u)) memcpy(&n, d.data(), d.size());
-            else return HexBytes(d);
+            if (d.size() == (value.type == REG_DWORD ? 4u : 8u))
+                memcpy(&n, d.data(), d.size());
+            else
+                return HexBytes(d);
             XString text(u"0x");
             text.AppendFast(XString::FormatHexShort(n).ToLower());
             return text;
@@ -125,7 +129,8 @@ XString DataText(const XSettingsStore::Value& value) {
             XUnpackMultiString(items, block.data(), block.size(), 1, 0, true);
             return items.Join(u"\\0");
         }
-        default: return HexBytes(d);
+        default:
+            return HexBytes(d);
     }
 }
 
@@ -160,8 +165,7 @@ struct Switches {
 };
 
 bool IsSwitch(const XString& arg, const char16_t* name) {
-    return (arg.GetAt(1) == u'/' || arg.GetAt(1) == u'-') &&
-           XString::Equal(arg.Text() + 1, name, 0, true);
+    return (arg.GetAt(1) == u'/' || arg.GetAt(1) == u'-') && XString::Equal(arg.Text() + 1, name, 0, true);
 }
 
 bool ParseSwitches(const XStringList& args, int64_t from, bool addForm, Switches& s) {
@@ -228,8 +232,7 @@ bool QueryKey(XRegToolIo& io, const Key& key, const Switches& s, bool top) {
 int Query(XRegToolIo& io, const Key& key, const Switches& s) {
     if (s.hasName) {
         XSettingsStore::Value value;
-        if (key.path.IsEmpty() ||
-            !XSettingsStore::GetValue(key.root, key.path.View(), s.name.View(), value, false)) {
+        if (key.path.IsEmpty() || !XSettingsStore::GetValue(key.root, key.path.View(), s.name.View(), value, false)) {
             io.err.AppendFast(NotFound);
             return 1;
         }
@@ -264,8 +267,7 @@ bool ParseNumber(const XString& text, uint64_t limit, uint64_t& value) {
     if (digits.IsEmpty() || digits.Length() > (hex ? 16 : 20)) return false;
     for (int i = 1; i <= digits.Length(); ++i) {
         char16_t c = digits.GetAt(i);
-        bool ok = (c >= u'0' && c <= u'9') ||
-                  (hex && ((c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F')));
+        bool ok = (c >= u'0' && c <= u'9') || (hex && ((c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F')));
         if (!ok) return false;
     }
     value = hex ? digits.ToHexValue() : digits.ToUInt();
@@ -319,9 +321,7 @@ bool EncodeData(uint32_t type, const Switches& s, std::vector<uint8_t>& bytes) {
     }
 }
 
-bool Confirm(XRegToolIo& io, const XString& question) {
-    return io.confirm && io.confirm(question);
-}
+bool Confirm(XRegToolIo& io, const XString& question) { return io.confirm && io.confirm(question); }
 
 int Add(XRegToolIo& io, const Key& key, const Switches& s) {
     if (key.path.IsEmpty()) return Syntax(io);
@@ -353,8 +353,7 @@ int Add(XRegToolIo& io, const Key& key, const Switches& s) {
             return 1;
         }
     }
-    if (!XSettingsStore::SetValue(key.root, key.path.View(), s.name.View(), type, bytes.data(),
-                                  bytes.size())) {
+    if (!XSettingsStore::SetValue(key.root, key.path.View(), s.name.View(), type, bytes.data(), bytes.size())) {
         io.err.AppendFast(u"ERROR: Access is denied.\n");
         return 1;
     }
@@ -385,8 +384,8 @@ int Delete(XRegToolIo& io, const Key& key, const Switches& s) {
             return 1;
         }
     } else if (s.allValues) {
-        XString question = XString::Formatted(u"Delete all values under the registry key %s (Yes/No)? ",
-                                              FullName(key).Text());
+        XString question =
+            XString::Formatted(u"Delete all values under the registry key %s (Yes/No)? ", FullName(key).Text());
         if (!s.force && !Confirm(io, question)) {
             io.out.AppendFast(Cancelled);
             return 1;
@@ -396,8 +395,8 @@ int Delete(XRegToolIo& io, const Key& key, const Switches& s) {
         // A value that went meanwhile (another process) is as good as deleted.
         for (const auto& v : values) XSettingsStore::DeleteValue(key.root, key.path.View(), v.name.View());
     } else {
-        XString question = XString::Formatted(u"Permanently delete the registry key %s (Yes/No)? ",
-                                              FullName(key).Text());
+        XString question =
+            XString::Formatted(u"Permanently delete the registry key %s (Yes/No)? ", FullName(key).Text());
         if (!s.force && !Confirm(io, question)) {
             io.out.AppendFast(Cancelled);
             return 1;

@@ -29,7 +29,8 @@ XString Padded(const XString& value, int pad) {
     XString digits;
     int i = 1;
     while (i <= value.Length() && value.GetAt(i) == u' ') ++i;
-    for (; i <= value.Length() && value.GetAt(i) >= u'0' && value.GetAt(i) <= u'9'; ++i) digits.AppendChar(value.GetAt(i));
+    for (; i <= value.Length() && value.GetAt(i) >= u'0' && value.GetAt(i) <= u'9'; ++i)
+        digits.AppendChar(value.GetAt(i));
     if (digits.IsEmpty()) return value;
     while (digits.Length() < pad) digits.InsertChar(u'0', 1);
     return digits;
@@ -51,8 +52,8 @@ XString TvSafeComponent(const XString& value) {
     XString safe;
     for (int i = 1; i <= value.Length(); ++i) {
         const char16_t c = value.GetAt(i);
-        const bool reserved = c < 0x20 || c == 0x7F || c == u'/' || c == u'\\' || c == u':' || c == u'*' ||
-                              c == u'?' || c == u'"' || c == u'<' || c == u'>' || c == u'|';
+        const bool reserved = c < 0x20 || c == 0x7F || c == u'/' || c == u'\\' || c == u':' || c == u'*' || c == u'?' ||
+                              c == u'"' || c == u'<' || c == u'>' || c == u'|';
         safe.AppendChar(reserved ? u'_' : c);
     }
     // Names that other systems can't keep: trailing dots and blanks.
@@ -115,8 +116,8 @@ bool TvNamePattern::Parse(const XString& pattern, XString& error) {
                     state = State::Pad;
                 } else if (state == State::Pad) {
                     if (c < u'0' || c > u'9' || current.pad * 10 + (c - u'0') > MaxPadWidth) {
-                        error = XString::Formatted(u"-name: the width behind ':' must be a number up to %d",
-                                                   MaxPadWidth);
+                        error =
+                            XString::Formatted(u"-name: the width behind ':' must be a number up to %d", MaxPadWidth);
                         return false;
                     }
                     current.pad = current.pad * 10 + (c - u'0');
@@ -159,7 +160,7 @@ XString TvNamePattern::Expand(const XString& name, const XString& relativePath, 
             // Already a path of safe components below a folder that the user chose.
             XString rel;
             int start = 1;
-            for (int slash = relativePath.FindChar(u'/'); ; slash = relativePath.FindChar(u'/', start)) {
+            for (int slash = relativePath.FindChar(u'/');; slash = relativePath.FindChar(u'/', start)) {
                 const XString part = slash ? relativePath.Mid(start, slash - 1) : relativePath.From(start);
                 if (!part.IsEmpty() && part != u"." && part != u"..") {
                     if (!rel.IsEmpty()) rel.AppendChar(u'/');
@@ -186,7 +187,7 @@ XString TvNamePattern::Expand(const XString& name, const XString& relativePath, 
     // Empty components (an empty field between two '/') and dot-only ones fall away.
     XString clean;
     int start = 1;
-    for (int slash = out.FindChar(u'/'); ; slash = out.FindChar(u'/', start)) {
+    for (int slash = out.FindChar(u'/');; slash = out.FindChar(u'/', start)) {
         XString part = slash ? out.Mid(start, slash - 1) : out.From(start);
         part = TvSafeComponent(part);
         if (!part.IsEmpty()) {

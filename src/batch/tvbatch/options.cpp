@@ -1,7 +1,7 @@
 #include "batch/tvbatch/options.h"
 
-#include "plugins/dsp_options.h"
 #include "foundation/options/xoption_list.h"
+#include "plugins/dsp_options.h"
 
 namespace {
 

@@ -91,7 +91,7 @@ XStringList TvDecoderExtensions(const void* module) {
         all.Replace(u"*", u"");
         all.Replace(u",", u";");
         int start = 1;
-        for (int semi = all.FindChar(u';'); ; semi = all.FindChar(u';', start)) {
+        for (int semi = all.FindChar(u';');; semi = all.FindChar(u';', start)) {
             XString one = semi ? all.Mid(start, semi - 1) : all.From(start);
             one.TrimLeft();
             one.TrimRight();

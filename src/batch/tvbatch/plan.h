@@ -20,11 +20,11 @@ struct TvBatchPlan {
     // Folder walks go no deeper than this (a link to a parent folder would go on forever).
     static constexpr int MaxDepth = 32;
 
-    std::vector<TvBatchJob> jobs;   // to convert, in the order found
-    int upToDate = 0;               // skipped: output newer than its source
-    int undecodable = 0;            // skipped: no installed decoder reads them
-    XStringList missingSources;     // SOURCEs that don't exist
-    uint64_t totalBytes = 0;        // of the jobs' sources
+    std::vector<TvBatchJob> jobs;  // to convert, in the order found
+    int upToDate = 0;              // skipped: output newer than its source
+    int undecodable = 0;           // skipped: no installed decoder reads them
+    XStringList missingSources;    // SOURCEs that don't exist
+    uint64_t totalBytes = 0;       // of the jobs' sources
 };
 
 // Walks the SOURCEs and names the outputs. extension is the encoder's, with its dot.

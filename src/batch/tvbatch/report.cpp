@@ -54,7 +54,8 @@ XString TvBatchProgress::StatusLine(uint64_t elapsedMs) const {
     const uint64_t audio = audioDoneMs + runningAudioMs;
     line += XString(u" | ") + TvClockText(audio) + u" audio";
     if (elapsedMs > 0 && audio > 0) {
-        line += XString(u", ") + XString::FormatDouble(static_cast<double>(audio) / static_cast<double>(elapsedMs), 1, true) +
+        line += XString(u", ") +
+                XString::FormatDouble(static_cast<double>(audio) / static_cast<double>(elapsedMs), 1, true) +
                 u"x realtime";
     }
     const uint64_t bytes = bytesDone + runningBytes;

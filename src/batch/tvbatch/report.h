@@ -33,10 +33,10 @@ XString TvClockText(uint64_t milliseconds);
 
 // Counters of the run; the caller guards them.
 struct TvBatchProgress {
-    int total = 0;     // to convert
-    int done = 0;      // converted
+    int total = 0;  // to convert
+    int done = 0;   // converted
     int failed = 0;
-    int skipped = 0;   // up to date or not decodable
+    int skipped = 0;  // up to date or not decodable
     uint64_t audioDoneMs = 0;
     uint64_t bytesDone = 0;
     uint64_t totalBytes = 0;

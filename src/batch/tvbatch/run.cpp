@@ -13,12 +13,12 @@
 #include "batch/tvbatch/plan.h"
 #include "batch/tvbatch/report.h"
 #include "foundation/files/xfile.h"
-#include "plugins/dsp_options.h"
 #include "foundation/platform/child_process.h"
 #include "foundation/platform/clock.h"
 #include "foundation/platform/file_io.h"
 #include "foundation/sync/xevent.h"
 #include "plugins/codec_handler.h"
+#include "plugins/dsp_options.h"
 
 namespace {
 
@@ -144,15 +144,15 @@ int Coordinator::Run() {
     startTick = XGetTickCount64();
 
     const int processors = XProcessorCount();
-    const int workers =
-        std::clamp(options.workers > 0 ? options.workers : processors, 1, std::max(1, progress.total));
+    const int workers = std::clamp(options.workers > 0 ? options.workers : processors, 1, std::max(1, progress.total));
     // Every thread waits for its own children, so no child loses its parent thread early.
     std::vector<std::thread> threads;
     activeWorkers = plan.jobs.empty() ? 0 : workers;
-    for (int i = 0; i < activeWorkers; ++i) threads.emplace_back([this] {
-        Work();
-        --activeWorkers;
-    });
+    for (int i = 0; i < activeWorkers; ++i)
+        threads.emplace_back([this] {
+            Work();
+            --activeWorkers;
+        });
     while (activeWorkers > 0) {
         {
             std::lock_guard<std::mutex> hold(progressLock);
@@ -297,9 +297,10 @@ void Coordinator::Summary(uint64_t elapsedMs) {
                                       progress.failed, plan.upToDate, plan.undecodable);
     line += XString(u"; ") + TvClockText(progress.audioDoneMs) + u" of audio in " + TvClockText(elapsedMs);
     if (elapsedMs > 0 && progress.audioDoneMs > 0) {
-        line += XString(u" (") +
-                XString::FormatDouble(static_cast<double>(progress.audioDoneMs) / static_cast<double>(elapsedMs), 1, true) +
-                u"x realtime)";
+        line +=
+            XString(u" (") +
+            XString::FormatDouble(static_cast<double>(progress.audioDoneMs) / static_cast<double>(elapsedMs), 1, true) +
+            u"x realtime)";
     }
     if (quit.IsSet()) line += u"; cancelled";
     console.Line(line);

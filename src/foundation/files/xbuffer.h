@@ -20,8 +20,7 @@ public:
     // Keeps the block when it is big enough (with exact: also not bigger); otherwise allocates
     // size+slack bytes, copying the old content with keep. A failed allocation leaves an
     // empty buffer and false; there is no exception.
-    bool Resize(uint64_t size, bool keep = true, bool zero = false, uint64_t slack = 0,
-                bool exact = false);
+    bool Resize(uint64_t size, bool keep = true, bool zero = false, uint64_t slack = 0, bool exact = false);
     // Replaces the content; fill becomes count.
     bool Assign(const void* bytes, uint64_t count);
     // Overwrites a range, growing to hold it; offset -1 means at the end.

@@ -54,8 +54,8 @@ XFile& XFile::operator=(XFile&& other) noexcept {
     return *this;
 }
 
-bool XFile::Open(const XString& path, uint32_t access, uint32_t disposition, bool showErrorsFlag,
-                 bool shared, uint32_t attributes) {
+bool XFile::Open(const XString& path, uint32_t access, uint32_t disposition, bool showErrorsFlag, bool shared,
+                 uint32_t attributes) {
     Close();
     XString::Assign(path);
     for (;;) {
@@ -77,14 +77,12 @@ bool XFile::Open(const XString& path, uint32_t access, uint32_t disposition, boo
     }
 }
 
-bool XFile::Open(const char* path, uint32_t access, uint32_t disposition, bool showErrorsFlag,
-                 bool shared, uint32_t attributes) {
+bool XFile::Open(const char* path, uint32_t access, uint32_t disposition, bool showErrorsFlag, bool shared,
+                 uint32_t attributes) {
     return Open(XString(path, false), access, disposition, showErrorsFlag, shared, attributes);
 }
 
-bool XFile::OpenRead(const XString& path) {
-    return Open(path, XAccess::Read, XDisposition::OpenExisting);
-}
+bool XFile::OpenRead(const XString& path) { return Open(path, XAccess::Read, XDisposition::OpenExisting); }
 
 bool XFile::OpenReadWrite(const XString& path) {
     return Open(path, XAccess::Read | XAccess::Write, XDisposition::OpenExisting);
@@ -141,8 +139,7 @@ uint32_t XFile::Read(void* buffer, uint32_t count, int origin, bool* error) {
             XSetLastError(0);
             bool ok = XSysReadFile(handle, buffer, count, &done);
             // The end of a file is a short read with no error.
-            failed = (!ok || (done < count && XGetLastError() != 0)) &&
-                     XGetLastError() != XErr::HandleEof;
+            failed = (!ok || (done < count && XGetLastError() != 0)) && XGetLastError() != XErr::HandleEof;
         }
         if (error) *error = failed;
         if (!failed || !showErrors) return done;
@@ -155,8 +152,7 @@ bool XFile::Write(const void* buffer, uint32_t count, int origin, uint32_t* writ
     if (!buffer) {
         if (count == 0) return true;
         if (showErrors) {
-            XMessageBox(u"Error writing a NULL buffer to file", u"File Write Error",
-                        XBox::Ok | XBox::IconInformation);
+            XMessageBox(u"Error writing a NULL buffer to file", u"File Write Error", XBox::Ok | XBox::IconInformation);
         }
         XSetLastError(XErr::InvalidParameter);
         return false;
@@ -243,8 +239,8 @@ bool XFile::ShiftTail(int64_t position, int64_t delta, bool zeroGap) {
     bool ok = true;
     auto move = [&](int64_t from, uint32_t count) {
         bool readError = false;
-        return Seek(from, FromStart) && Read(block.get(), count, FromCurrent, &readError) == count &&
-               !readError && Seek(from + delta, FromStart) && Write(block.get(), count);
+        return Seek(from, FromStart) && Read(block.get(), count, FromCurrent, &readError) == count && !readError &&
+               Seek(from + delta, FromStart) && Write(block.get(), count);
     };
     if (delta > 0) {
         // Backwards from the end, so that nothing is overwritten before it is read.
@@ -281,8 +277,8 @@ bool XFile::HasUtf8Bom() {
     int64_t position = Tell();
     uint8_t mark[3] = {};
     bool error = false;
-    bool found = Seek(0, FromStart) && Read(mark, 3, FromCurrent, &error) == 3 && !error &&
-                 mark[0] == 0xEF && mark[1] == 0xBB && mark[2] == 0xBF;
+    bool found = Seek(0, FromStart) && Read(mark, 3, FromCurrent, &error) == 3 && !error && mark[0] == 0xEF &&
+                 mark[1] == 0xBB && mark[2] == 0xBF;
     if (!(found && position == 0) && position >= 0) Seek(position, FromStart);
     return found;
 }
@@ -291,8 +287,8 @@ bool XFile::HasUtf16Bom() {
     int64_t position = Tell();
     uint8_t mark[2] = {};
     bool error = false;
-    bool found = Seek(0, FromStart) && Read(mark, 2, FromCurrent, &error) == 2 && !error &&
-                 mark[0] == 0xFF && mark[1] == 0xFE;
+    bool found =
+        Seek(0, FromStart) && Read(mark, 2, FromCurrent, &error) == 2 && !error && mark[0] == 0xFF && mark[1] == 0xFE;
     if (!(found && position == 0) && position >= 0) Seek(position, FromStart);
     return found;
 }

@@ -27,10 +27,10 @@ public:
 
     // Closes, takes the path and opens it. shared clear passes share mode 0 (POSIX ignores
     // share modes). The narrow form reads the path in the system code page.
-    bool Open(const XString& path, uint32_t access, uint32_t disposition, bool showErrors = false,
-              bool shared = true, uint32_t attributes = XAttributeNormal);
-    bool Open(const char* path, uint32_t access, uint32_t disposition, bool showErrors = false,
-              bool shared = true, uint32_t attributes = XAttributeNormal);
+    bool Open(const XString& path, uint32_t access, uint32_t disposition, bool showErrors = false, bool shared = true,
+              uint32_t attributes = XAttributeNormal);
+    bool Open(const char* path, uint32_t access, uint32_t disposition, bool showErrors = false, bool shared = true,
+              uint32_t attributes = XAttributeNormal);
     bool OpenRead(const XString& path);       // read, open existing
     bool OpenReadWrite(const XString& path);  // read and write, open existing
     bool OpenUpdate(const XString& path);     // read and write, open or create
@@ -54,8 +54,7 @@ public:
     uint32_t Read(void* buffer, uint32_t count, int origin = FromCurrent, bool* error = nullptr);
     // With written given, any successful write is true and the count goes there; without
     // it, true only when every byte was written.
-    bool Write(const void* buffer, uint32_t count, int origin = FromCurrent,
-               uint32_t* written = nullptr);
+    bool Write(const void* buffer, uint32_t count, int origin = FromCurrent, uint32_t* written = nullptr);
     bool Seek(int64_t offset, int origin);
     int64_t Tell();
     uint64_t Size(bool* error = nullptr);
@@ -88,8 +87,8 @@ public:
 
     // ---- Whole-file helpers ----
     // Opens, seeks to offset from origin (unless origin is FromCurrent) and reads once.
-    static uint32_t ReadRange(const XString& path, void* buffer, uint32_t count, int64_t offset,
-                              int origin, bool* error = nullptr, bool showErrors = false);
+    static uint32_t ReadRange(const XString& path, void* buffer, uint32_t count, int64_t offset, int origin,
+                              bool* error = nullptr, bool showErrors = false);
     // The whole file into buffer (fill = size). With terminate, two zero bytes follow the
     // content. A missing file is true with nothing read.
     static bool ReadWhole(const XString& path, XBuffer& buffer, bool terminate = false);

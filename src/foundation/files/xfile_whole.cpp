@@ -46,8 +46,8 @@ uint64_t XFile::GetModified(const XString& path, bool* error) {
     return file.GetModified(error);
 }
 
-uint32_t XFile::ReadRange(const XString& path, void* buffer, uint32_t count, int64_t offset, int origin,
-                          bool* error, bool showErrors) {
+uint32_t XFile::ReadRange(const XString& path, void* buffer, uint32_t count, int64_t offset, int origin, bool* error,
+                          bool showErrors) {
     XFile file;
     if (!file.Open(path, XAccess::Read, XDisposition::OpenExisting, showErrors)) {
         if (error) *error = true;
@@ -143,9 +143,7 @@ bool XFile::WriteHandle(const XBuffer& buffer, XFileHandle target) {
     return true;
 }
 
-XString XLastErrorText() {
-    return XString::Formatted(u"(win:%i)", static_cast<int>(XGetLastError()));
-}
+XString XLastErrorText() { return XString::Formatted(u"(win:%i)", static_cast<int>(XGetLastError())); }
 
 XString XLastErrorTextIfAny() {
     uint32_t error = XGetLastError();

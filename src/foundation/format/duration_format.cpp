@@ -58,37 +58,35 @@ XString XFormatDuration(uint64_t milliseconds, int mode, const XLocaleFormat& re
     uint64_t rest = milliseconds % 1000;
     XString text;
     switch (mode) {
-    case XDuration::Words:
-    case XDuration::WholeWords:
-        return Words(hours, minutes, seconds, rest, mode, record);
-    case XDuration::Clock:
-        if (hours != 0) {
-            text.AppendFast(XString::FormatUInt(hours));
+        case XDuration::Words:
+        case XDuration::WholeWords:
+            return Words(hours, minutes, seconds, rest, mode, record);
+        case XDuration::Clock:
+            if (hours != 0) {
+                text.AppendFast(XString::FormatUInt(hours));
+                text.AppendFast(record.time);
+                AppendPadded(text, minutes, 2);
+            } else {
+                text.AppendFast(XString::FormatUInt(minutes));
+            }
+            text.AppendFast(record.time);
+            AppendPadded(text, seconds, 2);
+            return text;
+        case XDuration::FullClock:
+        case XDuration::FullClockMs:
+            AppendPadded(text, hours, 2);
             text.AppendFast(record.time);
             AppendPadded(text, minutes, 2);
-        } else {
-            text.AppendFast(XString::FormatUInt(minutes));
-        }
-        text.AppendFast(record.time);
-        AppendPadded(text, seconds, 2);
-        return text;
-    case XDuration::FullClock:
-    case XDuration::FullClockMs:
-        AppendPadded(text, hours, 2);
-        text.AppendFast(record.time);
-        AppendPadded(text, minutes, 2);
-        text.AppendFast(record.time);
-        AppendPadded(text, seconds, 2);
-        if (mode == XDuration::FullClockMs) {
-            text.AppendFast(record.decimal);
-            AppendPadded(text, rest, 3);
-        }
-        return text;
-    default:
-        return text;
+            text.AppendFast(record.time);
+            AppendPadded(text, seconds, 2);
+            if (mode == XDuration::FullClockMs) {
+                text.AppendFast(record.decimal);
+                AppendPadded(text, rest, 3);
+            }
+            return text;
+        default:
+            return text;
     }
 }
 
-XString XFormatDuration(uint64_t milliseconds, int mode) {
-    return XFormatDuration(milliseconds, mode, XLocaleUser());
-}
+XString XFormatDuration(uint64_t milliseconds, int mode) { return XFormatDuration(milliseconds, mode, XLocaleUser()); }

@@ -4,8 +4,7 @@
 
 namespace {
 // Copies at most 5 characters; an empty value takes the fallback.
-void SetText(char16_t (&field)[XLocaleFormat::TextSize], const XString& value,
-             const char16_t* fallback) {
+void SetText(char16_t (&field)[XLocaleFormat::TextSize], const XString& value, const char16_t* fallback) {
     const char16_t* source = value.IsEmpty() ? fallback : value.Text();
     int i = 0;
     for (; i < XLocaleFormat::TextSize - 1 && source[i] != 0; ++i) field[i] = source[i];

@@ -37,29 +37,29 @@ void XGroupDigits(XString& text, const XLocaleFormat& record) {
     result.RemoveAt(1);
     XString signedText;
     switch (record.negativeForm) {
-    case 0:
-        signedText.AppendChar(u'(');
-        signedText.AppendFast(result);
-        signedText.AppendChar(u')');
-        break;
-    case 2:
-        signedText.AppendFast(record.negativeSign);
-        signedText.AppendChar(u' ');
-        signedText.AppendFast(result);
-        break;
-    case 3:
-        signedText.AppendFast(result);
-        signedText.AppendFast(record.negativeSign);
-        break;
-    case 4:
-        signedText.AppendFast(result);
-        signedText.AppendChar(u' ');
-        signedText.AppendFast(record.negativeSign);
-        break;
-    default:
-        signedText.AppendFast(record.negativeSign);
-        signedText.AppendFast(result);
-        break;
+        case 0:
+            signedText.AppendChar(u'(');
+            signedText.AppendFast(result);
+            signedText.AppendChar(u')');
+            break;
+        case 2:
+            signedText.AppendFast(record.negativeSign);
+            signedText.AppendChar(u' ');
+            signedText.AppendFast(result);
+            break;
+        case 3:
+            signedText.AppendFast(result);
+            signedText.AppendFast(record.negativeSign);
+            break;
+        case 4:
+            signedText.AppendFast(result);
+            signedText.AppendChar(u' ');
+            signedText.AppendFast(record.negativeSign);
+            break;
+        default:
+            signedText.AppendFast(record.negativeSign);
+            signedText.AppendFast(result);
+            break;
     }
     text = std::move(signedText);
 }
@@ -70,9 +70,7 @@ XString FormatGroupedInt(int64_t value, const XLocaleFormat& record) {
     return text;
 }
 
-XString FormatGroupedInt(int64_t value, bool neutral) {
-    return FormatGroupedInt(value, XLocaleFor(neutral));
-}
+XString FormatGroupedInt(int64_t value, bool neutral) { return FormatGroupedInt(value, XLocaleFor(neutral)); }
 
 XString FormatGroupedUInt(uint64_t value, bool neutral) {
     XString text = XString::FormatUInt(value);
@@ -80,8 +78,7 @@ XString FormatGroupedUInt(uint64_t value, bool neutral) {
     return text;
 }
 
-XString FormatGroupedDouble(double value, int decimals, bool keepZeros,
-                            const XLocaleFormat& record) {
+XString FormatGroupedDouble(double value, int decimals, bool keepZeros, const XLocaleFormat& record) {
     XString text = XString::FormatDouble(value, decimals, keepZeros);
     XGroupDigits(text, record);
     return text;
@@ -96,8 +93,7 @@ XString XFormatSize(uint64_t bytes, bool kilobytesOnly, const XLocaleFormat& rec
         double size;
         const char16_t* name;
     };
-    static const Unit Units[] = {
-        {1099511627776.0, u" TB"}, {1073741824.0, u" GB"}, {1048576.0, u" MB"}};
+    static const Unit Units[] = {{1099511627776.0, u" TB"}, {1073741824.0, u" GB"}, {1048576.0, u" MB"}};
     XString text;
     if (!kilobytesOnly)
         for (const Unit& unit : Units) {

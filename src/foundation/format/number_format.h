@@ -39,8 +39,7 @@ XString FormatGroupedInt(int64_t value, bool neutral);
 XString FormatGroupedUInt(uint64_t value, bool neutral);
 XString FormatGroupedDouble(double value, int decimals, bool keepZeros, bool neutral);
 XString FormatGroupedInt(int64_t value, const XLocaleFormat& record);
-XString FormatGroupedDouble(double value, int decimals, bool keepZeros,
-                            const XLocaleFormat& record);
+XString FormatGroupedDouble(double value, int decimals, bool keepZeros, const XLocaleFormat& record);
 
 // "1.5 MB", "2 KB", "1 byte"; kilobytes round up.
 XString XFormatSize(uint64_t bytes, bool kilobytesOnly, bool neutral);
@@ -48,11 +47,11 @@ XString XFormatSize(uint64_t bytes, bool kilobytesOnly, const XLocaleFormat& rec
 
 // Duration modes.
 namespace XDuration {
-constexpr int Words = 0;         // "1.5 seconds", "1 mili-second"
-constexpr int Clock = 1;         // "1:02:05", "2:05"
-constexpr int FullClock = 2;     // "01:02:05"
-constexpr int FullClockMs = 3;   // "01:02:05.042"
-constexpr int WholeWords = 4;    // words without fractions
+constexpr int Words = 0;        // "1.5 seconds", "1 mili-second"
+constexpr int Clock = 1;        // "1:02:05", "2:05"
+constexpr int FullClock = 2;    // "01:02:05"
+constexpr int FullClockMs = 3;  // "01:02:05.042"
+constexpr int WholeWords = 4;   // words without fractions
 }  // namespace XDuration
 
 // The user's record supplies the separators.

@@ -32,8 +32,7 @@ bool StartsWith(const char16_t* text, const char16_t* mark) {
 void WriteTo(TvOsHandle handle, const XString& line) {
     if (handle == 0 || handle == -1 || line.IsEmpty()) return;
     uint32_t done = 0;
-    XSysWriteFile(static_cast<XFileHandle>(handle), line.Text(),
-                  static_cast<uint32_t>(line.Length()) * 2u, &done);
+    XSysWriteFile(static_cast<XFileHandle>(handle), line.Text(), static_cast<uint32_t>(line.Length()) * 2u, &done);
 }
 
 XString Assemble(const char16_t* prefix, const char16_t* text, const char* function, bool endLine) {
@@ -50,8 +49,8 @@ XString Assemble(const char16_t* prefix, const char16_t* text, const char* funct
     return line;
 }
 
-void ToSink(const char16_t* text, const PluginLogHandles& sinks, const char* function,
-            const char16_t* stars, TvOsHandle pipe) {
+void ToSink(const char16_t* text, const PluginLogHandles& sinks, const char* function, const char16_t* stars,
+            TvOsHandle pipe) {
     XDebugWrite(text, sinks, function, true, stars);
     // Outside the mutex: one write on a pipe is atomic enough for one line.
     WriteTo(pipe, Assemble(nullptr, text, function, true));
@@ -68,13 +67,15 @@ XString XDebugFileName() {
     uint32_t n = g_fileNames.fetch_add(1) + 1;
     uint32_t pid = XGetCurrentProcessId();
     XString path = XSpecialFolder(XFolderId::Documents);
-    if (n == 1) path.AppendFast(XString::Formatted(u"TVDebug-%u.txt", pid));
-    else path.AppendFast(XString::Formatted(u"TVDebug-%u+%u.txt", pid, n));
+    if (n == 1)
+        path.AppendFast(XString::Formatted(u"TVDebug-%u.txt", pid));
+    else
+        path.AppendFast(XString::Formatted(u"TVDebug-%u+%u.txt", pid, n));
     return path;
 }
 
-void XDebugWrite(const char16_t* text, const PluginLogHandles& sinks, const char* function,
-                 bool endLine, const char16_t* prefix) {
+void XDebugWrite(const char16_t* text, const PluginLogHandles& sinks, const char* function, bool endLine,
+                 const char16_t* prefix) {
     if (!text) text = u"";
     DebugState& s = State();
     std::lock_guard<std::mutex> guard(s.lock);
@@ -89,8 +90,8 @@ void XDebugWrite(const char16_t* text, const PluginLogHandles& sinks, const char
     s.atLineStart = endLine;
 }
 
-void XDebugWrite(const XString& text, const PluginLogHandles& sinks, const char* function,
-                 bool endLine, const char16_t* prefix) {
+void XDebugWrite(const XString& text, const PluginLogHandles& sinks, const char* function, bool endLine,
+                 const char16_t* prefix) {
     XDebugWrite(text.Text(), sinks, function, endLine, prefix);
 }
 

@@ -85,9 +85,7 @@ void XOptionList::Parse(const XString& text, int startPosition) {
     values = std::move(newValues);
 }
 
-bool XOptionList::Has(const char16_t* name, bool ignoreCase) const {
-    return Find(name, ignoreCase) >= 0;
-}
+bool XOptionList::Has(const char16_t* name, bool ignoreCase) const { return Find(name, ignoreCase) >= 0; }
 
 bool XOptionList::Get(const char16_t* name, XString& outValue, bool ignoreCase) const {
     int64_t index = Find(name, ignoreCase);

@@ -90,8 +90,7 @@ XString XPath::Quoted() const {
 }
 
 bool XIsSystemFolderName(const XString& path) {
-    static const char16_t* const kNames[] = {u"@Recycle", u"#recycle", u"$RECYCLE.BIN", u"@tmp",
-                                             u"@eaDir"};
+    static const char16_t* const kNames[] = {u"@Recycle", u"#recycle", u"$RECYCLE.BIN", u"@tmp", u"@eaDir"};
     XString name = XPath(path).FileName();
     for (const char16_t* candidate : kNames) {
         if (XString::Equal(name.Text(), candidate, 0, true)) return true;

@@ -27,18 +27,24 @@ public:
     XPath() = default;
     XPath(const char16_t* text) : XString(text) {}  // NOLINT: implicit like XString's
     XPath(const char* text, bool utf8) : XString(text, utf8) {}
-    XPath(const XString& other) : XString(other) {}  // NOLINT
+    XPath(const XString& other) : XString(other) {}                              // NOLINT
     XPath(XString&& other) noexcept : XString(static_cast<XString&&>(other)) {}  // NOLINT
     XPath(const XPath& other) = default;
     XPath(XPath&& other) noexcept = default;
     XPath& operator=(const XPath& other) = default;
     XPath& operator=(XPath&& other) noexcept = default;
-    XPath& operator=(const XString& other) { XString::operator=(other); return *this; }
+    XPath& operator=(const XString& other) {
+        XString::operator=(other);
+        return *this;
+    }
     XPath& operator=(XString&& other) noexcept {
         XString::operator=(static_cast<XString&&>(other));
         return *this;
     }
-    XPath& operator=(const char16_t* text) { XString::operator=(text); return *this; }
+    XPath& operator=(const char16_t* text) {
+        XString::operator=(text);
+        return *this;
+    }
 
     // ---- Text operations ----
     // Adds the separator unless the path ends with one; an empty path becomes the separator.
@@ -97,8 +103,8 @@ public:
 // Moves a file that another process may still hold: retries on sharing violation (32) and
 // access denied (5) every 10 ms until `milliseconds` have passed (then 1460), or until
 // abortEvent is signalled (then 1223).
-bool XMoveWithRetry(const XPath& source, const XString& target, uint32_t flags,
-                    uint32_t milliseconds, XObjectHandle abortEvent = nullptr);
+bool XMoveWithRetry(const XPath& source, const XString& target, uint32_t flags, uint32_t milliseconds,
+                    XObjectHandle abortEvent = nullptr);
 
 // "Removable Disk", "Hard Disk", "Network Drive", "CD-ROM Drive", "RAM Disk" or empty.
 XString XDriveTypeText(const XString& path);
@@ -110,8 +116,8 @@ bool XIsSystemFolderName(const XString& path);
 // from and to, ended by 0; null for the default), reserved names, over-long components, and
 // with truncate the total length. keepBackslash keeps the separators; skipRoot leaves the
 // root alone.
-void XSanitizePath(XPath& path, bool truncate, const char16_t* table = nullptr,
-                   bool keepBackslash = true, bool skipRoot = true);
+void XSanitizePath(XPath& path, bool truncate, const char16_t* table = nullptr, bool keepBackslash = true,
+                   bool skipRoot = true);
 // The default table of XSanitizePath.
 extern const char16_t XSanitizeDefaultTable[];
 

@@ -175,8 +175,8 @@ bool XPath::MoveEx(const XString& target, uint32_t flags) const {
            XSysMoveFile(from, to, flags);
 }
 
-bool XMoveWithRetry(const XPath& source, const XString& target, uint32_t flags,
-                    uint32_t milliseconds, XObjectHandle abortEvent) {
+bool XMoveWithRetry(const XPath& source, const XString& target, uint32_t flags, uint32_t milliseconds,
+                    XObjectHandle abortEvent) {
     uint64_t start = XGetTickCount64();
     XSetLastError(0);
     while (!source.MoveEx(target, flags)) {
@@ -225,8 +225,7 @@ bool WalkFolder(const XPath& source, const XString& target, bool move) {
         XPath from(static_cast<const XString&>(finder));
         XPath into(to);
         into.Append(finder.Name());
-        bool ok = finder.IsFolder() ? WalkFolder(from, into, move)
-                                    : (move ? from.Move(into) : from.Copy(into, false));
+        bool ok = finder.IsFolder() ? WalkFolder(from, into, move) : (move ? from.Move(into) : from.Copy(into, false));
         if (!ok) return false;
     }
     if (move) {
@@ -250,12 +249,18 @@ XString XDriveTypeText(const XString& path) {
     XPath root(path);
     root.AddBackslash();
     switch (XSysGetDriveType(root)) {
-        case 2: return u"Removable Disk";
-        case 3: return u"Hard Disk";
-        case 4: return u"Network Drive";
-        case 5: return u"CD-ROM Drive";
-        case 6: return u"RAM Disk";
-        default: return XString();
+        case 2:
+            return u"Removable Disk";
+        case 3:
+            return u"Hard Disk";
+        case 4:
+            return u"Network Drive";
+        case 5:
+            return u"CD-ROM Drive";
+        case 6:
+            return u"RAM Disk";
+        default:
+            return XString();
     }
 }
 

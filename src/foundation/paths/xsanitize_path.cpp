@@ -3,11 +3,10 @@
 #include "foundation/paths/xpath.h"
 #include "foundation/text/xstring_list.h"
 
-const char16_t XSanitizeDefaultTable[] = {
-    u'"', u'\'', u'?', u'\u00BF', u'/', u'-',  //
-    u'>', u'\u00BB', u':', u';', u'*', u'-',   //
-    u'<', u'\u00AB', u'\\', u'-', u'|', u'-',  //
-    0};
+const char16_t XSanitizeDefaultTable[] = {u'"', u'\'',     u'?',  u'\u00BF', u'/', u'-',  //
+                                          u'>', u'\u00BB', u':',  u';',      u'*', u'-',  //
+                                          u'<', u'\u00AB', u'\\', u'-',      u'|', u'-',  //
+                                          0};
 
 namespace {
 
@@ -39,16 +38,14 @@ void TrimTrailing(XString& text, const char16_t* characters) {
 void ReplaceAll(XString& text, int from, const char16_t* find) {
     XString head = text.Left(from - 1);
     XString tail = text.From(from);
-    while (tail.Replace(find, XPathSepText) > 0) {
-    }
+    while (tail.Replace(find, XPathSepText) > 0) {}
     head.AppendFast(tail);
     text = head;
 }
 
 }  // namespace
 
-void XSanitizePath(XPath& path, bool truncate, const char16_t* table, bool keepBackslash,
-                   bool skipRoot) {
+void XSanitizePath(XPath& path, bool truncate, const char16_t* table, bool keepBackslash, bool skipRoot) {
     if (!table) table = XSanitizeDefaultTable;
 
     // Replace or drop the characters the table names, and control characters, from the root on
@@ -136,8 +133,7 @@ void XSanitizePath(XPath& path, bool truncate, const char16_t* table, bool keepB
         for (;;) {
             if (clean.GetAt(from) == u'.' && clean.GetAt(from + 1) == kSep) {
                 from += 2;
-            } else if (clean.GetAt(from) == u'.' && clean.GetAt(from + 1) == u'.' &&
-                       clean.GetAt(from + 2) == kSep) {
+            } else if (clean.GetAt(from) == u'.' && clean.GetAt(from + 1) == u'.' && clean.GetAt(from + 2) == kSep) {
                 from += 3;
             } else {
                 break;

@@ -5,8 +5,8 @@
 #include "foundation/files/xfile.h"
 #include "foundation/platform/faults.h"
 #include "foundation/platform/guid.h"
-#include "foundation/platform/last_error.h"
 #include "foundation/platform/known_folders.h"
+#include "foundation/platform/last_error.h"
 
 namespace {
 

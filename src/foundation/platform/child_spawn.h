@@ -13,8 +13,8 @@ constexpr XFileHandle XInheritStdHandle = -2;
 // number closed in the child, XInheritStdHandle keeps the parent's. No other descriptor of
 // the parent reaches the child unless it was made inheritable. False with the last error
 // (2, file not found, for a program that is not there).
-bool XSpawnWithHandles(const char* const* argv, const char* directory,
-                       const XFileHandle stdHandles[3], XProcessId* pid);
+bool XSpawnWithHandles(const char* const* argv, const char* directory, const XFileHandle stdHandles[3],
+                       XProcessId* pid);
 
 // Writing to a pipe whose reader is gone fails with broken pipe instead of ending the process.
 void XIgnoreBrokenPipeSignal();

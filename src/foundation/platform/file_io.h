@@ -15,7 +15,7 @@ namespace XDisposition {
 constexpr uint32_t CreateNew = 1;     // fail when it exists
 constexpr uint32_t CreateAlways = 2;  // create, replace
 constexpr uint32_t OpenExisting = 3;
-constexpr uint32_t OpenAlways = 4;    // open or create
+constexpr uint32_t OpenAlways = 4;  // open or create
 }  // namespace XDisposition
 
 namespace XShare {
@@ -35,8 +35,8 @@ constexpr int End = 2;
 
 // Opens a file; XInvalidHandle on failure. POSIX has no share modes: shareMode is accepted
 // and ignored. A folder in place of a file fails with access denied, as on Windows.
-XFileHandle XSysOpenFile(const XString& path, uint32_t access, uint32_t shareMode,
-                         uint32_t disposition, uint32_t attributes);
+XFileHandle XSysOpenFile(const XString& path, uint32_t access, uint32_t shareMode, uint32_t disposition,
+                         uint32_t attributes);
 bool XSysCloseHandle(XFileHandle handle);
 // One read; a short count is the end of the file. A pipe whose writer is gone fails with
 // broken pipe (109), as on Windows.
@@ -49,10 +49,8 @@ bool XSysGetFileSize(XFileHandle handle, uint64_t* size);
 bool XSysSetEndOfFile(XFileHandle handle);
 // Times in the Windows file-time unit; a null pointer is not asked for / not changed.
 // POSIX can't set a creation time: that one is ignored when setting.
-bool XSysGetFileTimes(XFileHandle handle, uint64_t* created, uint64_t* accessed,
-                      uint64_t* modified);
-bool XSysSetFileTimes(XFileHandle handle, const uint64_t* created, const uint64_t* accessed,
-                      const uint64_t* modified);
+bool XSysGetFileTimes(XFileHandle handle, uint64_t* created, uint64_t* accessed, uint64_t* modified);
+bool XSysSetFileTimes(XFileHandle handle, const uint64_t* created, const uint64_t* accessed, const uint64_t* modified);
 // A new handle on the same open file; inheritable or closed for child processes.
 XFileHandle XSysDuplicateHandle(XFileHandle handle, bool inheritable);
 

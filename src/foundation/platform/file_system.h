@@ -52,9 +52,9 @@ bool XSysSetFileAttributes(const XString& path, uint32_t attributes);
 // Whether the path is a root of the file system (the counterpart of a drive root).
 bool XSysIsRootPath(const XString& path);
 
-bool XSysDeleteFile(const XString& path);         // not a folder
-bool XSysRemoveDirectory(const XString& path);    // only an empty one
-bool XSysCreateDirectory(const XString& path);    // 183 when it exists
+bool XSysDeleteFile(const XString& path);       // not a folder
+bool XSysRemoveDirectory(const XString& path);  // only an empty one
+bool XSysCreateDirectory(const XString& path);  // 183 when it exists
 bool XSysMoveFile(const XString& from, const XString& to, uint32_t flags);
 bool XSysCopyFile(const XString& from, const XString& to, bool failIfExists);
 

@@ -8,10 +8,10 @@ namespace XRawFile {
 
 enum class Access { Read, ReadWrite };
 enum class Disposition {
-  OpenExisting,   // fails if missing
-  CreateAlways,   // creates or truncates
-  CreateNew,      // fails if it exists
-  OpenAlways,     // opens or creates
+    OpenExisting,  // fails if missing
+    CreateAlways,  // creates or truncates
+    CreateNew,     // fails if it exists
+    OpenAlways,    // opens or creates
 };
 
 // The descriptor is close-on-exec. Files are created with mode 0666 before the umask.

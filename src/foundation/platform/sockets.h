@@ -85,12 +85,11 @@ bool XSocketLocalAddress(XSocket s, std::vector<uint8_t>& raw);
 
 // getaddrinfo in Windows terms. Family 0 is any. Returns 0 or a Windows Sockets number
 // (TryAgain for a passing failure, HostNotFound for an unknown name).
-uint32_t XResolveName(const char* host, const char* service, int flags, int family,
-                      int socketType, int protocol, std::vector<XResolvedAddress>& out);
+uint32_t XResolveName(const char* host, const char* service, int flags, int family, int socketType, int protocol,
+                      std::vector<XResolvedAddress>& out);
 // The family of a raw address (Windows numbering), its numeric host text and port. False for
 // a family other than IPv4 and IPv6 or a raw address of the wrong size.
-bool XAddressNumeric(const uint8_t* raw, size_t length, int* family, std::string* host,
-                     uint16_t* port);
+bool XAddressNumeric(const uint8_t* raw, size_t length, int* family, std::string* host, uint16_t* port);
 // The raw form of a numeric IPv4 or IPv6 text and a port.
 bool XAddressFromNumeric(const char* host, uint16_t port, std::vector<uint8_t>& raw);
 // The size that a raw address of the family must have, 0 for an unknown family.

@@ -36,5 +36,4 @@ bool XSetHandleNonBlocking(XFileHandle handle, bool nonBlocking);
 // *wouldBlock set when nothing could move now, 0 with *wouldBlock clear at the end of input,
 // -1 on failure with the last error set (a pipe whose other end is gone is 109, broken pipe).
 int64_t XReadHandleSome(XFileHandle handle, void* buffer, size_t length, bool* wouldBlock);
-int64_t XWriteHandleSome(XFileHandle handle, const void* buffer, size_t length,
-                         bool* wouldBlock);
+int64_t XWriteHandleSome(XFileHandle handle, const void* buffer, size_t length, bool* wouldBlock);

@@ -95,8 +95,7 @@ public:
 
     sqlite3_stmt* Stmt(Sql which) {
         sqlite3_stmt*& s = stmts[which];
-        if (!s && sqlite3_prepare_v3(db, Statements[which], -1, SQLITE_PREPARE_PERSISTENT, &s,
-                                     nullptr) != SQLITE_OK) {
+        if (!s && sqlite3_prepare_v3(db, Statements[which], -1, SQLITE_PREPARE_PERSISTENT, &s, nullptr) != SQLITE_OK) {
             s = nullptr;
         }
         return s;
@@ -120,8 +119,8 @@ private:
             sqlite3_close_v2(handle);
             handle = nullptr;
             // A folder we may not write still lets an existing database be read.
-            if (sqlite3_open_v2(path.Utf8(), &handle, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX,
-                                nullptr) != SQLITE_OK) {
+            if (sqlite3_open_v2(path.Utf8(), &handle, SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX, nullptr) !=
+                SQLITE_OK) {
                 sqlite3_close_v2(handle);
                 return;
             }
@@ -148,8 +147,7 @@ private:
     }
 
     static bool HasTables(sqlite3* handle) {
-        return sqlite3_exec(handle, "SELECT 1 FROM keys, vals LIMIT 0", nullptr, nullptr,
-                            nullptr) == SQLITE_OK;
+        return sqlite3_exec(handle, "SELECT 1 FROM keys, vals LIMIT 0", nullptr, nullptr, nullptr) == SQLITE_OK;
     }
 
     static void MakeFolder(const XString& dbPath) {
@@ -192,15 +190,16 @@ public:
     }
     Query& Text(int i, std::u16string_view v) {
         if (s) {
-            sqlite3_bind_text16(s, i, v.data() ? v.data() : u"", static_cast<int>(v.size() * 2),
-                                SQLITE_TRANSIENT);
+            sqlite3_bind_text16(s, i, v.data() ? v.data() : u"", static_cast<int>(v.size() * 2), SQLITE_TRANSIENT);
         }
         return *this;
     }
     Query& Blob(int i, const void* data, size_t size) {
         if (!s) return *this;
-        if (size == 0) sqlite3_bind_zeroblob(s, i, 0);
-        else sqlite3_bind_blob(s, i, data, static_cast<int>(size), SQLITE_TRANSIENT);
+        if (size == 0)
+            sqlite3_bind_zeroblob(s, i, 0);
+        else
+            sqlite3_bind_blob(s, i, data, static_cast<int>(size), SQLITE_TRANSIENT);
         return *this;
     }
     int Step() { return sqlite3_step(s); }
@@ -389,8 +388,7 @@ bool KeyExists(uint32_t root, std::u16string_view rawPath) {
     return KeyFound(FindKey(s.c, root, path));
 }
 
-bool GetValue(uint32_t root, std::u16string_view rawPath, std::u16string_view name, Value& value,
-              bool createKey) {
+bool GetValue(uint32_t root, std::u16string_view rawPath, std::u16string_view name, Value& value, bool createKey) {
     value.type = 0;
     value.data.clear();
     std::u16string path;
@@ -414,8 +412,8 @@ bool GetValue(uint32_t root, std::u16string_view rawPath, std::u16string_view na
     return Fail(XErr::FileNotFound);
 }
 
-bool SetValue(uint32_t root, std::u16string_view rawPath, std::u16string_view name, uint32_t type,
-              const void* data, size_t size) {
+bool SetValue(uint32_t root, std::u16string_view rawPath, std::u16string_view name, uint32_t type, const void* data,
+              size_t size) {
     std::u16string path;
     if (!KeyPath(rawPath, path)) return false;
     if (size > 0x7FFFFFFF || (size && !data)) return Fail(XErr::InvalidParameter);
@@ -468,8 +466,7 @@ bool EnumKeys(uint32_t root, std::u16string_view rawPath, XStringList& names, bo
     return r == SQLITE_DONE || StoreFail();
 }
 
-bool EnumValues(uint32_t root, std::u16string_view rawPath, std::vector<NamedValue>& values,
-                bool createKey) {
+bool EnumValues(uint32_t root, std::u16string_view rawPath, std::vector<NamedValue>& values, bool createKey) {
     values.clear();
     std::u16string path;
     if (!KeyPath(rawPath, path)) return false;

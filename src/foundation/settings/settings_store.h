@@ -33,19 +33,17 @@ bool CreateKey(uint32_t root, std::u16string_view path);
 bool KeyExists(uint32_t root, std::u16string_view path);
 // Reads one value. With createKey the key is made when missing (the registry rule). False
 // with last error 2 for a missing value, or another error when the store is unusable.
-bool GetValue(uint32_t root, std::u16string_view path, std::u16string_view name, Value& value,
-              bool createKey);
+bool GetValue(uint32_t root, std::u16string_view path, std::u16string_view name, Value& value, bool createKey);
 // Writes one value, making the key when needed.
-bool SetValue(uint32_t root, std::u16string_view path, std::u16string_view name, uint32_t type,
-              const void* data, size_t size);
+bool SetValue(uint32_t root, std::u16string_view path, std::u16string_view name, uint32_t type, const void* data,
+              size_t size);
 // False with last error 2 when there was no such value (the key is made in any case).
 bool DeleteValue(uint32_t root, std::u16string_view path, std::u16string_view name);
 // Names of the subkeys in name order; an empty path lists the keys at the top of the root.
 // With createKey a missing key is made first.
 bool EnumKeys(uint32_t root, std::u16string_view path, XStringList& names, bool createKey);
 // The values of a key in the order they were first written.
-bool EnumValues(uint32_t root, std::u16string_view path, std::vector<NamedValue>& values,
-                bool createKey);
+bool EnumValues(uint32_t root, std::u16string_view path, std::vector<NamedValue>& values, bool createKey);
 // Removes a key without subkeys, with its values. False (last error 5) when it has subkeys,
 // 2 when there is no such key.
 bool DeleteKey(uint32_t root, std::u16string_view path);

@@ -45,21 +45,18 @@ void SetError(bool* error, bool failed) {
     if (error) *error = failed;
 }
 
-std::u16string_view NameOf(const char16_t* name) {
-    return name ? std::u16string_view(name) : std::u16string_view();
-}
+std::u16string_view NameOf(const char16_t* name) { return name ? std::u16string_view(name) : std::u16string_view(); }
 
 // One value, read with the key made when missing. False with the last error.
-bool ReadValue(const char16_t* name, XRegRoot root, const char16_t* subkey,
-               XSettingsStore::Value& value) {
+bool ReadValue(const char16_t* name, XRegRoot root, const char16_t* subkey, XSettingsStore::Value& value) {
     std::u16string_view path;
     if (!Resolve(root, subkey, path)) return false;
     return XSettingsStore::GetValue(root, path, NameOf(name), value, true);
 }
 
 // The core of the fixed-size reads: type checked, the caller's buffer zeroed on failure.
-bool TypedRead(const char16_t* name, uint32_t type, void* buffer, uint32_t size, XRegRoot root,
-               const char16_t* subkey, bool* error) {
+bool TypedRead(const char16_t* name, uint32_t type, void* buffer, uint32_t size, XRegRoot root, const char16_t* subkey,
+               bool* error) {
     SetError(error, true);
     if (buffer && size) memset(buffer, 0, size);
     XSettingsStore::Value value;
@@ -77,8 +74,7 @@ bool TypedRead(const char16_t* name, uint32_t type, void* buffer, uint32_t size,
     return true;
 }
 
-bool Write(const char16_t* name, uint32_t type, const void* data, size_t size, XRegRoot root,
-           const char16_t* subkey) {
+bool Write(const char16_t* name, uint32_t type, const void* data, size_t size, XRegRoot root, const char16_t* subkey) {
     std::u16string_view path;
     if (!Resolve(root, subkey, path)) return false;
     return XSettingsStore::SetValue(root, path, NameOf(name), type, data, size);
@@ -120,8 +116,8 @@ float RegGetFloat(const char16_t* name, XRegRoot root, const char16_t* subkey, b
     return value;
 }
 
-bool RegGetBinary(const char16_t* name, void* buffer, uint32_t size, XRegRoot root,
-                  const char16_t* subkey, bool* error) {
+bool RegGetBinary(const char16_t* name, void* buffer, uint32_t size, XRegRoot root, const char16_t* subkey,
+                  bool* error) {
     return TypedRead(name, REG_BINARY, buffer, size, root, subkey, error);
 }
 
@@ -137,8 +133,7 @@ XString RegGetString(const char16_t* name, XRegRoot root, const char16_t* subkey
     return TextOf(value.data);
 }
 
-bool RegGetList(const char16_t* name, XStringList& list, XRegRoot root, const char16_t* subkey,
-                bool* error) {
+bool RegGetList(const char16_t* name, XStringList& list, XRegRoot root, const char16_t* subkey, bool* error) {
     list.Clear();
     SetError(error, true);
     XSettingsStore::Value value;
@@ -198,8 +193,7 @@ bool RegEnumKeys(XRegRoot root, const char16_t* subkey, XStringList& list) {
     return XSettingsStore::EnumKeys(root, path, list, true);
 }
 
-bool RegEnumValues(XRegRoot root, const char16_t* subkey, XStringList& names,
-                   XPointerArray* types) {
+bool RegEnumValues(XRegRoot root, const char16_t* subkey, XStringList& names, XPointerArray* types) {
     names.Clear();
     if (types) types->Clear();
     std::u16string_view path;
@@ -225,21 +219,17 @@ bool RegSetFloat(float value, const char16_t* name, XRegRoot root, const char16_
     return Write(name, REG_BINARY, &value, sizeof value, root, subkey);
 }
 
-bool RegSetBinary(const char16_t* name, const void* data, uint32_t size, XRegRoot root,
-                  const char16_t* subkey) {
+bool RegSetBinary(const char16_t* name, const void* data, uint32_t size, XRegRoot root, const char16_t* subkey) {
     return Write(name, REG_BINARY, data, size, root, subkey);
 }
 
-bool RegSetString(const char16_t* text, const char16_t* name, XRegRoot root,
-                  const char16_t* subkey, bool expand) {
+bool RegSetString(const char16_t* text, const char16_t* name, XRegRoot root, const char16_t* subkey, bool expand) {
     std::u16string_view view = text ? std::u16string_view(text) : std::u16string_view(u"");
     // The stored text keeps its NUL: 2*length+2 bytes.
-    return Write(name, expand ? REG_EXPAND_SZ : REG_SZ, view.data(), (view.size() + 1) * 2, root,
-                 subkey);
+    return Write(name, expand ? REG_EXPAND_SZ : REG_SZ, view.data(), (view.size() + 1) * 2, root, subkey);
 }
 
-bool RegSetList(const XStringList& list, const char16_t* name, XRegRoot root,
-                const char16_t* subkey) {
+bool RegSetList(const XStringList& list, const char16_t* name, XRegRoot root, const char16_t* subkey) {
     std::vector<uint8_t> buffer;
     size_t size = XPackMultiString(list, buffer, 1);
     return Write(name, REG_MULTI_SZ, buffer.data(), size, root, subkey);

@@ -43,8 +43,7 @@ XThread::~XThread() {
     Close();
 }
 
-bool XThread::Start(XThreadFunction function, void* argument, bool startSuspended,
-                    uint32_t wait) {
+bool XThread::Start(XThreadFunction function, void* argument, bool startSuspended, uint32_t wait) {
     if (thread) {
         Stop(true);
         XCloseThread(std::exchange(thread, nullptr));
@@ -93,9 +92,7 @@ void XThread::Stop(bool wait) {
     }
 }
 
-bool XThread::IsFinished(uint32_t milliseconds) {
-    return !thread || XWaitThread(thread, milliseconds);
-}
+bool XThread::IsFinished(uint32_t milliseconds) { return !thread || XWaitThread(thread, milliseconds); }
 
 void XThread::Release() {
     XCloseThread(std::exchange(thread, nullptr));

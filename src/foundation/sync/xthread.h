@@ -23,11 +23,9 @@ public:
 
     // Ends any earlier thread of this object first. With `suspended` the thread waits until
     // Resume or Stop. stopWait: milliseconds Stop waits; 0 waits without limit.
-    bool Start(XThreadFunction function, void* argument, bool suspended = false,
-               uint32_t stopWait = 0);
+    bool Start(XThreadFunction function, void* argument, bool suspended = false, uint32_t stopWait = 0);
     // The callable is copied; an exception it throws ends the thread quietly.
-    bool Start(std::function<void(XEvent&)> function, bool suspended = false,
-               uint32_t stopWait = 0);
+    bool Start(std::function<void(XEvent&)> function, bool suspended = false, uint32_t stopWait = 0);
     void Resume();
     // Sets the stop event; with `wait`, waits as stopWait says and parks a thread that does
     // not end in time.

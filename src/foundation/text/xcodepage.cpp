@@ -25,8 +25,7 @@ int MeasureWide(const char16_t* source) {
 }
 
 bool KnownCodePage(uint32_t codePage) {
-    return codePage == XCodePage::System || codePage == XCodePage::Utf8 ||
-           codePage == XCodePage::Ascii;
+    return codePage == XCodePage::System || codePage == XCodePage::Utf8 || codePage == XCodePage::Ascii;
 }
 
 // Runs a walker to measure, then to write; shared tail of both directions.
@@ -50,8 +49,7 @@ int Convert(Walk&& walk, Unit* target, int targetSize) {
 
 }  // namespace
 
-int XMultiByteToWide(uint32_t codePage, const char* source, int sourceLength, char16_t* target,
-                     int targetSize) {
+int XMultiByteToWide(uint32_t codePage, const char* source, int sourceLength, char16_t* target, int targetSize) {
     if (source == nullptr || sourceLength == 0 || sourceLength < -1 || targetSize < 0 ||
         (targetSize > 0 && target == nullptr) || !KnownCodePage(codePage)) {
         XSetLastError(XErr::InvalidParameter);
@@ -75,8 +73,7 @@ int XMultiByteToWide(uint32_t codePage, const char* source, int sourceLength, ch
                              targetSize);
 }
 
-int XWideToMultiByte(uint32_t codePage, const char16_t* source, int sourceLength, char* target,
-                     int targetSize) {
+int XWideToMultiByte(uint32_t codePage, const char16_t* source, int sourceLength, char* target, int targetSize) {
     if (source == nullptr || sourceLength == 0 || sourceLength < -1 || targetSize < 0 ||
         (targetSize > 0 && target == nullptr) || !KnownCodePage(codePage)) {
         XSetLastError(XErr::InvalidParameter);
@@ -90,11 +87,9 @@ int XWideToMultiByte(uint32_t codePage, const char16_t* source, int sourceLength
     if (codePage == XCodePage::Ascii) {
         return Convert<char>(
             [&](auto&& put) {
-                for (int i = 0; i < sourceLength; ++i)
-                    put(source[i] < 0x80 ? static_cast<char>(source[i]) : '?');
+                for (int i = 0; i < sourceLength; ++i) put(source[i] < 0x80 ? static_cast<char>(source[i]) : '?');
             },
             target, targetSize);
     }
-    return Convert<char>([&](auto&& put) { tvkit::WalkUtf16(source, size_t(sourceLength), put); }, target,
-                         targetSize);
+    return Convert<char>([&](auto&& put) { tvkit::WalkUtf16(source, size_t(sourceLength), put); }, target, targetSize);
 }

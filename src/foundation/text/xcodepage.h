@@ -13,8 +13,6 @@ constexpr uint32_t Utf8 = 65001;
 }  // namespace XCodePage
 
 // Bytes to UTF-16 units; returns units written (or needed), 0 on failure.
-int XMultiByteToWide(uint32_t codePage, const char* source, int sourceLength, char16_t* target,
-                     int targetSize);
+int XMultiByteToWide(uint32_t codePage, const char* source, int sourceLength, char16_t* target, int targetSize);
 // UTF-16 units to bytes; returns bytes written (or needed), 0 on failure.
-int XWideToMultiByte(uint32_t codePage, const char16_t* source, int sourceLength, char* target,
-                     int targetSize);
+int XWideToMultiByte(uint32_t codePage, const char16_t* source, int sourceLength, char* target, int targetSize);

@@ -152,9 +152,7 @@ size_t XPackMultiString(const XStringList& list, std::vector<uint8_t>& buffer, i
         int bytes = XWideToMultiByte(XCodePage::System, t, n, nullptr, 0);
         size_t at = buffer.size();
         buffer.resize(at + static_cast<size_t>(bytes));
-        if (bytes > 0)
-            XWideToMultiByte(XCodePage::System, t, n, reinterpret_cast<char*>(buffer.data() + at),
-                             bytes);
+        if (bytes > 0) XWideToMultiByte(XCodePage::System, t, n, reinterpret_cast<char*>(buffer.data() + at), bytes);
         buffer.push_back(0);
     }
     buffer.push_back(0);
@@ -162,8 +160,8 @@ size_t XPackMultiString(const XStringList& list, std::vector<uint8_t>& buffer, i
     return buffer.size();
 }
 
-void XUnpackMultiString(XStringList& list, const void* data, size_t size, int mode,
-                        char16_t separator, bool skipEmpty) {
+void XUnpackMultiString(XStringList& list, const void* data, size_t size, int mode, char16_t separator,
+                        bool skipEmpty) {
     list.Clear();
     if (data == nullptr || size == 0) return;
     if (mode <= 1) {
@@ -212,8 +210,8 @@ void XUnpackMultiString(XStringList& list, const void* data, size_t size, int mo
     }
 }
 
-void XUnpackMultiString(XHashedStringList& list, const void* data, size_t size, int mode,
-                        char16_t separator, bool skipEmpty) {
+void XUnpackMultiString(XHashedStringList& list, const void* data, size_t size, int mode, char16_t separator,
+                        bool skipEmpty) {
     XUnpackMultiString(static_cast<XStringList&>(list), data, size, mode, separator, skipEmpty);
     list.Rehash();
 }

@@ -4,14 +4,11 @@
 #include <new>
 #include <utility>
 
-XPointerArray::XPointerArray()
-    : data(inlineItems), count(0), capacity(InlineCount), step(FirstStep), inlineItems() {}
+XPointerArray::XPointerArray() : data(inlineItems), count(0), capacity(InlineCount), step(FirstStep), inlineItems() {}
 
 XPointerArray::XPointerArray(const XPointerArray& other) : XPointerArray() { *this = other; }
 
-XPointerArray::XPointerArray(XPointerArray&& other) noexcept : XPointerArray() {
-    *this = std::move(other);
-}
+XPointerArray::XPointerArray(XPointerArray&& other) noexcept : XPointerArray() { *this = std::move(other); }
 
 XPointerArray& XPointerArray::operator=(const XPointerArray& other) {
     if (this == &other) return *this;
@@ -78,8 +75,7 @@ void XPointerArray::Insert(int64_t index, uint64_t value) {
 
 void XPointerArray::RemoveAt(int64_t index) {
     if (index < 0 || index >= count) return;
-    memmove(data + index, data + index + 1,
-            static_cast<size_t>(count - index - 1) * sizeof(uint64_t));
+    memmove(data + index, data + index + 1, static_cast<size_t>(count - index - 1) * sizeof(uint64_t));
     --count;
 }
 

@@ -23,8 +23,7 @@ size_t MeasureUnits(const char16_t* s) {
 char16_t* NewUnits(size_t count) { return new char16_t[count]; }
 }  // namespace
 
-XString::XString()
-    : text(EmptyText()), used(1), tag(0), narrow(nullptr), narrowSize(0), capacity(0) {}
+XString::XString() : text(EmptyText()), used(1), tag(0), narrow(nullptr), narrowSize(0), capacity(0) {}
 
 XString::XString(const char16_t* source) : XString() { Assign(source, 0); }
 
@@ -91,8 +90,7 @@ XString::XString(const XString& other) : XString() {
 }
 
 XString::XString(XString&& other) noexcept
-    : text(other.text), used(other.used), tag(other.tag), narrow(nullptr), narrowSize(0),
-      capacity(other.capacity) {
+    : text(other.text), used(other.used), tag(other.tag), narrow(nullptr), narrowSize(0), capacity(other.capacity) {
     other.text = EmptyText();
     other.used = 1;
     other.capacity = 0;
@@ -243,9 +241,7 @@ const char* XString::Utf8() const {
     return narrow;
 }
 
-void XString::CopyTo(char16_t* buffer) const {
-    memcpy(buffer, text, static_cast<size_t>(used) * sizeof(char16_t));
-}
+void XString::CopyTo(char16_t* buffer) const { memcpy(buffer, text, static_cast<size_t>(used) * sizeof(char16_t)); }
 
 std::string XString::ToStdUtf8() const {
     std::string result;

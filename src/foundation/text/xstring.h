@@ -19,7 +19,7 @@ public:
     enum class Bytes { CodePage, Utf8, Utf16 };
 
     XString();
-    XString(const char16_t* text);  // NOLINT: implicit on purpose, so u"..." reads as an XString
+    XString(const char16_t* text);             // NOLINT: implicit on purpose, so u"..." reads as an XString
     XString(const char16_t* text, int count);  // as Assign(text, count)
     XString(std::u16string_view text);
     // Narrow text: system code page (UTF-8 here) or, with utf8 set, UTF-8.
@@ -113,10 +113,8 @@ public:
     void Allocate(int count);
 
     // Comparison by 16-bit unit: -1, 0, 1. count 0 to the end, PrefixCount for a prefix test.
-    static int Compare(const char16_t* a, const char16_t* b, uint32_t count = 0,
-                       bool ignoreCase = false);
-    static bool Equal(const char16_t* a, const char16_t* b, uint32_t count = 0,
-                      bool ignoreCase = false);
+    static int Compare(const char16_t* a, const char16_t* b, uint32_t count = 0, bool ignoreCase = false);
+    static bool Equal(const char16_t* a, const char16_t* b, uint32_t count = 0, bool ignoreCase = false);
 
     // Number to text.
     static XString FormatInt(int64_t value);
@@ -144,9 +142,18 @@ public:
     XString& FormatOwn(const char16_t* format, ...);
     XString& FormatOwnV(const char16_t* format, va_list arguments);
 
-    XString& operator+=(const XString& other) { AppendFast(other); return *this; }
-    XString& operator+=(const char16_t* other) { AppendFast(other); return *this; }
-    XString& operator+=(char16_t character) { AppendChar(character); return *this; }
+    XString& operator+=(const XString& other) {
+        AppendFast(other);
+        return *this;
+    }
+    XString& operator+=(const char16_t* other) {
+        AppendFast(other);
+        return *this;
+    }
+    XString& operator+=(char16_t character) {
+        AppendChar(character);
+        return *this;
+    }
 
     friend bool operator==(const XString& a, const XString& b) {
         return a.used == b.used && Compare(a.text, b.text) == 0;

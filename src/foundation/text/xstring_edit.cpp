@@ -2,8 +2,8 @@
 #include <cstring>
 #include <new>
 #include <string_view>
-#include <vector>
 #include <utility>
+#include <vector>
 
 #include "foundation/text/xstring.h"
 
@@ -20,12 +20,11 @@ int MeasureUnits(const char16_t* s) {
 }
 
 // First match of pattern (patternLength > 0) in hay[from, length), or -1.
-int Search(const char16_t* hay, int length, int from, const char16_t* pattern, int patternLength,
-           bool ignoreCase) {
+int Search(const char16_t* hay, int length, int from, const char16_t* pattern, int patternLength, bool ignoreCase) {
     if (!ignoreCase) {
         std::u16string_view view(hay, static_cast<size_t>(length));
-        size_t at = view.find(std::u16string_view(pattern, static_cast<size_t>(patternLength)),
-                              static_cast<size_t>(from));
+        size_t at =
+            view.find(std::u16string_view(pattern, static_cast<size_t>(patternLength)), static_cast<size_t>(from));
         return at == std::u16string_view::npos ? -1 : static_cast<int>(at);
     }
     int lastStart = length - patternLength;
@@ -59,8 +58,7 @@ int XString::FindChar(char16_t character, int start) const {
 
 int XString::FindLast(const char16_t* pattern, bool ignoreCase) const {
     int last = 0;
-    for (int at = Find(pattern, 1, ignoreCase); at != 0; at = Find(pattern, at + 1, ignoreCase))
-        last = at;
+    for (int at = Find(pattern, 1, ignoreCase); at != 0; at = Find(pattern, at + 1, ignoreCase)) last = at;
     return last;
 }
 
@@ -95,8 +93,7 @@ XString XString::Right(int count) const {
 
 XString XString::From(int position) const { return Mid(position, used - 1); }
 
-bool XString::SplitAt(const char16_t* separator, XString& left, XString& right, int start,
-                      bool ignoreCase) const {
+bool XString::SplitAt(const char16_t* separator, XString& left, XString& right, int start, bool ignoreCase) const {
     // Built in temporaries first, since left or right may be this string.
     int at = Find(separator, start, ignoreCase);
     if (at == 0) {
@@ -166,8 +163,7 @@ void XString::InsertChar(char16_t character, int position) {
     if (position == Last) position = used;
     if (position < 1 || position > used) return;
     Reserve(used + 1, 32);
-    memmove(text + position, text + position - 1,
-            static_cast<size_t>(used - position + 1) * sizeof(char16_t));
+    memmove(text + position, text + position - 1, static_cast<size_t>(used - position + 1) * sizeof(char16_t));
     text[position - 1] = character;
     ++used;
 }
@@ -195,8 +191,7 @@ char16_t XString::RemoveAt(int position) {
     if (position == Last) position = used - 1;
     if (position < 1 || position >= used) return 0;
     char16_t removed = text[position - 1];
-    memmove(text + position - 1, text + position,
-            static_cast<size_t>(used - position) * sizeof(char16_t));
+    memmove(text + position - 1, text + position, static_cast<size_t>(used - position) * sizeof(char16_t));
     --used;
     return removed;
 }

@@ -21,9 +21,7 @@ XString& XString::Format(const char16_t* format, ...) {
     return *this;
 }
 
-XString& XString::FormatV(const char16_t* format, va_list arguments) {
-    return FormatOwnV(format, arguments);
-}
+XString& XString::FormatV(const char16_t* format, va_list arguments) { return FormatOwnV(format, arguments); }
 
 XString& XString::FormatOwn(const char16_t* format, ...) {
     va_list arguments;

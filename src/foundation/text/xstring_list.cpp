@@ -121,8 +121,7 @@ bool XStringList::Equal(const XStringList& other) const {
     for (int64_t i = 0; i < Count(); ++i) {
         const XString* a = Item(i);
         const XString* b = other.Item(i);
-        if (a->Length() != b->Length() || XString::Compare(a->Text(), b->Text()) != 0)
-            return false;
+        if (a->Length() != b->Length() || XString::Compare(a->Text(), b->Text()) != 0) return false;
     }
     return true;
 }
@@ -170,7 +169,6 @@ void XStringList::Sort(bool ignoreCase) {
 
 void XStringList::SortNatural() {
     if (Count() < 2) return;
-    QuickSort(items.Data(), 0, Count() - 1, [](const XString* a, const XString* b) {
-        return XNaturalCompare(a->Text(), b->Text()) < 0;
-    });
+    QuickSort(items.Data(), 0, Count() - 1,
+              [](const XString* a, const XString* b) { return XNaturalCompare(a->Text(), b->Text()) < 0; });
 }

@@ -23,9 +23,7 @@ public:
     XString& operator[](int64_t index) { return *Item(index); }
     const XString& operator[](int64_t index) const { return *Item(index); }
     XString* Item(int64_t index) { return reinterpret_cast<XString*>(items.Get(index)); }
-    const XString* Item(int64_t index) const {
-        return reinterpret_cast<const XString*>(items.Get(index));
-    }
+    const XString* Item(int64_t index) const { return reinterpret_cast<const XString*>(items.Get(index)); }
 
     XString* Add(const char16_t* text, uint64_t tag = 0);
     XString* Add(const XString& text, uint64_t tag = 0);
@@ -55,9 +53,13 @@ public:
         explicit Iterator(const uint64_t* p) : at(p) {}
         XString& operator*() const { return *reinterpret_cast<XString*>(*at); }
         XString* operator->() const { return reinterpret_cast<XString*>(*at); }
-        Iterator& operator++() { ++at; return *this; }
+        Iterator& operator++() {
+            ++at;
+            return *this;
+        }
         bool operator==(const Iterator& o) const { return at == o.at; }
         bool operator!=(const Iterator& o) const { return at != o.at; }
+
     private:
         const uint64_t* at;
     };
@@ -103,7 +105,7 @@ void XSplitArguments(XStringList& list, const char16_t* text);
 size_t XPackMultiString(const XStringList& list, std::vector<uint8_t>& buffer, int mode);
 // Reads such a block of `size` bytes back; see XPackMultiString for the modes. A separator
 // other than 0 is read as a NUL; skipEmpty walks over NULs to the end of the block.
-void XUnpackMultiString(XStringList& list, const void* data, size_t size, int mode,
-                        char16_t separator = 0, bool skipEmpty = false);
-void XUnpackMultiString(XHashedStringList& list, const void* data, size_t size, int mode,
-                        char16_t separator = 0, bool skipEmpty = false);
+void XUnpackMultiString(XStringList& list, const void* data, size_t size, int mode, char16_t separator = 0,
+                        bool skipEmpty = false);
+void XUnpackMultiString(XHashedStringList& list, const void* data, size_t size, int mode, char16_t separator = 0,
+                        bool skipEmpty = false);

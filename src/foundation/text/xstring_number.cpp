@@ -159,8 +159,7 @@ bool XString::ToBool() const {
 
 uint64_t XString::ToHexValue() const {
     uint64_t value = 0;
-    for (const char16_t* p = text; HexValue(*p) >= 0; ++p)
-        value = (value << 4) | static_cast<uint64_t>(HexValue(*p));
+    for (const char16_t* p = text; HexValue(*p) >= 0; ++p) value = (value << 4) | static_cast<uint64_t>(HexValue(*p));
     return value;
 }
 

@@ -32,7 +32,6 @@ void Put32(uint8_t* p, uint32_t v) {
 
 }  // namespace
 
-
 XWaveFormat::XWaveFormat() {
     const XWaveFormatEx zero{};
     Set(&zero);
@@ -166,12 +165,12 @@ const uint8_t* XWaveFormat::ExtraData() const {
 bool XWaveFormat::IsValidPcm() const {
     const uint16_t bits = format->wBitsPerSample;
     switch (GetTag()) {
-    case XWaveTag::Pcm:
-        return bits == 8 || bits == 16 || bits == 24 || bits == 32;
-    case XWaveTag::Float:
-        return bits == 32 || bits == 64;
-    default:
-        return true;
+        case XWaveTag::Pcm:
+            return bits == 8 || bits == 16 || bits == 24 || bits == 32;
+        case XWaveTag::Float:
+            return bits == 32 || bits == 64;
+        default:
+            return true;
     }
 }
 
@@ -237,14 +236,16 @@ bool XWaveFormat::SameFormat(const XWaveFormat& a, const XWaveFormat& b) {
         if (!flat.Flatten()) return false;
         return aIsExt ? SameFormat(flat, b) : SameFormat(a, flat);
     }
-    if (ra.nChannels != rb.nChannels || ra.wBitsPerSample != rb.wBitsPerSample || ra.nSamplesPerSec != rb.nSamplesPerSec)
+    if (ra.nChannels != rb.nChannels || ra.wBitsPerSample != rb.wBitsPerSample ||
+        ra.nSamplesPerSec != rb.nSamplesPerSec)
         return false;
     // Only an extensible record of 40 extra bytes or more reaches the sub-format test; the
     // usual 22 doesn't, and two such records of different sub-formats count as the same.
     if (ra.wFormatTag == XWaveTag::Extensible && ra.cbSize >= 40 && rb.cbSize >= 40) {
         const auto* ea = reinterpret_cast<const XWaveFormatExtensible*>(a.format);
         const auto* eb = reinterpret_cast<const XWaveFormatExtensible*>(b.format);
-        if (std::memcmp(&ea->SubFormat, &eb->SubFormat, sizeof(XWaveGuid)) != 0 || ea->wValidBitsPerSample != eb->wValidBitsPerSample)
+        if (std::memcmp(&ea->SubFormat, &eb->SubFormat, sizeof(XWaveGuid)) != 0 ||
+            ea->wValidBitsPerSample != eb->wValidBitsPerSample)
             return false;
     }
     return true;

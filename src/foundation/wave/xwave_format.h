@@ -13,7 +13,7 @@ class XFile;
 
 // The records are the plug-in contract's own: what the host keeps is what plug-ins read.
 using XWaveGuid = TvGuid;
-using XWaveFormatEx = TvWaveFormatEx;            // the plain record, 18 bytes
+using XWaveFormatEx = TvWaveFormatEx;                  // the plain record, 18 bytes
 using XWaveFormatExtensible = TvWaveFormatExtensible;  // the extensible record, 40 bytes
 
 namespace XWaveTag {

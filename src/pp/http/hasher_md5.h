@@ -10,22 +10,22 @@
 namespace PP {
 
 class hasherMD5 : public streamOut {
- public:
-  hasherMD5();
-  hasherMD5(const hasherMD5&) = delete;
-  hasherMD5& operator=(const hasherMD5&) = delete;
-  ~hasherMD5() override;
+public:
+    hasherMD5();
+    hasherMD5(const hasherMD5&) = delete;
+    hasherMD5& operator=(const hasherMD5&) = delete;
+    ~hasherMD5() override;
 
-  void write(const void* buffer, size_t length) override;
-  // The digest as 32 lower-case hexadecimal digits.
-  std::string finish();
-  void reset();
-  // finish, then reset.
-  std::string digestText();
+    void write(const void* buffer, size_t length) override;
+    // The digest as 32 lower-case hexadecimal digits.
+    std::string finish();
+    void reset();
+    // finish, then reset.
+    std::string digestText();
 
- private:
-  struct state;
-  std::unique_ptr<state> m_state;
+private:
+    struct state;
+    std::unique_ptr<state> m_state;
 };
 
 // The MD5 of a text as 32 lower-case hexadecimal digits.

@@ -11,22 +11,22 @@
 namespace PP {
 
 class replyBuffer : public streamIn {
- public:
-  static constexpr size_t capacity = 65536;
+public:
+    static constexpr size_t capacity = 65536;
 
-  explicit replyBuffer(streamIn& lower) : m_lower(lower) {}
-  size_t read(void* buffer, size_t length) override;
-  size_t readSome(void* buffer, size_t length) override;
-  // Bytes received and not handed out yet.
-  size_t held() const { return m_end - m_begin; }
-  // Forgets what is held: the connection it came from is gone.
-  void clear() { m_begin = m_end = 0; }
+    explicit replyBuffer(streamIn& lower) : m_lower(lower) {}
+    size_t read(void* buffer, size_t length) override;
+    size_t readSome(void* buffer, size_t length) override;
+    // Bytes received and not handed out yet.
+    size_t held() const { return m_end - m_begin; }
+    // Forgets what is held: the connection it came from is gone.
+    void clear() { m_begin = m_end = 0; }
 
- private:
-  streamIn& m_lower;
-  std::vector<uint8_t> m_data;
-  size_t m_begin = 0;
-  size_t m_end = 0;
+private:
+    streamIn& m_lower;
+    std::vector<uint8_t> m_data;
+    size_t m_begin = 0;
+    size_t m_end = 0;
 };
 
 }  // namespace PP

@@ -10,31 +10,30 @@
 namespace PP {
 
 struct addressRecord {
-  int flags = 0;
-  int family = 0;  // 2 IPv4, 23 IPv6
-  int socketType = 0;
-  int protocol = 0;
-  std::vector<uint8_t> raw;  // the system's socket address
-  std::string canonicalName;
+    int flags = 0;
+    int family = 0;  // 2 IPv4, 23 IPv6
+    int socketType = 0;
+    int protocol = 0;
+    std::vector<uint8_t> raw;  // the system's socket address
+    std::string canonicalName;
 };
 using addressList = std::vector<addressRecord>;
 
 constexpr int familyIPv4 = 2;
 constexpr int familyIPv6 = 23;
 
-// checkAbort, then the look-up (an IPv6 literal may stand in brackets), which the thread's aborter can cut short. A passing failure is
-// tried again while `timeoutSeconds` (the socket's) allows: 0 gives up at once with
+// checkAbort, then the look-up (an IPv6 literal may stand in brackets), which the thread's aborter can cut short. A
+// passing failure is tried again while `timeoutSeconds` (the socket's) allows: 0 gives up at once with
 // network_error_timeout; above 0 the time since the first failure is held against it; below 0
 // retries go on until they succeed or an abort. Other failures and an empty result are
 // network_error. Entries are appended to `out`.
-void resolveAddress(addressList& out, const std::string& host, const std::string& service,
-                    int flags, int family, int socketType, int protocol,
-                    double timeoutSeconds = -1.0);
+void resolveAddress(addressList& out, const std::string& host, const std::string& service, int flags, int family,
+                    int socketType, int protocol, double timeoutSeconds = -1.0);
 
 // The look-up behind resolveAddress, the system's unless replaced: a test stands in a slow
 // one to show that an abort does not wait for it. Null restores the system's.
-using nameLookupFn = uint32_t (*)(const char* host, const char* service, int flags, int family,
-                                  int socketType, int protocol, std::vector<XResolvedAddress>& out);
+using nameLookupFn = uint32_t (*)(const char* host, const char* service, int flags, int family, int socketType,
+                                  int protocol, std::vector<XResolvedAddress>& out);
 void setNameLookup(nameLookupFn lookup);
 
 // Numeric host text and ":port" when the port is not 0; "invalid address, N bytes" for a raw

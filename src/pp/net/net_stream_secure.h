@@ -35,22 +35,22 @@ constexpr uint32_t certNameMismatch = 0x800B010F;
 // Where a server's certificate and key come from, and which CAs a server trusts for client
 // certificates. Files in PEM.
 struct secureIdentity {
-  std::string certificateFile;
-  std::string keyFile;
-  // Non-empty on a server: a client certificate signed by these is demanded.
-  std::string clientCaFile;
+    std::string certificateFile;
+    std::string keyFile;
+    // Non-empty on a server: a client certificate signed by these is demanded.
+    std::string clientCaFile;
 };
 
 class secureNetStreamProvider {
- public:
-  virtual ~secureNetStreamProvider() = default;
-  // A TLS stream that owns a fresh netStream; connect starts the hand-shake.
-  virtual std::shared_ptr<netStreamBase> createSecure(uint32_t flags) = 0;
-  virtual std::shared_ptr<netStreamBase> createPlain() { return std::make_shared<netStream>(); }
-  // TLS over an open stream; the hand-shake runs before this returns. `host` is the name
-  // sent and checked (empty on a server).
-  virtual std::shared_ptr<netStreamBase> wrapSecure(std::shared_ptr<netStreamBase> lower,
-                                                    const std::string& host, uint32_t flags) = 0;
+public:
+    virtual ~secureNetStreamProvider() = default;
+    // A TLS stream that owns a fresh netStream; connect starts the hand-shake.
+    virtual std::shared_ptr<netStreamBase> createSecure(uint32_t flags) = 0;
+    virtual std::shared_ptr<netStreamBase> createPlain() { return std::make_shared<netStream>(); }
+    // TLS over an open stream; the hand-shake runs before this returns. `host` is the name
+    // sent and checked (empty on a server).
+    virtual std::shared_ptr<netStreamBase> wrapSecure(std::shared_ptr<netStreamBase> lower, const std::string& host,
+                                                      uint32_t flags) = 0;
 };
 
 // The process's provider on OpenSSL. Clients trust the system store (SSL_CERT_FILE and
@@ -60,58 +60,58 @@ void setServerIdentity(const secureIdentity& identity);
 
 // Asked for the flags of a secure stream to a host.
 class securePolicy {
- public:
-  virtual ~securePolicy() = default;
-  virtual uint32_t flagsFor(const std::string& host) = 0;
+public:
+    virtual ~securePolicy() = default;
+    virtual uint32_t flagsFor(const std::string& host) = 0;
 };
 
 class netStreamSecure : public netStreamBase {
- public:
-  netStreamSecure() = default;
-  netStreamSecure(const netStreamSecure&) = delete;
-  netStreamSecure& operator=(const netStreamSecure&) = delete;
-  ~netStreamSecure() override;
+public:
+    netStreamSecure() = default;
+    netStreamSecure(const netStreamSecure&) = delete;
+    netStreamSecure& operator=(const netStreamSecure&) = delete;
+    ~netStreamSecure() override;
 
-  size_t read(void* buffer, size_t length) override;
-  size_t readSome(void* buffer, size_t length) override;
-  size_t readAvailable(void* buffer, size_t length) override;
-  void waitReadable() override;
-  bool isReadable() override;
-  void write(const void* buffer, size_t length) override;
-  size_t writeSome(const void* buffer, size_t length) override;
-  void waitWritable() override;
-  bool isWritable() override;
+    size_t read(void* buffer, size_t length) override;
+    size_t readSome(void* buffer, size_t length) override;
+    size_t readAvailable(void* buffer, size_t length) override;
+    void waitReadable() override;
+    bool isReadable() override;
+    void write(const void* buffer, size_t length) override;
+    size_t writeSome(const void* buffer, size_t length) override;
+    void waitWritable() override;
+    bool isWritable() override;
 
-  void connect(const std::string& host, const std::string& service, uint32_t flags) override;
-  const socketRecord* socket() const override;
-  socketRecord* socket() override;
-  size_t sendAll(const void* buffer, size_t length) override;
-  void setTimeout(double seconds) override;
-  bool isOpen() override;
-  void close() override;
-  void shutdown(int how) override;
-  void addListener(std::shared_ptr<netStreamListener> listener) override;
-  void checkAlive() override;
+    void connect(const std::string& host, const std::string& service, uint32_t flags) override;
+    const socketRecord* socket() const override;
+    socketRecord* socket() override;
+    size_t sendAll(const void* buffer, size_t length) override;
+    void setTimeout(double seconds) override;
+    bool isOpen() override;
+    void close() override;
+    void shutdown(int how) override;
+    void addListener(std::shared_ptr<netStreamListener> listener) override;
+    void checkAlive() override;
 
-  // TLS on top of the open plain stream.
-  void secureAfterConnect(const std::string& host);
+    // TLS on top of the open plain stream.
+    void secureAfterConnect(const std::string& host);
 
-  void setPolicy(std::shared_ptr<securePolicy> policy) { m_policy = std::move(policy); }
-  void setProxyUrl(std::string url) { m_proxyUrl = std::move(url); }
-  const std::string& proxyUrl() const { return m_proxyUrl; }
-  uint8_t connectFlags() const { return m_connectFlags; }
-  bool isSecure() const { return m_secure; }
+    void setPolicy(std::shared_ptr<securePolicy> policy) { m_policy = std::move(policy); }
+    void setProxyUrl(std::string url) { m_proxyUrl = std::move(url); }
+    const std::string& proxyUrl() const { return m_proxyUrl; }
+    uint8_t connectFlags() const { return m_connectFlags; }
+    bool isSecure() const { return m_secure; }
 
- private:
-  netStreamBase& mustHave();
+private:
+    netStreamBase& mustHave();
 
-  std::shared_ptr<netStreamBase> m_inner;
-  uint8_t m_connectFlags = 0;
-  std::vector<std::shared_ptr<netStreamListener>> m_listeners;
-  double m_timeout = -1.0;
-  std::shared_ptr<securePolicy> m_policy;
-  std::string m_proxyUrl;
-  bool m_secure = false;
+    std::shared_ptr<netStreamBase> m_inner;
+    uint8_t m_connectFlags = 0;
+    std::vector<std::shared_ptr<netStreamListener>> m_listeners;
+    double m_timeout = -1.0;
+    std::shared_ptr<securePolicy> m_policy;
+    std::string m_proxyUrl;
+    bool m_secure = false;
 };
 
 }  // namespace PP

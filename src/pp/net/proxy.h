@@ -29,7 +29,6 @@ std::vector<std::string> readProxyReplyHead(streamIn& s);
 // 200 gives the open tunnel; a 407 is answered once when the proxy URL has a user; any other
 // status is httpRequest::error with its text.
 std::shared_ptr<netStreamBase> connectViaProxy(const std::string& proxyUrl, const std::string& host,
-                                               const std::string& port, uint32_t flags,
-                                               double timeoutSeconds = -1.0);
+                                               const std::string& port, uint32_t flags, double timeoutSeconds = -1.0);
 
 }  // namespace PP

@@ -8,12 +8,12 @@
 namespace PP {
 
 struct parsedUrl {
-  std::string scheme;  // lower case
-  std::string user;
-  std::string password;
-  std::string host;
-  std::string port;  // as written; the scheme's default when the URL names none
-  std::string path;  // with the query; "/" at least
+    std::string scheme;  // lower case
+    std::string user;
+    std::string password;
+    std::string host;
+    std::string port;  // as written; the scheme's default when the URL names none
+    std::string path;  // with the query; "/" at least
 };
 
 // The default port of a scheme (case-insensitive): http 80, https 443, ftp and ftpes 21,
@@ -40,11 +40,11 @@ bool sameInAll(const parsedUrl& a, const parsedUrl& b);
 
 // The simple split for front ends: http and https only.
 struct httpUrlParts {
-  std::string host;
-  std::string port;  // "80" or "443" when the URL names none
-  std::string path;
-  std::string userInfo;
-  bool secure = false;
+    std::string host;
+    std::string port;  // "80" or "443" when the URL names none
+    std::string path;
+    std::string userInfo;
+    bool secure = false;
 };
 bool parseHttpUrl(std::string_view text, httpUrlParts& out);
 // An http URL without user information that parseHttpUrl takes.

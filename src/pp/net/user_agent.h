@@ -11,9 +11,7 @@ std::string defaultUserAgent();
 
 // For a static initialiser: `static PP::userAgentProduct p("Name/1.0", 10.0);`
 struct userAgentProduct {
-  userAgentProduct(std::string text, double orderKey) {
-    registerUserAgentProduct(std::move(text), orderKey);
-  }
+    userAgentProduct(std::string text, double orderKey) { registerUserAgentProduct(std::move(text), orderKey); }
 };
 
 }  // namespace PP

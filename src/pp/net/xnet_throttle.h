@@ -4,13 +4,13 @@
 #include <cstdint>
 
 class XNetThrottle {
- public:
-  virtual ~XNetThrottle() = default;
-  virtual void NoteBytes(uint64_t count) { (void)count; }
-  virtual bool ShouldContinue(uint32_t waitHintMs) {
-    (void)waitHintMs;
-    return true;
-  }
-  // 0 does not sleep at all.
-  virtual void Wait(uint32_t milliseconds);
+public:
+    virtual ~XNetThrottle() = default;
+    virtual void NoteBytes(uint64_t count) { (void)count; }
+    virtual bool ShouldContinue(uint32_t waitHintMs) {
+        (void)waitHintMs;
+        return true;
+    }
+    // 0 does not sleep at all.
+    virtual void Wait(uint32_t milliseconds);
 };

@@ -54,7 +54,8 @@ enum class Path { NoAudio, FailBeforeAudio, FailInTheMiddle };
 
 // Begin, then blocks of a tone (the failure marked after two of them when asked), then End.
 // Returns the result of End, or -2 when Begin failed and -3 when a block failed.
-int32_t RunEncoder(const Encoder& e, Path path, const std::string& out, uint32_t& writeTags, const PluginLogHandles& logs) {
+int32_t RunEncoder(const Encoder& e, Path path, const std::string& out, uint32_t& writeTags,
+                   const PluginLogHandles& logs) {
     clTvEncoder enc;
     if (!enc.LoadFile(Plugin(e.plugin)) || !enc.Create(&logs)) return -1;
     OpenFileRecord rec = Stereo16(path == Path::NoAudio ? 0 : 44100);
@@ -117,7 +118,8 @@ TEST(EncoderEnd, EveryEncoderEndsEveryPathCleanly) {
 
 TEST(EncoderEnd, AFullDiskLeavesNothingBehind) {
     // A file size limit of 0 stands in for a full disk: every write of the encoders fails.
-    struct sigaction ignore {}, before {};
+    struct sigaction ignore {
+    }, before{};
     ignore.sa_handler = SIG_IGN;
     sigaction(SIGXFSZ, &ignore, &before);
     rlimit old{};

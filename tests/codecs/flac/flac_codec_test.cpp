@@ -28,8 +28,8 @@ TEST(FlacCodec, WaveToFlacToWaveIsBitExact) {
     struct Shape {
         unsigned bits, channels, rate, valid = 0;
     };
-    const Shape shapes[] = {{16, 1, 44100}, {16, 2, 44100}, {16, 6, 48000}, {16, 8, 48000},
-                            {24, 1, 96000}, {24, 2, 48000}, {24, 6, 44100}, {24, 8, 48000},
+    const Shape shapes[] = {{16, 1, 44100}, {16, 2, 44100}, {16, 6, 48000},     {16, 8, 48000},
+                            {24, 1, 96000}, {24, 2, 48000}, {24, 6, 44100},     {24, 8, 48000},
                             {8, 2, 22050},  {32, 2, 48000}, {24, 2, 44100, 20}, {16, 1, 8000, 12}};
     for (const Shape& s : shapes) {
         const unsigned valid = s.valid ? s.valid : s.bits;
@@ -37,7 +37,8 @@ TEST(FlacCodec, WaveToFlacToWaveIsBitExact) {
         SCOPED_TRACE(name);
         const unsigned frames = s.rate / 4 + 777;  // not a multiple of any block size
         const Bytes pcm = Signal(s.bits, s.channels, s.rate, frames, valid);
-        const std::string wav = TempPath(name + ".wav"), flac = TempPath(name + ".flac"), back = TempPath(name + "_back.wav");
+        const std::string wav = TempPath(name + ".wav"), flac = TempPath(name + ".flac"),
+                          back = TempPath(name + "_back.wav");
         WriteFile(wav, Wave(pcm, s.bits, s.channels, s.rate, valid));
 
         clTvDecoder wavDec;

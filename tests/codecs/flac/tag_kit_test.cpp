@@ -121,7 +121,8 @@ std::vector<tvkit::TagItem> SampleTags() {
 void ExpectContains(const std::vector<tvkit::TagItem>& got, const std::vector<tvkit::TagItem>& want) {
     for (const tvkit::TagItem& w : want) {
         bool found = false;
-        for (const tvkit::TagItem& g : got) found = found || (g.name == w.name && g.value == w.value && g.data == w.data);
+        for (const tvkit::TagItem& g : got)
+            found = found || (g.name == w.name && g.value == w.value && g.data == w.data);
         EXPECT_TRUE(found) << tvkit::Utf16ToUtf8(w.name) << " = " << tvkit::Utf16ToUtf8(w.value);
     }
 }
@@ -129,12 +130,13 @@ void ExpectContains(const std::vector<tvkit::TagItem>& got, const std::vector<tv
 // The reference tool reads the FLAC fields and pictures as the tag names mean them.
 void ExpectReferenceToolAgrees(const std::string& path) {
     const std::string exported = RunCommand("metaflac --export-tags-to=- '" + path + "'");
-    for (const char* line : {"TITLE=T\xC3\xAFtle \xE2\x98\x83 one\n", "TRACKNUMBER=3\n", "TRACKTOTAL=12\n", "DISCNUMBER=1\n",
-                             "DISCTOTAL=2\n", "DATE=2024\n", "ALBUMARTIST=Various\n", "REPLAYGAIN_TRACK_GAIN=-6.20 dB\n",
-                             "MOOD=Calm\n"})
+    for (const char* line :
+         {"TITLE=T\xC3\xAFtle \xE2\x98\x83 one\n", "TRACKNUMBER=3\n", "TRACKTOTAL=12\n", "DISCNUMBER=1\n",
+          "DISCTOTAL=2\n", "DATE=2024\n", "ALBUMARTIST=Various\n", "REPLAYGAIN_TRACK_GAIN=-6.20 dB\n", "MOOD=Calm\n"})
         EXPECT_NE(std::string::npos, exported.find(line)) << line << "in:\n" << exported;
     const std::string pictures = RunCommand("metaflac --list --block-type=PICTURE '" + path + "'");
-    for (const char* line : {"type: 3 (Cover (front))", "type: 4 (Cover (back))", "MIME type: image/jpeg", "description: cover"})
+    for (const char* line :
+         {"type: 3 (Cover (front))", "type: 4 (Cover (back))", "MIME type: image/jpeg", "description: cover"})
         EXPECT_NE(std::string::npos, pictures.find(line)) << line << " in:\n" << pictures;
 }
 

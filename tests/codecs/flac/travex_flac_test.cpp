@@ -20,7 +20,7 @@ TEST(FlacTravex, ConversionsKeepSamplesTagsAndCover) {
     WriteFile(wav, Wave(pcm, 24, 2, 48000));
     std::filesystem::remove(flac);
     ASSERT_TRUE(Travex("-infile='" + wav + "' -outfile='" + flac + "' -convert_to=flac -8 " +
-                        "'-tag=Title=Over the top' -tag=Artist=Someone -tag=Track=4/10"));
+                       "'-tag=Title=Over the top' -tag=Artist=Someone -tag=Track=4/10"));
     const std::u16string flacWide = XString(flac.c_str(), true).Text();
     std::vector<tvkit::TagItem> tags;
     std::u16string error;
@@ -37,7 +37,8 @@ TEST(FlacTravex, ConversionsKeepSamplesTagsAndCover) {
     ASSERT_TRUE(tvtags::ReadFileTags(XString(again.c_str(), true).Text(), copied, error));
     EXPECT_EQ(u"Someone", tvkit::FindTag(copied, u"Artist"));
     bool cover = false;
-    for (const tvkit::TagItem& item : copied) cover = cover || (item.name == tags.back().name && item.data == tags.back().data);
+    for (const tvkit::TagItem& item : copied)
+        cover = cover || (item.name == tags.back().name && item.data == tags.back().data);
     EXPECT_TRUE(cover);
 
     ASSERT_TRUE(Travex("-infile='" + again + "' -outfile='" + back + "' -convert_to=wave"));
@@ -50,12 +51,15 @@ TEST(FlacTravex, FloatWaveMadeFrom24BitComesBackBitForBit) {
     std::filesystem::remove_all(dir);
     std::filesystem::create_directories(dir);
     const std::string sh = "cd '" + dir + "' && ";
-    ASSERT_EQ(0, std::system((sh + "sox -n -r 48000 -c 2 -b 24 s24.wav synth 2 sine 300-3000 synth 2 pinknoise mix gain -3 && "
-                                   "sox s24.wav -e floating-point -b 32 f32.wav")
-                                 .c_str()));
+    ASSERT_EQ(0, std::system(
+                     (sh + "sox -n -r 48000 -c 2 -b 24 s24.wav synth 2 sine 300-3000 synth 2 pinknoise mix gain -3 && "
+                           "sox s24.wav -e floating-point -b 32 f32.wav")
+                         .c_str()));
     ASSERT_TRUE(Travex("-infile='" + dir + "/f32.wav' -outfile='" + dir + "/f.flac' -convert_to=flac"));
     ASSERT_TRUE(Travex("-infile='" + dir + "/f.flac' -outfile='" + dir + "/back.wav' -convert_to=wave"));
-    ASSERT_EQ(0, std::system((sh + "sox f32.wav -t raw f32.raw && sox back.wav -e floating-point -b 32 -t raw back.raw").c_str()));
+    ASSERT_EQ(0,
+              std::system(
+                  (sh + "sox f32.wav -t raw f32.raw && sox back.wav -e floating-point -b 32 -t raw back.raw").c_str()));
     const Bytes want = ReadFile(dir + "/f32.raw");
     ASSERT_EQ(2u * 48000 * 2 * 4, want.size());
     EXPECT_TRUE(want == ReadFile(dir + "/back.raw"));

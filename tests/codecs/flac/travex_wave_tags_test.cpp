@@ -18,11 +18,16 @@ bool TravexRun(const std::string& args) {
 }
 
 const std::u16string kCoverName = u"_albumart_1_Front Album Cover";
-const Bytes kCover = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A, 0, 0, 0, 0, 'I', 'E', 'N', 'D', 0xAE, 0x42, 0x60, 0x82};
+const Bytes kCover = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A, 0,    0,
+                      0,    0,   'I', 'E', 'N',  'D',  0xAE, 0x42, 0x60, 0x82};
 
 std::vector<tvkit::TagItem> SourceTags() {
-    return {{u"Title", u"N\u00e4chtlich", {}}, {u"Artist", u"Someone Else", {}}, {u"Album", u"Far", {}},
-            {u"Track", u"5/9", {}},          {u"Year", u"2023", {}},           {u"Genre", u"Folk", {}},
+    return {{u"Title", u"N\u00e4chtlich", {}},
+            {u"Artist", u"Someone Else", {}},
+            {u"Album", u"Far", {}},
+            {u"Track", u"5/9", {}},
+            {u"Year", u"2023", {}},
+            {u"Genre", u"Folk", {}},
             {kCoverName, u"", kCover}};
 }
 
@@ -62,10 +67,12 @@ TEST(WaveTravex, FlacToWaveAndBackKeepTagsAndCover) {
         // An outside reader sees the same tags and the cover as an attached picture.
         const std::string probe = RunCommand(
             "ffprobe -v error -show_entries format_tags:stream=codec_type:stream_disposition=attached_pic "
-            "-of compact '" + wav + "'");
-        for (const char* want : {"tag:title=N\xc3\xa4" "chtlich", "tag:artist=Someone Else", "tag:album=Far",
-                                 "tag:track=5/9", "tag:date=2023", "tag:genre=Folk",
-                                 "codec_type=video|disposition:attached_pic=1"}) {
+            "-of compact '" +
+            wav + "'");
+        for (const char* want : {"tag:title=N\xc3\xa4"
+                                 "chtlich",
+                                 "tag:artist=Someone Else", "tag:album=Far", "tag:track=5/9", "tag:date=2023",
+                                 "tag:genre=Folk", "codec_type=video|disposition:attached_pic=1"}) {
             EXPECT_NE(probe.find(want), std::string::npos) << want << "\n" << probe;
         }
     }
@@ -74,7 +81,8 @@ TEST(WaveTravex, FlacToWaveAndBackKeepTagsAndCover) {
     {
         SCOPED_TRACE("WAV -> FLAC");
         std::vector<tvkit::TagItem> tags;
-        ASSERT_TRUE(tvtags::ReadFileTags(XString(again.c_str(), true).Text(), tags, error)) << tvkit::Utf16ToUtf8(error);
+        ASSERT_TRUE(tvtags::ReadFileTags(XString(again.c_str(), true).Text(), tags, error))
+            << tvkit::Utf16ToUtf8(error);
         ExpectSourceTags(tags);
         clTvDecoder dec;
         EXPECT_EQ(pcm, DecodeAll(dec, "decoder/flac.so", again, {0, 0, 0}).audio);

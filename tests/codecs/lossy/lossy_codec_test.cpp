@@ -30,7 +30,8 @@ Trip RoundTrip(const char* codec, const char* ext, const std::string& name, Open
     rec.LengthBytes = int64_t(pcm.size());
     Trip t;
     t.encodeResult = EncodeAll((std::string("encoder/") + codec + ".so").c_str(), rec, pcm, out, options, kNoLogs);
-    if (t.encodeResult == 1) t.decoded = DecodeAll(dec, (std::string("decoder/") + codec + ".so").c_str(), out, kNoLogs);
+    if (t.encodeResult == 1)
+        t.decoded = DecodeAll(dec, (std::string("decoder/") + codec + ".so").c_str(), out, kNoLogs);
     return t;
 }
 
@@ -55,7 +56,8 @@ TEST(LossyCodecs, Mp3RoundTripKeepsTheSampleCountAndTheSound) {
         SCOPED_TRACE(c.name);
         const unsigned frames = c.rate + 1234;  // a second and a bit: no whole number of MP3 frames
         clTvDecoder dec;
-        const Trip t = RoundTrip("mp3", ".mp3", c.name, Record(c.bits, c.channels, c.rate, c.isFloat), frames, c.options, dec);
+        const Trip t =
+            RoundTrip("mp3", ".mp3", c.name, Record(c.bits, c.channels, c.rate, c.isFloat), frames, c.options, dec);
         ASSERT_EQ(1, t.encodeResult);
         ASSERT_TRUE(t.decoded.opened);
         ASSERT_FALSE(t.decoded.failed);
@@ -65,9 +67,11 @@ TEST(LossyCodecs, Mp3RoundTripKeepsTheSampleCountAndTheSound) {
         EXPECT_EQ(c.rate, unsigned{r.Format.Format.nSamplesPerSec});
         EXPECT_EQ(16u, unsigned{r.Format.Format.wBitsPerSample});
         const size_t tenth = size_t(c.rate) / 10 * r.Format.Format.nBlockAlign;
-        for (size_t i = 0; i + 1 < t.decoded.blockSizes.size(); ++i) EXPECT_NEAR(double(t.decoded.blockSizes[i]), double(tenth), 2.0 * c.channels);
+        for (size_t i = 0; i + 1 < t.decoded.blockSizes.size(); ++i)
+            EXPECT_NEAR(double(t.decoded.blockSizes[i]), double(tenth), 2.0 * c.channels);
         // Gapless: the decoded tone lies exactly on the source, so the difference is the codec's noise only.
-        for (unsigned ch = 0; ch < c.channels; ++ch) EXPECT_GT(ChannelSnr(t.decoded.audio, c.channels, ch, c.rate), 15.0);
+        for (unsigned ch = 0; ch < c.channels; ++ch)
+            EXPECT_GT(ChannelSnr(t.decoded.audio, c.channels, ch, c.rate), 15.0);
         const std::u16string quality = TagOf(r.InfoTags, r.InfoTagsSize, u"Audio Quality");
         EXPECT_EQ(0u, quality.find(c.quality)) << XString(quality.c_str()).ToStdUtf8();
         EXPECT_EQ(0u, TagOf(r.InfoTags, r.InfoTagsSize, u"Encoder").find(u"LAME"));
@@ -100,7 +104,8 @@ TEST(LossyCodecs, VorbisAndOpusRoundTripsKeepLengthSoundAndChannelOrder) {
         SCOPED_TRACE(c.name);
         const unsigned frames = c.rate + 777;
         clTvDecoder dec;
-        const Trip t = RoundTrip(c.codec, c.ext, c.name, Record(c.bits, c.channels, c.rate, c.isFloat), frames, c.options, dec);
+        const Trip t =
+            RoundTrip(c.codec, c.ext, c.name, Record(c.bits, c.channels, c.rate, c.isFloat), frames, c.options, dec);
         ASSERT_EQ(1, t.encodeResult);
         ASSERT_TRUE(t.decoded.opened);
         ASSERT_FALSE(t.decoded.failed);
@@ -111,7 +116,8 @@ TEST(LossyCodecs, VorbisAndOpusRoundTripsKeepLengthSoundAndChannelOrder) {
         // Each channel comes back as its own tone, in its own place (a swapped one would be far
         // below 0 dB). The LFE is coded coarsely.
         for (unsigned ch = 0; ch < c.channels; ++ch)
-            EXPECT_GT(ChannelSnr(t.decoded.audio, c.channels, ch, c.rate), c.channels >= 6 && ch == 3 ? 6.0 : 15.0) << ch;
+            EXPECT_GT(ChannelSnr(t.decoded.audio, c.channels, ch, c.rate), c.channels >= 6 && ch == 3 ? 6.0 : 15.0)
+                << ch;
         EXPECT_EQ(0u, TagOf(r.InfoTags, r.InfoTagsSize, u"Audio Quality").find(u"VBR (about "));
         EXPECT_FALSE(TagOf(r.InfoTags, r.InfoTagsSize, u"Encoder").empty());
     }
@@ -122,7 +128,8 @@ TEST(LossyCodecs, OpusResamplesOtherRatesTo48k) {
         SCOPED_TRACE(rate);
         clTvDecoder dec;
         const unsigned frames = rate + rate / 2;
-        const Trip t = RoundTrip("opus", ".opus", "opus_" + std::to_string(rate), Record(24, 2, rate), frames, u"", dec);
+        const Trip t =
+            RoundTrip("opus", ".opus", "opus_" + std::to_string(rate), Record(24, 2, rate), frames, u"", dec);
         ASSERT_EQ(1, t.encodeResult);
         ASSERT_TRUE(t.decoded.opened);
         EXPECT_EQ(48000u, unsigned{t.decoded.rec.Format.Format.nSamplesPerSec});
@@ -134,7 +141,8 @@ TEST(LossyCodecs, OpusResamplesOtherRatesTo48k) {
         const Bytes file = ReadFile(TempPath("lossy_opus_" + std::to_string(rate) + ".opus"));
         const size_t head = std::string(file.begin(), file.end()).find("OpusHead");
         ASSERT_NE(std::string::npos, head);
-        EXPECT_EQ(rate, uint32_t(file[head + 12] | file[head + 13] << 8 | file[head + 14] << 16 | file[head + 15] << 24));
+        EXPECT_EQ(rate,
+                  uint32_t(file[head + 12] | file[head + 13] << 8 | file[head + 14] << 16 | file[head + 15] << 24));
     }
 }
 
@@ -144,8 +152,13 @@ TEST(LossyCodecs, Mp3ResamplesRatesMpegCantHold) {
         const char16_t* options;
         unsigned to;
     };
-    const Case cases[] = {{96000, u"", 48000},  {88200, u"", 44100}, {192000, u"", 48000}, {64000, u"", 32000},
-                          {50000, u"", 48000},  {48000, u"--resample 44.1", 44100}, {96000, u"-resample=\"22.05\"", 22050}};
+    const Case cases[] = {{96000, u"", 48000},
+                          {88200, u"", 44100},
+                          {192000, u"", 48000},
+                          {64000, u"", 32000},
+                          {50000, u"", 48000},
+                          {48000, u"--resample 44.1", 44100},
+                          {96000, u"-resample=\"22.05\"", 22050}};
     for (const Case& c : cases) {
         SCOPED_TRACE(std::to_string(c.from) + " -> " + std::to_string(c.to));
         OpenFileRecord rec = Record(24, 2, c.from);
@@ -182,7 +195,8 @@ TEST(LossyCodecs, DecodersGiveFloatWhenAskedForHighestQuality) {
         EXPECT_EQ(16, t.decoded.rec.Format.Format.wBitsPerSample);
         const std::string path = TempPath(std::string("lossy_hq_") + codec + ".hq");
         clTvDecoder dec;
-        const Decoded hq = DecodeAll(dec, (std::string("decoder/") + codec + ".so").c_str(), path, kNoLogs, u"Highest Quality");
+        const Decoded hq =
+            DecodeAll(dec, (std::string("decoder/") + codec + ".so").c_str(), path, kNoLogs, u"Highest Quality");
         ASSERT_TRUE(hq.opened);
         const TvWaveFormatExtensible& f = hq.rec.Format;
         EXPECT_EQ(32, f.Format.wBitsPerSample);
@@ -206,7 +220,8 @@ TEST(LossyCodecs, PropertiesAndRefusals) {
         const char* plugin;
         const char16_t* ext;
     };
-    for (const Enc& e : {Enc{"encoder/mp3.so", u".mp3"}, Enc{"encoder/vorbis.so", u".ogg"}, Enc{"encoder/opus.so", u".opus"}}) {
+    for (const Enc& e :
+         {Enc{"encoder/mp3.so", u".mp3"}, Enc{"encoder/vorbis.so", u".ogg"}, Enc{"encoder/opus.so", u".opus"}}) {
         clTvEncoder enc;
         ASSERT_TRUE(enc.LoadFile(Plugin(e.plugin)));
         ASSERT_TRUE(enc.Create(&kNoLogs));

@@ -42,7 +42,8 @@ inline double ToneValue(unsigned c, unsigned i, unsigned rate) {
 
 inline Bytes Tone(const OpenFileRecord& rec, unsigned frames) {
     const TvWaveFormatEx& f = rec.Format.Format;
-    const bool isFloat = f.wFormatTag == TV_WAVE_FORMAT_EXTENSIBLE && rec.Format.SubFormat.Data1 == TV_WAVE_FORMAT_IEEE_FLOAT;
+    const bool isFloat =
+        f.wFormatTag == TV_WAVE_FORMAT_EXTENSIBLE && rec.Format.SubFormat.Data1 == TV_WAVE_FORMAT_IEEE_FLOAT;
     Bytes out;
     for (unsigned i = 0; i < frames; ++i) {
         for (unsigned c = 0; c < f.nChannels; ++c) {

@@ -21,10 +21,11 @@ protected:
     // travex in the folder with a settings store of its own; its exit status, and its
     // standard error (UTF-16) as ASCII in err.
     int Travex(const std::string& args, std::string* err = nullptr) {
-        const tvtest::RunResult r = tvtest::RunIn(dir.path, "export TONVALE_CONFIG_HOME=\"$PWD\" HOME=\"$PWD\" "
-                                                            "XDG_RUNTIME_DIR=\"$PWD\" TONVALE_DEBUG= && " +
-                                                                tvtest::ShellQuote(tvtest::ToolPath("travex")) + " " + args +
-                                                                " -silent");
+        const tvtest::RunResult r =
+            tvtest::RunIn(dir.path,
+                          "export TONVALE_CONFIG_HOME=\"$PWD\" HOME=\"$PWD\" "
+                          "XDG_RUNTIME_DIR=\"$PWD\" TONVALE_DEBUG= && " +
+                              tvtest::ShellQuote(tvtest::ToolPath("travex")) + " " + args + " -silent");
         if (err) {
             err->clear();
             for (char c : tvtest::AsciiOfUtf16(r.err))
@@ -81,7 +82,8 @@ TEST_F(LossyTravex, EightChannelsToMp3AreRefusedBeforeAnyOutput) {
 }
 
 TEST_F(LossyTravex, HighRateFlacToMp3Becomes48kOfTheSameLength) {
-    ASSERT_EQ(0, std::system(("cd " + tvtest::ShellQuote(dir.Str()) + " && sox -n -r 96000 -c 2 -b 24 hi.flac synth 2.5 sine 300-4000 gain -6")
+    ASSERT_EQ(0, std::system(("cd " + tvtest::ShellQuote(dir.Str()) +
+                              " && sox -n -r 96000 -c 2 -b 24 hi.flac synth 2.5 sine 300-4000 gain -6")
                                  .c_str()));
     ASSERT_EQ(0, Travex("-infile=hi.flac -outfile=hi.mp3 -convert_to=mp3"));
     clTvDecoder dec;
@@ -101,7 +103,8 @@ TEST_F(LossyTravex, VorbisCutInHalfToEveryEncoderFailsCleanly) {
     for (const char* encoder : {"opus", "mp3", "vorbis", "flac", "wave"}) {
         SCOPED_TRACE(encoder);
         std::string err;
-        EXPECT_EQ(1, Travex(std::string("-infile=cut.ogg -outfile=out.x -convert_to=") + encoder, &err));  // 1, not a signal
+        EXPECT_EQ(
+            1, Travex(std::string("-infile=cut.ogg -outfile=out.x -convert_to=") + encoder, &err));  // 1, not a signal
         EXPECT_EQ(0u, err.find("Error: Ogg Vorbis stream is truncated at ")) << err;
         EXPECT_FALSE(fs::exists(Path("out.x")));
     }

@@ -56,9 +56,10 @@ TEST(DamagedPairs, EveryRunEndsWithAnOutputOrOneErrorAndTheOldOutputKept) {
     const std::string dir = TempPath("damaged_pairs");
     fs::remove_all(dir);
     fs::create_directories(dir);
-    ASSERT_EQ(0, std::system(("cd " + Quote(dir) + " && sox -R -n -r 44100 -c 2 -b 16 in.wav synth 2 sine 200-2000 synth 2 " +
-                              "pinknoise mix vol 0.4")
-                                 .c_str()));
+    ASSERT_EQ(
+        0, std::system(("cd " + Quote(dir) + " && sox -R -n -r 44100 -c 2 -b 16 in.wav synth 2 sine 200-2000 synth 2 " +
+                        "pinknoise mix vol 0.4")
+                           .c_str()));
     const Bytes oldOutput = {'o', 'l', 'd', ' ', 'o', 'u', 't', 'p', 'u', 't'};
     const unsigned perFormat = FilesPerFormat();
     unsigned runs = 0, succeeded = 0;
@@ -77,7 +78,8 @@ TEST(DamagedPairs, EveryRunEndsWithAnOutputOrOneErrorAndTheOldOutputKept) {
                 SCOPED_TRACE(std::string(src.extension) + " #" + std::to_string(n) + " -> " + dst.extension);
                 const std::string out = dir + "/out." + dst.extension;
                 WriteFile(out, oldOutput);
-                const RunResult r = RunTravex("-infile=" + Quote(in) + " -outfile=" + Quote(out) + " -convert_to=" + dst.encoder);
+                const RunResult r =
+                    RunTravex("-infile=" + Quote(in) + " -outfile=" + Quote(out) + " -convert_to=" + dst.encoder);
                 ++runs;
                 ASSERT_TRUE(r.status == 0 || r.status == 1) << "status " << r.status << "\n" << r.errors;
                 ASSERT_FALSE(r.SanitizerReport()) << r.raw;

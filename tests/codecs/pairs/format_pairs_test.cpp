@@ -28,8 +28,9 @@ void ExpectSampleTags(const std::string& path) {
     std::u16string error;
     ASSERT_TRUE(tvtags::ReadFileTags(XString(path.c_str(), true).Text(), tags, error)) << tvkit::Utf16ToUtf8(error);
     const std::pair<const char16_t*, const char16_t*> want[] = {
-        {u"Title", u"Arpeggio in C"}, {u"Artist", u"Tonvale Test Ensemble"}, {u"Album", u"Sample Sounds"},
-        {u"Track", u"1/1"},           {u"Year", u"2026"},                    {u"Genre", u"Test"}};
+        {u"Title", u"Arpeggio in C"}, {u"Artist", u"Tonvale Test Ensemble"},
+        {u"Album", u"Sample Sounds"}, {u"Track", u"1/1"},
+        {u"Year", u"2026"},           {u"Genre", u"Test"}};
     for (const auto& [name, value] : want) {
         EXPECT_EQ(tvkit::FindTag(tags, name), value) << tvkit::Utf16ToUtf8(name);
     }

@@ -18,9 +18,18 @@ using codectest::ReadFile;
 
 std::string TestPath(const char* name) { return codectest::TempPath(std::string("wave_") + name); }
 
-void Put16(Bytes& b, uint16_t v) { b.push_back(uint8_t(v)); b.push_back(uint8_t(v >> 8)); }
-void Put32(Bytes& b, uint32_t v) { Put16(b, uint16_t(v)); Put16(b, uint16_t(v >> 16)); }
-void Put64(Bytes& b, uint64_t v) { Put32(b, uint32_t(v)); Put32(b, uint32_t(v >> 32)); }
+void Put16(Bytes& b, uint16_t v) {
+    b.push_back(uint8_t(v));
+    b.push_back(uint8_t(v >> 8));
+}
+void Put32(Bytes& b, uint32_t v) {
+    Put16(b, uint16_t(v));
+    Put16(b, uint16_t(v >> 16));
+}
+void Put64(Bytes& b, uint64_t v) {
+    Put32(b, uint32_t(v));
+    Put32(b, uint32_t(v >> 32));
+}
 void Id(Bytes& b, const char* id) { b.insert(b.end(), id, id + 4); }
 void Chunk(Bytes& b, const char* id, const Bytes& body) {
     Id(b, id);
@@ -117,7 +126,9 @@ bool DecodeAll(const std::string& path, Bytes& audio, OpenFileRecord& rec, const
         AudioBlockRecord block{};
         if (!dec.DecodeBlock(&block)) return false;
         EXPECT_EQ(0u, uint32_t{block.Size} % rec.Format.Format.nBlockAlign);
-        if (block.Data) audio.insert(audio.end(), static_cast<uint8_t*>(block.Data), static_cast<uint8_t*>(block.Data) + block.Size);
+        if (block.Data)
+            audio.insert(audio.end(), static_cast<uint8_t*>(block.Data),
+                         static_cast<uint8_t*>(block.Data) + block.Size);
         if (block.EndOfStream) break;
     }
     return true;
@@ -126,9 +137,8 @@ bool DecodeAll(const std::string& path, Bytes& audio, OpenFileRecord& rec, const
 }  // namespace
 
 TEST(WaveCodec, EverySampleFormatRoundTripsBitExactly) {
-    const Shape shapes[] = {{1, 0, 8, 1},      {1, 0, 16, 2},     {1, 0, 24, 2},     {1, 0, 32, 1},
-                            {3, 0, 32, 2},     {3, 0, 64, 1},     {0xFFFE, 1, 24, 6}, {0xFFFE, 3, 32, 2},
-                            {0xFFFE, 1, 16, 2}};
+    const Shape shapes[] = {{1, 0, 8, 1},  {1, 0, 16, 2},      {1, 0, 24, 2},      {1, 0, 32, 1},     {3, 0, 32, 2},
+                            {3, 0, 64, 1}, {0xFFFE, 1, 24, 6}, {0xFFFE, 3, 32, 2}, {0xFFFE, 1, 16, 2}};
     const PluginLogHandles none{0, 0, 0};
     int i = 0;
     for (const Shape& s : shapes) {
@@ -294,8 +304,10 @@ TEST(WaveCodec, DamagedFilesGiveErrorLinesOrWhatIsThere) {
     EXPECT_NE(std::string::npos, errorText.find("Unable to read WAV file"));
     EXPECT_NE(std::string::npos, errorText.find("12 bits per sample is not supported"));
     EXPECT_NE(std::string::npos, errorText.find("  [Wave::Open]\r\n"));
-    EXPECT_NE(std::string::npos, errorText.find("Error: WAV data ends early at 0:00.001 of 0:00.001.  [Wave::DecodeBlock]"));
-    EXPECT_NE(errorText.rfind("Error: WAV data ends early"), errorText.find("Error: WAV data ends early"));  // both cuts
+    EXPECT_NE(std::string::npos,
+              errorText.find("Error: WAV data ends early at 0:00.001 of 0:00.001.  [Wave::DecodeBlock]"));
+    EXPECT_NE(errorText.rfind("Error: WAV data ends early"),
+              errorText.find("Error: WAV data ends early"));  // both cuts
     const std::string infoText = ReadLog(infos);
     EXPECT_NE(std::string::npos, infoText.find("ends inside a sample"));
     std::fclose(errors);

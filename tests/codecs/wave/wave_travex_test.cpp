@@ -17,7 +17,9 @@ std::string Folder() {
 }
 std::string Path(const std::string& name) { return Folder() + "/" + name; }
 
-bool Has(const Bytes& file, const std::string& id) { return std::string(file.begin(), file.end()).find(id) != std::string::npos; }
+bool Has(const Bytes& file, const std::string& id) {
+    return std::string(file.begin(), file.end()).find(id) != std::string::npos;
+}
 
 bool NoPartFiles() {
     for (const auto& e : std::filesystem::directory_iterator(Folder()))
@@ -73,11 +75,13 @@ TEST(WaveTravex, NoIdTagLeavesTheWaveOutputWithoutTags) {
     const std::string sample = std::string(TV_SOURCE_DIR) + "/samples/sample.flac";
     const std::string tagged = Path("tagged.wav"), bare = Path("bare.wav");
     ASSERT_EQ(0, RunTravex("-infile=" + Quote(sample) + " -outfile=" + Quote(tagged) + " -convert_to=wave").status);
-    ASSERT_EQ(0, RunTravex("-infile=" + Quote(sample) + " -outfile=" + Quote(bare) + " -convert_to=wave -noidtag").status);
+    ASSERT_EQ(0,
+              RunTravex("-infile=" + Quote(sample) + " -outfile=" + Quote(bare) + " -convert_to=wave -noidtag").status);
     const Bytes withTags = ReadFile(tagged), without = ReadFile(bare);
     EXPECT_TRUE(Has(withTags, "LIST") && Has(withTags, "Arpeggio in C"));
     EXPECT_FALSE(Has(without, "LIST") || Has(without, "id3 ") || Has(without, "ID3 ") || Has(without, "Arpeggio"));
     // The audio is the same.
     ASSERT_GT(without.size(), 100u);
-    EXPECT_EQ(Bytes(without.begin() + 80, without.end()), Bytes(withTags.begin() + 80, withTags.begin() + std::ptrdiff_t(without.size())));
+    EXPECT_EQ(Bytes(without.begin() + 80, without.end()),
+              Bytes(withTags.begin() + 80, withTags.begin() + std::ptrdiff_t(without.size())));
 }

@@ -60,8 +60,7 @@ int32_t ENC_BeginConversion(TvInstance inst, ConversionRecord* conv) {
     Encoder* e = Of(inst);
     std::string target = Narrow(conv->OutputFile);
     const size_t slash = target.rfind('/');
-    TvtLog("enc.Begin " + target.substr(slash == std::string::npos ? 0 : slash + 1) + " " +
-           Narrow(conv->CommandLine));
+    TvtLog("enc.Begin " + target.substr(slash == std::string::npos ? 0 : slash + 1) + " " + Narrow(conv->CommandLine));
     if (TvtHas("enc.failbegin")) return 0;
     if (!TvtHas("enc.blank") || TvtHas("enc.raw")) e->out = std::fopen(Narrow(conv->OutputFile).c_str(), "wb");
     if (TvtHas("enc.raw") && e->out) {
@@ -85,8 +84,7 @@ int32_t ENC_EncodeBlock(TvInstance inst, AudioBlockRecord* block) {
     if (e->blocks == TvtNumber("enc.failblock", -1)) return 0;
     if (e->blocks == 1 && TvtHas("enc.action")) block->ActionText = u"writing";
     TvtSleep(TvtNumber("enc.slow", 0));
-    if (e->out && block->Data && block->Size &&
-        std::fwrite(block->Data, 1, block->Size, e->out) != block->Size) {
+    if (e->out && block->Data && block->Size && std::fwrite(block->Data, 1, block->Size, e->out) != block->Size) {
         TvtWriteHandle(e->logs.ErrorLog, "write failed");
         return 0;
     }

@@ -65,7 +65,11 @@ TEST(XBuffer, MemoryFile) {
     s.Assign("012345", 6);
     EXPECT_TRUE(s.ShiftTail(2, 3, true));
     EXPECT_EQ(s.Fill(), 9u);
-    EXPECT_EQ(memcmp(s.Data(), "01\0\0\0" "2345", 9), 0);
+    EXPECT_EQ(memcmp(s.Data(),
+                     "01\0\0\0"
+                     "2345",
+                     9),
+              0);
     EXPECT_TRUE(s.ShiftTail(5, -3, false));
     EXPECT_EQ(s.Fill(), 6u);
     EXPECT_EQ(memcmp(s.Data(), "012345", 6), 0);

@@ -42,7 +42,11 @@ TEST(ReadLine, EveryLineEndInBytes) {
 
 TEST(ReadLine, Utf8MarksAndMultiByte) {
     TestDir dir;
-    EXPECT_EQ(Lines(dir, "\xEF\xBB\xBF" "caf\xC3\xA9\n\xEF\xBB\xBFx", false, true), (V{u"caf\u00E9", u"x"}));
+    EXPECT_EQ(Lines(dir,
+                    "\xEF\xBB\xBF"
+                    "caf\xC3\xA9\n\xEF\xBB\xBFx",
+                    false, true),
+              (V{u"caf\u00E9", u"x"}));
     // EF not followed by BB BF: the two bytes go back and the character stays whole.
     EXPECT_EQ(Lines(dir, "\xEF\xBC\x81z", false, true), (V{u"\uFF01z"}));
     EXPECT_EQ(Lines(dir, "\xEF", false, true), (V{u"\uFFFD"}));
@@ -66,7 +70,9 @@ TEST(ReadAllLines, MarksMissingFilesAndLastLine) {
     ASSERT_TRUE(XFile::ReadAllLines(dir.X("a"), list));
     ASSERT_EQ(list.Count(), 2);
     EXPECT_EQ(std::u16string(list[1].View()), u"y");
-    dir.Put("b", "\xEF\xBB\xBF" "\xC3\xA9\n\nz");
+    dir.Put("b",
+            "\xEF\xBB\xBF"
+            "\xC3\xA9\n\nz");
     ASSERT_TRUE(XFile::ReadAllLines(dir.X("b"), list));
     ASSERT_EQ(list.Count(), 3);
     EXPECT_EQ(std::u16string(list[0].View()), u"\u00E9");

@@ -17,7 +17,7 @@ TEST(XFile, OpenFormsAndDispositions) {
     EXPECT_EQ(XGetLastError(), XErr::FileNotFound);
     EXPECT_FALSE(f.IsOpen());
     EXPECT_EQ(std::u16string(f.View()), std::u16string(dir.X("a").View()));  // keeps the path
-    EXPECT_TRUE(f.OpenUpdate(dir.X("a")));  // open or create
+    EXPECT_TRUE(f.OpenUpdate(dir.X("a")));                                   // open or create
     EXPECT_TRUE(f.Write("hello", 5));
     EXPECT_TRUE(f.OpenReadWrite(dir.X("a")));
     EXPECT_EQ(f.Size(), 5u);
@@ -73,7 +73,7 @@ TEST(XFile, ReadWriteRules) {
     EXPECT_EQ(f.Read(buffer, 100, XFile::FromStart, &error), 100u);
     EXPECT_TRUE(f.Write("yz", 2, XFile::FromEnd));
     EXPECT_EQ(f.Tell(), 102);
-    EXPECT_TRUE(f.Write(buffer, 0));         // count 0 is a call and true
+    EXPECT_TRUE(f.Write(buffer, 0));  // count 0 is a call and true
     EXPECT_TRUE(f.Write(nullptr, 0));
     EXPECT_FALSE(f.Write(nullptr, 3));
     uint32_t written = 99;
@@ -107,7 +107,9 @@ TEST(XFile, SizeTruncateAndShiftTail) {
 
     // Open a gap of 4 zero bytes at 2, then close it again.
     EXPECT_TRUE(f.ShiftTail(2, 4, true));
-    EXPECT_EQ(dir.Get("f"), std::string("01\0\0\0\0" "2345", 10));
+    EXPECT_EQ(dir.Get("f"), std::string("01\0\0\0\0"
+                                        "2345",
+                                        10));
     EXPECT_TRUE(f.ShiftTail(6, -4, false));
     EXPECT_EQ(dir.Get("f"), "012345");
     // At the end: nothing moves, the file grows.
@@ -135,8 +137,12 @@ TEST(XFile, SizeTruncateAndShiftTail) {
 
 TEST(XFile, ByteOrderMarks) {
     TestDir dir;
-    dir.Put("u8", "\xEF\xBB\xBF" "abc");
-    dir.Put("u16", "\xFF\xFE" "a\0");
+    dir.Put("u8",
+            "\xEF\xBB\xBF"
+            "abc");
+    dir.Put("u16",
+            "\xFF\xFE"
+            "a\0");
     XFile f;
     ASSERT_TRUE(f.OpenRead(dir.X("u8")));
     EXPECT_FALSE(f.HasUtf16Bom());

@@ -101,8 +101,7 @@ TEST(OptionGrammar, FromArguments) {
     // An item without '-' ends the parsing.
     EXPECT_EQ(Dump(list), "a=b");
 
-    const char* more[] = {"-q=\"x y\"", "--long=1", "-flag", "-next", "-e=", "x-mid=2", "-=z",
-                          "-v", "-5"};
+    const char* more[] = {"-q=\"x y\"", "--long=1", "-flag", "-next", "-e=", "x-mid=2", "-=z", "-v", "-5"};
     list.FromArgv(9, more, 0);
     EXPECT_EQ(Dump(list), "q=\"x y\"|long=1|flag=|next=|e=|mid=2|v=|5=");
 

@@ -13,8 +13,8 @@
 #include "foundation/paths/xtemp_file.h"
 #include "foundation/platform/clock.h"
 #include "foundation/platform/environment.h"
-#include "foundation/platform/last_error.h"
 #include "foundation/platform/known_folders.h"
+#include "foundation/platform/last_error.h"
 
 namespace fs = std::filesystem;
 
@@ -130,7 +130,8 @@ TEST(XPathFs, FinderPatternsIgnoreCase) {
         XFileFinder finder(pattern, dir.X());
         if (foldersOnly) finder.FoldersOnly();
         while (finder.Next()) {
-            EXPECT_EQ(std::u16string(finder.View()), std::u16string(dir.X().View()) + u"/" + std::u16string(finder.Name().View()));
+            EXPECT_EQ(std::u16string(finder.View()),
+                      std::u16string(dir.X().View()) + u"/" + std::u16string(finder.Name().View()));
             found.insert(std::u16string(finder.Name().View()));
         }
         return found;
@@ -167,8 +168,9 @@ TEST(XPathFs, CopyMoveAndFolders) {
     ASSERT_TRUE(XPath(dir.X("moved/a.txt")).GetTimes(times));
     times.lastWrite = XUnixToFileTime(1000000000, 0);
     EXPECT_TRUE(XPath(dir.X("moved/a.txt")).SetTimes(times));
-    EXPECT_EQ(fs::last_write_time(dir.path / "moved/a.txt").time_since_epoch(),
-              (fs::file_time_type::clock::from_sys(std::chrono::system_clock::from_time_t(1000000000))).time_since_epoch());
+    EXPECT_EQ(
+        fs::last_write_time(dir.path / "moved/a.txt").time_since_epoch(),
+        (fs::file_time_type::clock::from_sys(std::chrono::system_clock::from_time_t(1000000000))).time_since_epoch());
     EXPECT_EQ(XPath(dir.X("moved/a.txt")).Size(), 1u);
 }
 
@@ -184,8 +186,8 @@ TEST(XMoveWithRetry, MissingHeldAndCancelled) {
     fs::create_directories(dir.path / "locked");
     dir.Put("locked/f", "x");
     fs::permissions(dir.path, fs::perms::all);
-    fs::permissions(dir.path / "locked", fs::perms::owner_read | fs::perms::owner_exec |
-                                             fs::perms::others_read | fs::perms::others_exec);
+    fs::permissions(dir.path / "locked",
+                    fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read | fs::perms::others_exec);
     XPath source(dir.X("locked/f"));
     XString target = dir.X("moved");
     pid_t child = fork();

@@ -6,8 +6,8 @@
 
 #include <cerrno>
 #include <set>
-#include <thread>
 #include <string>
+#include <thread>
 
 #include "foundation/platform/clock.h"
 #include "foundation/platform/environment.h"
@@ -36,7 +36,7 @@ TEST(Platform, GuidsAreVersion4AndDistinct) {
         std::string text = XNewGuidText().ToStdUtf8();
         ASSERT_EQ(text.size(), 32u);
         EXPECT_EQ(text.find_first_not_of("0123456789ABCDEF"), std::string::npos);
-        EXPECT_EQ(text[12], '4');                                    // version
+        EXPECT_EQ(text[12], '4');                                          // version
         EXPECT_NE(std::string("89AB").find(text[16]), std::string::npos);  // variant
         seen.insert(text);
     }

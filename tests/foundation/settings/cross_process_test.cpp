@@ -12,8 +12,8 @@ using testproc::Tool;
 
 TEST(SettingsAcrossProcesses, WrittenByOneReadByTheNext) {
     testproc::Sandbox box("settings");
-    ASSERT_EQ(testproc::Run({Tool("tvreg"), "add", "HKCU\\Software\\Brightmoor\\Tonvale", "/v",
-                             "vMXNoPreCache", "/t", "REG_DWORD", "/d", "0x10", "/f"}),
+    ASSERT_EQ(testproc::Run({Tool("tvreg"), "add", "HKCU\\Software\\Brightmoor\\Tonvale", "/v", "vMXNoPreCache", "/t",
+                             "REG_DWORD", "/d", "0x10", "/f"}),
               0);
     EXPECT_EQ(RegGetInt(u"vmxnoprecache"), 16);
     EXPECT_TRUE(RegSetInt(77, u"Shared"));
@@ -22,9 +22,7 @@ TEST(SettingsAcrossProcesses, WrittenByOneReadByTheNext) {
     EXPECT_EQ(testproc::Run({Helper(), "check", "Shared", "78"}), 0);
     EXPECT_EQ(testproc::Output(Tool("tvreg") + " query 'HKCU\\Software\\Brightmoor\\Tonvale' /v shared"),
               "\nHKEY_CURRENT_USER\\Software\\Brightmoor\\Tonvale\n    Shared    REG_DWORD    0x4e\n\n");
-    EXPECT_EQ(testproc::Run({Tool("tvreg"), "delete", "HKCU\\Software\\Brightmoor\\Tonvale", "/v",
-                             "Shared", "/f"}),
-              0);
+    EXPECT_EQ(testproc::Run({Tool("tvreg"), "delete", "HKCU\\Software\\Brightmoor\\Tonvale", "/v", "Shared", "/f"}), 0);
     EXPECT_FALSE(RegValueExists(u"Shared"));
     EXPECT_EQ(testproc::Run({Tool("tvreg"), "query", "HKCU\\Software\\Missing"}), 1);
 }
@@ -35,8 +33,7 @@ TEST(SettingsAcrossProcesses, ConcurrentWritersLoseNothing) {
     constexpr int Values = 100;
     std::vector<XProcessId> writers;
     for (int i = 0; i < Processes; ++i) {
-        writers.push_back(testproc::Start({Helper(), "write", "p" + std::to_string(i) + "_",
-                                           std::to_string(Values)}));
+        writers.push_back(testproc::Start({Helper(), "write", "p" + std::to_string(i) + "_", std::to_string(Values)}));
         ASSERT_GT(writers.back(), 0);
     }
     for (XProcessId p : writers) EXPECT_EQ(XWaitProcess(p), 0);

@@ -19,8 +19,8 @@ class SettingsRegistry : public ::testing::Test {
 protected:
     void SetUp() override {
         dir = fs::temp_directory_path() /
-              ("tvreg-unit-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) +
-               "-" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+              ("tvreg-unit-" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "-" +
+               ::testing::UnitTest::GetInstance()->current_test_info()->name());
         fs::remove_all(dir);
         setenv("TONVALE_CONFIG_HOME", dir.c_str(), 1);
         XSetDefaultRegistryKey(HKEY_CURRENT_USER, u"Software\\Brightmoor\\Tonvale");
@@ -100,8 +100,8 @@ TEST_F(SettingsRegistry, BinaryBufferClearedOnFailure) {
 
 TEST_F(SettingsRegistry, StringWithoutNulAndLists) {
     // A text value stored without its NUL still reads as a proper string.
-    ASSERT_TRUE(XSettingsStore::SetValue(HKEY_CURRENT_USER, u"Software\\Brightmoor\\Tonvale",
-                                         u"Raw", REG_SZ, u"abc", 6));
+    ASSERT_TRUE(
+        XSettingsStore::SetValue(HKEY_CURRENT_USER, u"Software\\Brightmoor\\Tonvale", u"Raw", REG_SZ, u"abc", 6));
     EXPECT_EQ(RegGetString(u"Raw"), u"abc");
 
     XStringList list;
@@ -189,8 +189,7 @@ TEST_F(SettingsRegistry, FirstRunDefaults) {
     ApplyFirstRunDefaults();
     EXPECT_EQ(RegGetInt(u"Mp3TagDefault", 0, u"Software\\Brightmoor\\Tonvale\\Tagging"), 3);
     EXPECT_EQ(RegGetInt(u"Mp3ID3v2UnicodeEncode", 0, u"Software\\Brightmoor\\Tonvale\\Tagging"), 1);
-    EXPECT_EQ(RegGetInt(u"AlbumArtFolderJPG", 0,
-                        u"Software\\Brightmoor\\Tonvale\\DiscGrabber\\Profiles\\(default)"),
+    EXPECT_EQ(RegGetInt(u"AlbumArtFolderJPG", 0, u"Software\\Brightmoor\\Tonvale\\DiscGrabber\\Profiles\\(default)"),
               1);
     EXPECT_EQ(RegGetInt(u"vMXProfFreqConversion"), 1);
 
@@ -206,8 +205,10 @@ TEST_F(SettingsRegistry, ReadersGoOnWhileAnotherWriterHoldsTheStore) {
     ASSERT_TRUE(RegSetInt(5, u"Held"));
     sqlite3* other = nullptr;
     ASSERT_EQ(sqlite3_open((dir / "registry.db").c_str(), &other), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE; INSERT INTO keys(root, path, parent, name)"
-                                  " VALUES(1, 'x', '', 'x')", nullptr, nullptr, nullptr),
+    ASSERT_EQ(sqlite3_exec(other,
+                           "BEGIN IMMEDIATE; INSERT INTO keys(root, path, parent, name)"
+                           " VALUES(1, 'x', '', 'x')",
+                           nullptr, nullptr, nullptr),
               SQLITE_OK);
     uint64_t start = XGetTickCount64();
     EXPECT_EQ(RegGetInt(u"Held"), 5);

@@ -2,11 +2,11 @@
 #include <gtest/gtest.h>
 
 #include "foundation/platform/clock.h"
+#include "foundation/sync/helper/spawn.h"
 #include "foundation/sync/xevent.h"
 #include "foundation/sync/xmutex.h"
 #include "foundation/sync/xshared_memory.h"
 #include "foundation/sync/xthread.h"
-#include "foundation/sync/helper/spawn.h"
 
 using testproc::Helper;
 using testproc::Tool;

@@ -4,11 +4,11 @@
 #include <stdexcept>
 
 #include "foundation/platform/clock.h"
+#include "foundation/sync/helper/spawn.h"
 #include "foundation/sync/xevent.h"
 #include "foundation/sync/xmutex.h"
 #include "foundation/sync/xshared_memory.h"
 #include "foundation/sync/xthread.h"
-#include "foundation/sync/helper/spawn.h"
 
 TEST(SyncEvent, BasicsWithAndWithoutHandle) {
     // A wait without a handle fails at once, even an endless one: the check runs on a thread
@@ -17,10 +17,12 @@ TEST(SyncEvent, BasicsWithAndWithoutHandle) {
     XEvent returned(nullptr);
     std::atomic<bool> waited{true};
     XThread waiter;
-    ASSERT_TRUE(waiter.Start([&](XEvent&) {
-        waited = none.Wait(XInfinite);
-        returned.Set();
-    }, false, 0));
+    ASSERT_TRUE(waiter.Start(
+        [&](XEvent&) {
+            waited = none.Wait(XInfinite);
+            returned.Set();
+        },
+        false, 0));
     ASSERT_TRUE(returned.Wait(10000));
     EXPECT_FALSE(waited);
     EXPECT_FALSE(none.Set());
@@ -80,14 +82,16 @@ TEST(SyncThread, StopWaitParksAThreadThatWillNotStop) {
     {
         XThread stubborn;
         // The stop wait is long enough that even a loaded machine runs the thread within it.
-        ASSERT_TRUE(stubborn.Start([&](XEvent& stop) {
-            started.Set();
-            for (;;) {
-                ++ticks;
-                if (stop.IsSet()) sawStop.Set();
-                XSleep(5);
-            }
-        }, false, 1000));
+        ASSERT_TRUE(stubborn.Start(
+            [&](XEvent& stop) {
+                started.Set();
+                for (;;) {
+                    ++ticks;
+                    if (stop.IsSet()) sawStop.Set();
+                    XSleep(5);
+                }
+            },
+            false, 1000));
         ASSERT_TRUE(started.Wait(10000));
     }
     // The stop was asked for and waited on while the thread ran on, then the thread parked.
@@ -108,11 +112,12 @@ TEST(SyncThread, StopEventFinishedAndExceptions) {
 
     std::atomic<bool> sawStop{false};
     XThread worker;
-    ASSERT_TRUE(worker.Start([&](XEvent& stop) {
-        while (!stop.Wait(50)) {
-        }
-        sawStop = true;
-    }, true, 0));
+    ASSERT_TRUE(worker.Start(
+        [&](XEvent& stop) {
+            while (!stop.Wait(50)) {}
+            sawStop = true;
+        },
+        true, 0));
     EXPECT_TRUE(worker.suspended);
     EXPECT_FALSE(worker.IsFinished(20));
     worker.Stop(true);  // resumes the held thread first
@@ -129,7 +134,10 @@ TEST(SyncThread, DetachedRunAfterWaitAllEndsProcess) {
     EXPECT_EXIT(
         {
             std::atomic<int> done{0};
-            XDetachedThreads::Run([&] { XSleep(20); ++done; });
+            XDetachedThreads::Run([&] {
+                XSleep(20);
+                ++done;
+            });
             XDetachedThreads::WaitAll(5000);
             if (done != 1) XExitProcess(3);
             XDetachedThreads::Run([] {});

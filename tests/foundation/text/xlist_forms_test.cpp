@@ -116,7 +116,9 @@ TEST(XCodePage, SizesAndReplacement) {
     char bytes[8];
     const char16_t lone[] = {0xD800, u'a', 0};
     int n = XWideToMultiByte(XCodePage::Utf8, lone, -1, bytes, 8);
-    EXPECT_EQ(std::string(bytes, static_cast<size_t>(n)), std::string("\xEF\xBF\xBD" "a", 5));
+    EXPECT_EQ(std::string(bytes, static_cast<size_t>(n)), std::string("\xEF\xBF\xBD"
+                                                                      "a",
+                                                                      5));
     EXPECT_EQ(XWideToMultiByte(XCodePage::Ascii, u"\u00e9", 1, bytes, 8), 1);
     EXPECT_EQ(bytes[0], '?');
 }

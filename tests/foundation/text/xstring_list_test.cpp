@@ -122,8 +122,7 @@ TEST(XStringList, Sorting) {
     XStringList list;
     for (const char16_t* s : {u"b", u"a10", u"B", u"a9", u"a", u"a007", u"\u00c9t\u00e9"}) list.Add(s);
     list.Sort();
-    EXPECT_EQ(Items(list),
-              (std::vector<std::u16string>{u"B", u"a", u"a007", u"a10", u"a9", u"b", u"\u00c9t\u00e9"}));
+    EXPECT_EQ(Items(list), (std::vector<std::u16string>{u"B", u"a", u"a007", u"a10", u"a9", u"b", u"\u00c9t\u00e9"}));
     list.SortNatural();
     std::vector<std::u16string> natural = Items(list);
     EXPECT_EQ(natural[0], u"a");
@@ -139,10 +138,10 @@ TEST(XStringList, Sorting) {
 TEST(XStringList, NaturalCompareAndFolding) {
     EXPECT_EQ(XNaturalCompare(u"a10", u"a9"), 1);
     EXPECT_EQ(XNaturalCompare(u"a007", u"a7"), 0);
-    EXPECT_EQ(XNaturalCompare(u"a", u"A"), 1);      // case decides only where nothing else does
+    EXPECT_EQ(XNaturalCompare(u"a", u"A"), 1);  // case decides only where nothing else does
     EXPECT_EQ(XNaturalCompare(u"A", u"b"), -1);
-    EXPECT_EQ(XNaturalCompare(u"\u00e9", u"f"), -1);    // é folds to e
-    EXPECT_EQ(XNaturalCompare(u"\u00e9a", u"eb"), 1);   // then the raw units decide at once
+    EXPECT_EQ(XNaturalCompare(u"\u00e9", u"f"), -1);   // é folds to e
+    EXPECT_EQ(XNaturalCompare(u"\u00e9a", u"eb"), 1);  // then the raw units decide at once
     EXPECT_EQ(XNaturalCompare(u"x99999999999999999999999", u"x100000000000000000000000"), -1);
     EXPECT_EQ(XNaturalCompare(u"", u""), 0);
     EXPECT_EQ(XNaturalCompare(nullptr, u"a"), -1);

@@ -85,7 +85,6 @@ TEST(XStringNumber, FormatDouble) {
     EXPECT_EQ(S(XString::FormatDouble(INFINITY, 2, false)), u"NaN");
     EXPECT_EQ(S(XString::FormatDouble(1.05, 3, true)), u"1.050");
     EXPECT_EQ(S(XString::FormatDouble(2.5, 0, false)), u"3");
-    EXPECT_EQ(S(XString::FormatDouble(123456789012345678901.0, 0, false)),
-              u"123456789012345680000");
+    EXPECT_EQ(S(XString::FormatDouble(123456789012345678901.0, 0, false)), u"123456789012345680000");
     EXPECT_EQ(S(XString::FormatDouble(0.5, 40, false)), u"0.5");
 }

@@ -210,7 +210,10 @@ TEST(XString, NarrowCopies) {
     EXPECT_STREQ(first, "abcd");
     XString fromUtf8("a\xE2\x82\xAC", true);
     EXPECT_EQ(S(fromUtf8), u"a\u20AC");
-    XString bad("a\xFF" "b", true);
+    XString bad(
+        "a\xFF"
+        "b",
+        true);
     EXPECT_EQ(S(bad), u"a\uFFFDb");
     XString nullText(static_cast<const char*>(nullptr), true);
     EXPECT_EQ(nullText.Length(), 0);
@@ -225,13 +228,13 @@ TEST(XString, NarrowCopies) {
 
 TEST(XString, Format) {
     XString s;
-    s.Format(u"%s=%d;%i %u %02d %5d|%-3d|%x %X %c %% %+d", u"k", -5, 7, 4000000000u, 3, -42, 1,
-             255u, 255u, int{u'Q'}, 9);
+    s.Format(u"%s=%d;%i %u %02d %5d|%-3d|%x %X %c %% %+d", u"k", -5, 7, 4000000000u, 3, -42, 1, 255u, 255u, int{u'Q'},
+             9);
     EXPECT_EQ(S(s), u"k=-5;7 4000000000 03   -42|  1|ff FF Q % +9");
     EXPECT_EQ(S(s.Format(u"%03d|%05d", -4, 12)), u"-04|00012");
     EXPECT_EQ(S(s.Format(u"%f|%.2f|%+.1f|%.0f", 1.5, 2.0, 0.25, 2.5)), u"1.500000|2.00|+0.3|3");
     EXPECT_EQ(S(s.Format(u"%s|%ld", static_cast<const char16_t*>(nullptr), 3)), u"|3");
     EXPECT_EQ(S(s.Format(u"%1.2.3f", 1.0)), u"");  // a second point empties the result
-    EXPECT_EQ(S(s.Format(u"abc%")), u"");           // so does a format cut short
+    EXPECT_EQ(S(s.Format(u"abc%")), u"");          // so does a format cut short
     EXPECT_EQ(S(XString::Formatted(u"[%s]", u"x")), u"[x]");
 }

@@ -10,7 +10,11 @@ namespace {
 XWaveFormatEx Plain(uint16_t tag, uint16_t ch, uint32_t rate, uint16_t bits, uint16_t align, uint32_t avg) {
     return XWaveFormatEx{tag, ch, rate, avg, align, bits, 0};
 }
-uint32_t U32At(const uint8_t* p) { uint32_t v; std::memcpy(&v, p, 4); return v; }
+uint32_t U32At(const uint8_t* p) {
+    uint32_t v;
+    std::memcpy(&v, p, 4);
+    return v;
+}
 }  // namespace
 
 TEST(XWaveFormat, SetRecomputesPcmAndFloatOnlyAndGuardsZeros) {

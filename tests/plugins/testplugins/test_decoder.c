@@ -23,15 +23,18 @@
 #define TP_BLOCK_FRAMES 1024u
 
 typedef struct {
-    const TvChar16 *ext;
-    const TvChar16 *desc;
+    const TvChar16* ext;
+    const TvChar16* desc;
 } Entry;
 
 static const Entry entries[] = {
 #if TP_VARIANT == TP_ALPHA
-    {u".aaa", u"Alpha Audio"}, {u".shared", u"Alpha Audio"},
+    {u".aaa", u"Alpha Audio"},
+    {u".shared", u"Alpha Audio"},
 #elif TP_VARIANT == TP_BETA
-    {u".bbb", u"beta audio"}, {u".x.IGNORE", u"Hidden"}, {u".shared", u"Shared By Two"},
+    {u".bbb", u"beta audio"},
+    {u".x.IGNORE", u"Hidden"},
+    {u".shared", u"Shared By Two"},
 #elif TP_VARIANT == TP_NODELETE
     {u".nod", u"No Delete"},
 #elif TP_VARIANT == TP_FAILCREATE
@@ -45,9 +48,8 @@ static const Entry entries[] = {
 
 /* Counts loads of any variant in the environment variable TP_LOAD_COUNT, so a test can tell
  * how many libraries a lookup loaded. */
-__attribute__((constructor)) static void count_load(void)
-{
-    const char *old = getenv("TP_LOAD_COUNT");
+__attribute__((constructor)) static void count_load(void) {
+    const char* old = getenv("TP_LOAD_COUNT");
     char text[24];
     snprintf(text, sizeof text, "%ld", (old ? strtol(old, NULL, 10) : 0) + 1);
     setenv("TP_LOAD_COUNT", text, 1);
@@ -62,33 +64,38 @@ typedef struct {
     uint8_t info[256];
 } State;
 
-static int same(const TvChar16 *a, const TvChar16 *b)
-{
+static int same(const TvChar16* a, const TvChar16* b) {
     if (!a || !b) return 0;
-    while (*a && *a == *b) { ++a; ++b; }
+    while (*a && *a == *b) {
+        ++a;
+        ++b;
+    }
     return *a == *b;
 }
 
-static size_t len16(const TvChar16 *s)
-{
+static size_t len16(const TvChar16* s) {
     size_t n = 0;
     while (s[n]) ++n;
     return n;
 }
 
-static void put32(uint8_t *p, uint32_t v)
-{
-    p[0] = (uint8_t)v; p[1] = (uint8_t)(v >> 8); p[2] = (uint8_t)(v >> 16); p[3] = (uint8_t)(v >> 24);
+static void put32(uint8_t* p, uint32_t v) {
+    p[0] = (uint8_t)v;
+    p[1] = (uint8_t)(v >> 8);
+    p[2] = (uint8_t)(v >> 16);
+    p[3] = (uint8_t)(v >> 24);
 }
 
 /* A one-item tag block; returns its size. */
-static uint32_t one_tag(uint8_t *out, const TvChar16 *name, const TvChar16 *value)
-{
+static uint32_t one_tag(uint8_t* out, const TvChar16* name, const TvChar16* value) {
     size_t n = len16(name) + 1, v = len16(value) + 1;
     uint32_t item = (uint32_t)(4 + 2 * n + 2 * v);
     put32(out, 1);
     put32(out + 4, item);
-    for (size_t i = 0; i < n; ++i) { out[8 + 2 * i] = (uint8_t)name[i]; out[9 + 2 * i] = (uint8_t)(name[i] >> 8); }
+    for (size_t i = 0; i < n; ++i) {
+        out[8 + 2 * i] = (uint8_t)name[i];
+        out[9 + 2 * i] = (uint8_t)(name[i] >> 8);
+    }
     for (size_t i = 0; i < v; ++i) {
         out[8 + 2 * n + 2 * i] = (uint8_t)value[i];
         out[9 + 2 * n + 2 * i] = (uint8_t)(value[i] >> 8);
@@ -96,26 +103,23 @@ static uint32_t one_tag(uint8_t *out, const TvChar16 *name, const TvChar16 *valu
     return 4 + item;
 }
 
-TvInstance Create(const PluginLogHandles *logs)
-{
+TvInstance Create(const PluginLogHandles* logs) {
 #if TP_VARIANT == TP_FAILCREATE
     (void)logs;
     return 0;
 #else
-    State *s = calloc(1, sizeof *s);
+    State* s = calloc(1, sizeof *s);
     if (s && logs) s->logs = *logs;
     return (TvInstance)(uintptr_t)s;
 #endif
 }
 
-int32_t Destroy(TvInstance inst)
-{
-    free((void *)(uintptr_t)inst);
+int32_t Destroy(TvInstance inst) {
+    free((void*)(uintptr_t)inst);
     return 1;
 }
 
-int32_t Get(TvInstance inst, const TvChar16 *name, PluginArgs *args)
-{
+int32_t Get(TvInstance inst, const TvChar16* name, PluginArgs* args) {
     (void)inst;
     if (same(name, TV_PROP_DECODES)) {
         if (args->Index >= sizeof entries / sizeof entries[0]) return 0;
@@ -136,16 +140,16 @@ int32_t Get(TvInstance inst, const TvChar16 *name, PluginArgs *args)
     return 0;
 }
 
-int32_t Set(TvInstance inst, const TvChar16 *name, PluginArgs *args)
-{
-    (void)inst; (void)name; (void)args;
+int32_t Set(TvInstance inst, const TvChar16* name, PluginArgs* args) {
+    (void)inst;
+    (void)name;
+    (void)args;
     return 0;
 }
 
-int32_t Open(TvInstance inst, OpenFileRecord *rec)
-{
-    State *s = (State *)(uintptr_t)inst;
-    TvWaveFormatEx *f = &rec->Format.Format;
+int32_t Open(TvInstance inst, OpenFileRecord* rec) {
+    State* s = (State*)(uintptr_t)inst;
+    TvWaveFormatEx* f = &rec->Format.Format;
     f->wFormatTag = TV_WAVE_FORMAT_PCM;
     f->nChannels = 2;
     f->nSamplesPerSec = 44100;
@@ -164,16 +168,14 @@ int32_t Open(TvInstance inst, OpenFileRecord *rec)
     return 1;
 }
 
-int32_t Close(TvInstance inst, ConversionRecord *conv)
-{
+int32_t Close(TvInstance inst, ConversionRecord* conv) {
     (void)conv;
-    ((State *)(uintptr_t)inst)->opened = 0;
+    ((State*)(uintptr_t)inst)->opened = 0;
     return 1;
 }
 
-int32_t DecodeBlock(TvInstance inst, AudioBlockRecord *block)
-{
-    State *s = (State *)(uintptr_t)inst;
+int32_t DecodeBlock(TvInstance inst, AudioBlockRecord* block) {
+    State* s = (State*)(uintptr_t)inst;
     if (!s->opened) return 0;
     uint64_t left = TP_FRAMES - s->framesDone;
     uint32_t n = left < TP_BLOCK_FRAMES ? (uint32_t)left : TP_BLOCK_FRAMES;
@@ -196,16 +198,17 @@ int32_t DecodeBlock(TvInstance inst, AudioBlockRecord *block)
     return 1;
 }
 
-int32_t SetPosition(TvInstance inst, int64_t position)
-{
-    (void)inst; (void)position;
+int32_t SetPosition(TvInstance inst, int64_t position) {
+    (void)inst;
+    (void)position;
     return 0;
 }
 
 #if TP_VARIANT != TP_NODELETE
-int32_t DeleteATag(TvInstance inst, const TvChar16 *path, const TvChar16 *name)
-{
-    (void)inst; (void)path; (void)name;
+int32_t DeleteATag(TvInstance inst, const TvChar16* path, const TvChar16* name) {
+    (void)inst;
+    (void)path;
+    (void)name;
     return 0;
 }
 #endif

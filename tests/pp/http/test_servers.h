@@ -26,43 +26,43 @@ int run(const std::string& commandLine, const std::string& dir = {}, double seco
 
 // A server process; ready when its port takes a connection. Stopped by its pid.
 class serverProcess {
- public:
-  serverProcess(const std::string& commandLine, uint16_t port, const std::string& dir = {});
-  ~serverProcess();
-  bool ready() const { return m_ready; }
+public:
+    serverProcess(const std::string& commandLine, uint16_t port, const std::string& dir = {});
+    ~serverProcess();
+    bool ready() const { return m_ready; }
 
- private:
-  PP::workerProcess m_process;
-  bool m_ready = false;
+private:
+    PP::workerProcess m_process;
+    bool m_ready = false;
 };
 
 // Test certificates: a CA, and server certificates signed by it for localhost and 127.0.0.1
 // ("good"), for another name ("wrong"), already expired ("old"); one self-signed ("self"),
 // and a client certificate ("client"). Each X has X.pem and X.key in `dir`.
 struct certificates {
-  std::string dir;
-  bool ok = false;
+    std::string dir;
+    bool ok = false;
 };
 const certificates& testCertificates();
 
 // Accepts up to `connections` connections, one after another, and hands each to `serve`
 // with its request head already read (empty when none came).
 class scriptedServer {
- public:
-  using handler = std::function<void(PP::netStream& s, const std::string& head, int index)>;
-  // Without `readHead` the connection is handed over untouched (for TLS).
-  scriptedServer(handler serve, int connections = 1, bool readHead = true);
-  ~scriptedServer();
-  std::string port() const { return std::to_string(m_port); }
-  std::string url(const std::string& path = "/") const { return "http://127.0.0.1:" + port() + path; }
-  int served() const { return m_served.load(); }
+public:
+    using handler = std::function<void(PP::netStream& s, const std::string& head, int index)>;
+    // Without `readHead` the connection is handed over untouched (for TLS).
+    scriptedServer(handler serve, int connections = 1, bool readHead = true);
+    ~scriptedServer();
+    std::string port() const { return std::to_string(m_port); }
+    std::string url(const std::string& path = "/") const { return "http://127.0.0.1:" + port() + path; }
+    int served() const { return m_served.load(); }
 
- private:
-  XSocket m_listen = XInvalidSocket;
-  uint16_t m_port = 0;
-  PP::aborter m_stop;
-  std::thread m_thread;
-  std::atomic<int> m_served{0};
+private:
+    XSocket m_listen = XInvalidSocket;
+    uint16_t m_port = 0;
+    PP::aborter m_stop;
+    std::thread m_thread;
+    std::atomic<int> m_served{0};
 };
 
 void sendText(PP::netStream& s, const std::string& text);

@@ -14,25 +14,25 @@ namespace testpeer {
 
 // A listening socket on a free port of `host`.
 struct listener {
-  XSocket s = XInvalidSocket;
-  uint16_t port = 0;
-  explicit listener(const char* host, int backlog = 8);
-  ~listener();
-  std::string portText() const { return std::to_string(port); }
+    XSocket s = XInvalidSocket;
+    uint16_t port = 0;
+    explicit listener(const char* host, int backlog = 8);
+    ~listener();
+    std::string portText() const { return std::to_string(port); }
 };
 
 // Accepts one connection and hands it to `serve` as a netStream with a 20 s time-out.
 class onePeer {
- public:
-  onePeer(const char* host, std::function<void(PP::netStream&)> serve);
-  ~onePeer();
-  std::string port() const { return m_listen.portText(); }
-  void stop() { m_stop.abort(); }
+public:
+    onePeer(const char* host, std::function<void(PP::netStream&)> serve);
+    ~onePeer();
+    std::string port() const { return m_listen.portText(); }
+    void stop() { m_stop.abort(); }
 
- private:
-  listener m_listen;
-  PP::aborter m_stop;
-  std::thread m_thread;
+private:
+    listener m_listen;
+    PP::aborter m_stop;
+    std::thread m_thread;
 };
 
 // Echoes what it reads until the client closes.

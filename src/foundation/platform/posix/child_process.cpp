@@ -91,9 +91,12 @@ int StatusOf(int status) {
 
 int NiceOfLevel(int level) {
     switch (level) {
-        case XSchedulingLevel::High: return -5;
-        case XSchedulingLevel::Low: return 10;
-        default: return 0;
+        case XSchedulingLevel::High:
+            return -5;
+        case XSchedulingLevel::Low:
+            return 10;
+        default:
+            return 0;
     }
 }
 
@@ -147,8 +150,7 @@ bool XStartChild(const char* path, const char* const* argv, const XChildOptions&
     close(errorPipe[0]);
     if (got > 0) {
         int status = 0;
-        while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-        }
+        while (waitpid(child, &status, 0) < 0 && errno == EINTR) {}
         XSetLastErrorFromErrno(childError);
         return false;
     }

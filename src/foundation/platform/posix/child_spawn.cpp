@@ -11,8 +11,8 @@
 
 extern char** environ;
 
-bool XSpawnWithHandles(const char* const* argv, const char* directory,
-                       const XFileHandle stdHandles[3], XProcessId* pid) {
+bool XSpawnWithHandles(const char* const* argv, const char* directory, const XFileHandle stdHandles[3],
+                       XProcessId* pid) {
     if (!argv || !argv[0]) {
         XSetLastError(XErr::InvalidParameter);
         return false;

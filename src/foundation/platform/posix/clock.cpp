@@ -12,11 +12,9 @@ uint64_t XGetTickCount64() {
 uint32_t XGetTickCount() { return static_cast<uint32_t>(XGetTickCount64()); }
 
 void XSleep(uint32_t milliseconds) {
-    timespec ts{static_cast<time_t>(milliseconds / 1000u),
-                static_cast<long>(milliseconds % 1000u) * 1000000L};
+    timespec ts{static_cast<time_t>(milliseconds / 1000u), static_cast<long>(milliseconds % 1000u) * 1000000L};
     // A signal cuts the sleep short; sleep the rest.
-    while (nanosleep(&ts, &ts) != 0 && errno == EINTR) {
-    }
+    while (nanosleep(&ts, &ts) != 0 && errno == EINTR) {}
 }
 
 uint64_t XGetSystemTimeAsFileTime() {

@@ -62,10 +62,22 @@ void ContextOf(const void* raw, XCpuContext& c) {
     const auto* uc = static_cast<const ucontext_t*>(raw);
     const greg_t* g = uc->uc_mcontext.gregs;
     auto reg = [g](int i) { return static_cast<uint64_t>(g[i]); };
-    c.rax = reg(REG_RAX); c.rbx = reg(REG_RBX); c.rcx = reg(REG_RCX); c.rdx = reg(REG_RDX);
-    c.rsi = reg(REG_RSI); c.rdi = reg(REG_RDI); c.rsp = reg(REG_RSP); c.rbp = reg(REG_RBP);
-    c.r8 = reg(REG_R8); c.r9 = reg(REG_R9); c.r10 = reg(REG_R10); c.r11 = reg(REG_R11);
-    c.r12 = reg(REG_R12); c.r13 = reg(REG_R13); c.r14 = reg(REG_R14); c.r15 = reg(REG_R15);
+    c.rax = reg(REG_RAX);
+    c.rbx = reg(REG_RBX);
+    c.rcx = reg(REG_RCX);
+    c.rdx = reg(REG_RDX);
+    c.rsi = reg(REG_RSI);
+    c.rdi = reg(REG_RDI);
+    c.rsp = reg(REG_RSP);
+    c.rbp = reg(REG_RBP);
+    c.r8 = reg(REG_R8);
+    c.r9 = reg(REG_R9);
+    c.r10 = reg(REG_R10);
+    c.r11 = reg(REG_R11);
+    c.r12 = reg(REG_R12);
+    c.r13 = reg(REG_R13);
+    c.r14 = reg(REG_R14);
+    c.r15 = reg(REG_R15);
     c.rip = reg(REG_RIP);
     c.eflags = reg(REG_EFL);
     const uint64_t segments = reg(REG_CSGSFS);  // cs, gs, fs, padding: 16 bits each
@@ -104,8 +116,8 @@ void OnFault(int sig, siginfo_t* info, void* raw) {
         fault.threadId = XCurrentThreadId();
         ContextOf(raw, fault.context);
         const uint64_t sp = fault.context.rsp;
-        fault.stackOverflow = sig == SIGSEGV && fault.address + OverflowReach >= sp &&
-                              fault.address <= sp + OverflowReach;
+        fault.stackOverflow =
+            sig == SIGSEGV && fault.address + OverflowReach >= sp && fault.address <= sp + OverflowReach;
         g_handler(fault);
     }
     // Passed on: the default action ends the process. A faulting instruction faults again on
@@ -224,8 +236,7 @@ int XStopOtherThreads(XStoppedThread* threads, int capacity, uint32_t also, uint
                     if (*p < '0' || *p > '9') number = false;
                     tid = tid * 10 + static_cast<uint32_t>(*p - '0');
                 }
-                if (number && tid != self && tid != also &&
-                    syscall(SYS_tgkill, pid, tid, StopSignal()) == 0) {
+                if (number && tid != self && tid != also && syscall(SYS_tgkill, pid, tid, StopSignal()) == 0) {
                     ++sent;
                 }
                 at += length;

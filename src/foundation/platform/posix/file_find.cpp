@@ -50,9 +50,11 @@ void Fill(XFindData& data, const struct stat& st, const char* name) {
 bool StatEntry(int dirFd, const char* name, struct stat& st) {
     if (fstatat(dirFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0) return false;
     if (S_ISLNK(st.st_mode)) {
-        struct stat target{};
-        if (fstatat(dirFd, name, &target, 0) == 0 && !S_ISDIR(target.st_mode)) st = target;
-        else st.st_mode = (st.st_mode & ~static_cast<mode_t>(S_IFMT)) | S_IFREG;
+        struct stat target {};
+        if (fstatat(dirFd, name, &target, 0) == 0 && !S_ISDIR(target.st_mode))
+            st = target;
+        else
+            st.st_mode = (st.st_mode & ~static_cast<mode_t>(S_IFMT)) | S_IFREG;
     }
     return true;
 }
@@ -71,7 +73,7 @@ bool NextMatch(XFindState* state, XFindData& data) {
         }
         XString name(entry->d_name, true);
         if (!XSysMatchPattern(state->pattern.Text(), name.Text())) continue;
-        struct stat st{};
+        struct stat st {};
         // An entry that vanished since the listing is passed over.
         if (!StatEntry(dirfd(state->dir), entry->d_name, st)) continue;
         Fill(data, st, entry->d_name);
@@ -116,7 +118,7 @@ XFindState* XSysFindFirst(const XString& pattern, XFindData& data) {
     }
     if (last.find_first_of("*?") == std::string::npos) {
         // A plain name: the one entry, if it is there.
-        struct stat st{};
+        struct stat st {};
         if (stat(full.c_str(), &st) != 0 && lstat(full.c_str(), &st) != 0) {
             XPosixFail(errno, full.c_str());
             return nullptr;

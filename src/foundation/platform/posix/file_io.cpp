@@ -24,19 +24,28 @@ bool Fail() {
 
 }  // namespace
 
-XFileHandle XSysOpenFile(const XString& path, uint32_t access, uint32_t /*shareMode*/,
-                         uint32_t disposition, uint32_t attributes) {
+XFileHandle XSysOpenFile(const XString& path, uint32_t access, uint32_t /*shareMode*/, uint32_t disposition,
+                         uint32_t attributes) {
     // POSIX has no share modes; other openers are never locked out, so the mode is ignored.
     int flags = O_CLOEXEC;
     bool read = (access & XAccess::Read) != 0;
     bool write = (access & XAccess::Write) != 0;
     flags |= write ? (read ? O_RDWR : O_WRONLY) : O_RDONLY;
     switch (disposition) {
-        case XDisposition::CreateNew: flags |= O_CREAT | O_EXCL; break;
-        case XDisposition::CreateAlways: flags |= O_CREAT | O_TRUNC; break;
-        case XDisposition::OpenExisting: break;
-        case XDisposition::OpenAlways: flags |= O_CREAT; break;
-        default: XSetLastError(XErr::InvalidParameter); return XInvalidHandle;
+        case XDisposition::CreateNew:
+            flags |= O_CREAT | O_EXCL;
+            break;
+        case XDisposition::CreateAlways:
+            flags |= O_CREAT | O_TRUNC;
+            break;
+        case XDisposition::OpenExisting:
+            break;
+        case XDisposition::OpenAlways:
+            flags |= O_CREAT;
+            break;
+        default:
+            XSetLastError(XErr::InvalidParameter);
+            return XInvalidHandle;
     }
     if (path.IsEmpty()) {
         XSetLastError(XErr::PathNotFound);
@@ -57,7 +66,7 @@ XFileHandle XSysOpenFile(const XString& path, uint32_t access, uint32_t /*shareM
         return XInvalidHandle;
     }
     // Windows refuses to open a folder as a file.
-    struct stat st{};
+    struct stat st {};
     if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
         close(fd);
         XSetLastError(XErr::AccessDenied);
@@ -96,7 +105,7 @@ bool XSysReadFile(XFileHandle handle, void* buffer, uint32_t count, uint32_t* do
     }
     if (done) *done = total;
     if (total == 0 && count > 0) {
-        struct stat st{};
+        struct stat st {};
         if (fstat(ToFd(handle), &st) == 0 && (S_ISFIFO(st.st_mode) || S_ISSOCK(st.st_mode))) {
             XSetLastError(XErr::BrokenPipe);
             return false;
@@ -135,7 +144,7 @@ bool XSysSetFilePointer(XFileHandle handle, int64_t offset, int origin, int64_t*
 }
 
 bool XSysGetFileSize(XFileHandle handle, uint64_t* size) {
-    struct stat st{};
+    struct stat st {};
     if (fstat(ToFd(handle), &st) != 0) return Fail();
     *size = static_cast<uint64_t>(st.st_size);
     return true;
@@ -151,9 +160,8 @@ bool XSysSetEndOfFile(XFileHandle handle) {
     return r == 0 || Fail();
 }
 
-bool XSysGetFileTimes(XFileHandle handle, uint64_t* created, uint64_t* accessed,
-                      uint64_t* modified) {
-    struct statx sx{};
+bool XSysGetFileTimes(XFileHandle handle, uint64_t* created, uint64_t* accessed, uint64_t* modified) {
+    struct statx sx {};
     if (statx(ToFd(handle), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &sx) != 0) {
         return Fail();
     }

@@ -2,8 +2,8 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <link.h>
 #include <limits.h>
+#include <link.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
@@ -58,7 +58,7 @@ bool CopyContent(int from, int to) {
 
 uint32_t XSysGetFileAttributes(const XString& path) {
     std::string name = path.ToStdUtf8();
-    struct stat st{};
+    struct stat st {};
     if (name.empty() || (stat(name.c_str(), &st) != 0 && lstat(name.c_str(), &st) != 0)) {
         if (name.empty()) {
             XSetLastError(XErr::PathNotFound);
@@ -71,8 +71,8 @@ uint32_t XSysGetFileAttributes(const XString& path) {
     if (S_ISDIR(st.st_mode)) attributes |= XAttr::Directory;
     if (!(st.st_mode & S_IWUSR)) attributes |= XAttr::ReadOnly;
     const char* last = LastComponent(name);
-    bool dots = last[0] == '.' && (last[1] == 0 || last[1] == '/' ||
-                                   (last[1] == '.' && (last[2] == 0 || last[2] == '/')));
+    bool dots =
+        last[0] == '.' && (last[1] == 0 || last[1] == '/' || (last[1] == '.' && (last[2] == 0 || last[2] == '/')));
     if (last[0] == '.' && !dots) {
         attributes |= XAttr::Hidden;
     }
@@ -81,7 +81,7 @@ uint32_t XSysGetFileAttributes(const XString& path) {
 
 bool XSysSetFileAttributes(const XString& path, uint32_t attributes) {
     std::string name = path.ToStdUtf8();
-    struct stat st{};
+    struct stat st {};
     if (stat(name.c_str(), &st) != 0) return Fail(name);
     mode_t mode = st.st_mode & 07777;
     // Read-only is the absence of every write bit; clearing it gives the owner write access.
@@ -124,15 +124,14 @@ bool XSysCopyFile(const XString& fromPath, const XString& toPath, bool failIfExi
     std::string to = toPath.ToStdUtf8();
     int in = open(from.c_str(), O_RDONLY | O_CLOEXEC);
     if (in < 0) return Fail(from);
-    struct stat st{};
+    struct stat st {};
     if (fstat(in, &st) != 0 || S_ISDIR(st.st_mode)) {
         int e = S_ISDIR(st.st_mode) ? EACCES : errno;
         close(in);
         XSetLastErrorFromErrno(e);
         return false;
     }
-    int out = open(to.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | (failIfExists ? O_EXCL : O_TRUNC),
-                   st.st_mode & 0777);
+    int out = open(to.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | (failIfExists ? O_EXCL : O_TRUNC), st.st_mode & 0777);
     if (out < 0) {
         int e = errno;
         close(in);
@@ -170,7 +169,7 @@ bool XSysMoveFile(const XString& fromPath, const XString& toPath, uint32_t flags
         r = renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
         if (r != 0 && errno == EINVAL) {
             // A file system without the no-replace flag: test first, which leaves a short race.
-            struct stat st{};
+            struct stat st {};
             if (lstat(to.c_str(), &st) == 0) {
                 errno = EEXIST;
             } else {
@@ -180,7 +179,7 @@ bool XSysMoveFile(const XString& fromPath, const XString& toPath, uint32_t flags
     }
     if (r == 0) return true;
     if (errno == EXDEV && (flags & XMoveFlags::CopyAllowed)) {
-        struct stat st{};
+        struct stat st {};
         if (lstat(from.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
             XSetLastError(XErr::NotSameDevice);
             return false;
@@ -198,11 +197,12 @@ bool XSysMoveFile(const XString& fromPath, const XString& toPath, uint32_t flags
 
 bool XSysFileIdentity(const XString& path, XFileIdentity& identity) {
     std::string name = path.ToStdUtf8();
-    struct stat st{};
+    struct stat st {};
     if (lstat(name.c_str(), &st) != 0) return Fail(name);
     identity.device = static_cast<uint64_t>(st.st_dev);
     identity.file = static_cast<uint64_t>(st.st_ino);
-    identity.changed = static_cast<uint64_t>(st.st_ctim.tv_sec) * 1000000000u + static_cast<uint64_t>(st.st_ctim.tv_nsec);
+    identity.changed =
+        static_cast<uint64_t>(st.st_ctim.tv_sec) * 1000000000u + static_cast<uint64_t>(st.st_ctim.tv_nsec);
     return true;
 }
 
@@ -233,7 +233,7 @@ bool XSysModuleFileName(const void* module, XString& path) {
 
 uint32_t XSysGetDriveType(const XString& path) {
     std::string name = path.ToStdUtf8();
-    struct statfs fs{};
+    struct statfs fs {};
     if (name.empty() || statfs(name.c_str(), &fs) != 0) return 1;
     switch (static_cast<uint64_t>(fs.f_type)) {
         case 0x01021994:  // tmpfs
@@ -248,6 +248,7 @@ uint32_t XSysGetDriveType(const XString& path) {
         case 0x9660:      // ISO 9660
         case 0x15013346:  // UDF
             return 5;
-        default: return 3;
+        default:
+            return 3;
     }
 }

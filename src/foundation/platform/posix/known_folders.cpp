@@ -10,7 +10,7 @@
 namespace {
 
 bool IsFolder(const XString& path) {
-    struct stat st{};
+    struct stat st {};
     return !path.IsEmpty() && stat(path.Utf8(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
@@ -45,24 +45,36 @@ XString Lookup(int id) {
             if (XGetEnvironmentVariable(u"XDG_DATA_HOME", value) && !value.IsEmpty()) return value;
             return home.IsEmpty() ? XString() : home + u"/.local/share";
         }
-        case 13: return FromXdg(u"XDG_MUSIC_DIR", u"Music");
-        case 39: return FromXdg(u"XDG_PICTURES_DIR", u"Pictures");
-        case 14: return FromXdg(u"XDG_VIDEOS_DIR", u"Videos");
-        case 46: return FromXdg(u"XDG_PUBLICSHARE_DIR", u"Public");
-        case 0x0010: return FromXdg(u"XDG_DESKTOP_DIR", u"Desktop");
-        case 0x0028: return home;  // the profile
-        case 0x001C: {  // local application data: the cache
+        case 13:
+            return FromXdg(u"XDG_MUSIC_DIR", u"Music");
+        case 39:
+            return FromXdg(u"XDG_PICTURES_DIR", u"Pictures");
+        case 14:
+            return FromXdg(u"XDG_VIDEOS_DIR", u"Videos");
+        case 46:
+            return FromXdg(u"XDG_PUBLICSHARE_DIR", u"Public");
+        case 0x0010:
+            return FromXdg(u"XDG_DESKTOP_DIR", u"Desktop");
+        case 0x0028:
+            return home;  // the profile
+        case 0x001C: {    // local application data: the cache
             XString value;
             if (XGetEnvironmentVariable(u"XDG_CACHE_HOME", value) && !value.IsEmpty()) return value;
             return home.IsEmpty() ? XString() : home + u"/.cache";
         }
         case 0x5000:
-        case 0x5004: return u"/usr/local/lib";
-        case 43: return u"/usr/local/share";
-        case 0x5001: return u"/etc";
-        case 0x5002: return u"/usr/lib";
-        case 0x5003: return XTempFolderPath();
-        default: return XString();
+        case 0x5004:
+            return u"/usr/local/lib";
+        case 43:
+            return u"/usr/local/share";
+        case 0x5001:
+            return u"/etc";
+        case 0x5002:
+            return u"/usr/lib";
+        case 0x5003:
+            return XTempFolderPath();
+        default:
+            return XString();
     }
 }
 

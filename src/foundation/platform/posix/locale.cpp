@@ -2,12 +2,12 @@
 // locale object for "" is made current on this thread only while its values are read.
 #include "foundation/platform/locale.h"
 
+#include <langinfo.h>
+#include <locale.h>
 #include <climits>
 #include <clocale>
 #include <cstring>
 #include <string>
-#include <langinfo.h>
-#include <locale.h>
 
 namespace {
 

@@ -55,7 +55,7 @@ struct MutexPage {
 };
 
 constexpr uint32_t ErrorNotOwner = 288;  // ERROR_NOT_OWNER
-constexpr size_t MaxEscapedName = 200;  // keeps file names under NAME_MAX with a hash added
+constexpr size_t MaxEscapedName = 200;   // keeps file names under NAME_MAX with a hash added
 
 long Futex(void* address, int op, uint32_t value, const timespec* timeout) {
     return syscall(SYS_futex, address, op, value, timeout, nullptr, 0);
@@ -69,13 +69,15 @@ long Futex(void* address, int op, uint32_t value, const timespec* timeout) {
 std::string EscapeName(const char16_t* name) {
     std::string utf8 = XString(name).ToStdUtf8();
     // "Local\" and "Global\" name the same session-wide space here.
-    if (utf8.rfind("Local\\", 0) == 0) utf8.erase(0, 6);
-    else if (utf8.rfind("Global\\", 0) == 0) utf8.erase(0, 7);
+    if (utf8.rfind("Local\\", 0) == 0)
+        utf8.erase(0, 6);
+    else if (utf8.rfind("Global\\", 0) == 0)
+        utf8.erase(0, 7);
     static const char hex[] = "0123456789ABCDEF";
     std::string out;
     for (unsigned char c : utf8) {
-        bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-                     c == '_' || c == '-' || c == '.';
+        bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+                     c == '-' || c == '.';
         if (plain) {
             out += static_cast<char>(c);
         } else {
@@ -138,8 +140,7 @@ public:
         }
         fd = s.fd;
         if (fd >= 0) {
-            while (flock(fd, LOCK_EX) != 0 && errno == EINTR) {
-            }
+            while (flock(fd, LOCK_EX) != 0 && errno == EINTR) {}
         }
     }
     ~FolderLock() {
@@ -180,9 +181,12 @@ bool InitMutex(pthread_mutex_t* m) {
 
 size_t PageSizeFor(XObjectKind kind, uint32_t size) {
     switch (kind) {
-        case XObjectKind::Event: return sizeof(EventPage);
-        case XObjectKind::Mutex: return sizeof(MutexPage);
-        case XObjectKind::Section: return size;
+        case XObjectKind::Event:
+            return sizeof(EventPage);
+        case XObjectKind::Mutex:
+            return sizeof(MutexPage);
+        case XObjectKind::Section:
+            return size;
     }
     return size;
 }
@@ -402,8 +406,8 @@ int XWaitEitherEventObject(XObjectHandle first, XObjectHandle second, uint32_t m
             {0, reinterpret_cast<uint64_t>(&a), FutexSize32, 0},
             {0, reinterpret_cast<uint64_t>(&b), FutexSize32, 0},
         };
-        long r = syscall(SysFutexWaitv, waiters, 2u, 0u,
-                         milliseconds == XInfinite ? nullptr : &deadline, CLOCK_MONOTONIC);
+        long r =
+            syscall(SysFutexWaitv, waiters, 2u, 0u, milliseconds == XInfinite ? nullptr : &deadline, CLOCK_MONOTONIC);
         if (r < 0 && errno == ENOSYS) {
             // Older kernels: wait on the first with a short slice and look at both again.
             timespec slice{0, 2000000L};
@@ -425,14 +429,18 @@ uint32_t XLockMutexObject(XObjectHandle mutex, uint32_t milliseconds) {
         r = pthread_mutex_clocklock(m, CLOCK_MONOTONIC, &deadline);
     }
     switch (r) {
-        case 0: return XWaitObject0;
+        case 0:
+            return XWaitObject0;
         case EOWNERDEAD:
             // The owner died holding it: the state it guarded is ours to judge, as on Windows.
             pthread_mutex_consistent(m);
             return XWaitAbandoned;
         case EBUSY:
-        case ETIMEDOUT: return XWaitTimeout;
-        default: XSetLastErrorFromErrno(r); return XWaitFailed;
+        case ETIMEDOUT:
+            return XWaitTimeout;
+        default:
+            XSetLastErrorFromErrno(r);
+            return XWaitFailed;
     }
 }
 
@@ -446,13 +454,9 @@ bool XUnlockMutexObject(XObjectHandle mutex) {
     return true;
 }
 
-void* XSectionView(XObjectHandle section) {
-    return IsKind(section, XObjectKind::Section) ? section->map : nullptr;
-}
+void* XSectionView(XObjectHandle section) { return IsKind(section, XObjectKind::Section) ? section->map : nullptr; }
 
-uint32_t XSectionSize(XObjectHandle section) {
-    return IsKind(section, XObjectKind::Section) ? section->size : 0;
-}
+uint32_t XSectionSize(XObjectHandle section) { return IsKind(section, XObjectKind::Section) ? section->size : 0; }
 
 bool XNamedObjectFolder(char* buffer, uint32_t size) {
     std::string folder;

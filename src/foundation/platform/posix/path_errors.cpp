@@ -16,7 +16,7 @@ bool XPosixFail(int errnoValue, const char* utf8Path) {
         size_t cut = parent.rfind('/');
         if (cut != std::string::npos) {
             parent.resize(cut == 0 ? 1 : cut);
-            struct stat st{};
+            struct stat st {};
             if (stat(parent.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) {
                 XSetLastError(XErr::PathNotFound);
                 return false;

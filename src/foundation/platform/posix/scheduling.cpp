@@ -18,21 +18,31 @@ int NiceOfThreadPriority(int priority) {
     if (priority <= -15) return 19;
     if (priority >= 2) return -10;
     switch (priority) {
-        case -2: return 15;
-        case -1: return 10;
-        case 1: return -5;
-        default: return 0;
+        case -2:
+            return 15;
+        case -1:
+            return 10;
+        case 1:
+            return -5;
+        default:
+            return 0;
     }
 }
 
 int NiceOfClass(uint32_t priorityClass) {
     switch (priorityClass) {
-        case 64: return 19;
-        case 16384: return 5;
-        case 32768: return -5;
-        case 128: return -10;
-        case 256: return -20;
-        default: return 0;
+        case 64:
+            return 19;
+        case 16384:
+            return 5;
+        case 32768:
+            return -5;
+        case 128:
+            return -10;
+        case 256:
+            return -20;
+        default:
+            return 0;
     }
 }
 

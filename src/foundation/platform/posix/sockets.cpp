@@ -20,34 +20,57 @@ namespace {
 
 uint32_t WsaFromErrno(int e) {
     switch (e) {
-    case EINTR: return XWsa::Interrupted;
-    case EBADF: return XWsa::BadHandle;
-    case EACCES:
-    case EPERM: return XWsa::AccessDenied;
-    case EINVAL: return XWsa::Invalid;
-    case EMFILE:
-    case ENFILE: return XWsa::TooManyOpen;
-    case EAGAIN:
-    case EINPROGRESS: return XWsa::WouldBlock;
-    case EALREADY: return XWsa::Already;
-    case ENOTSOCK: return XWsa::NotSocket;
-    case EAFNOSUPPORT: return XWsa::FamilyNotSupported;
-    case EADDRINUSE: return XWsa::AddressInUse;
-    case EADDRNOTAVAIL: return XWsa::AddressNotAvailable;
-    case ENETDOWN: return XWsa::NetworkDown;
-    case ENETUNREACH: return XWsa::NetworkUnreachable;
-    case ECONNABORTED: return XWsa::ConnectionAborted;
-    case ECONNRESET:
-    case EPIPE: return XWsa::ConnectionReset;
-    case ENOBUFS:
-    case ENOMEM: return XWsa::NoBuffers;
-    case EISCONN: return XWsa::IsConnected;
-    case ENOTCONN: return XWsa::NotConnected;
-    case ESHUTDOWN: return XWsa::Shutdown;
-    case ETIMEDOUT: return XWsa::TimedOut;
-    case ECONNREFUSED: return XWsa::Refused;
-    case EHOSTUNREACH: return XWsa::HostUnreachable;
-    default: return 10000u + static_cast<uint32_t>(e);
+        case EINTR:
+            return XWsa::Interrupted;
+        case EBADF:
+            return XWsa::BadHandle;
+        case EACCES:
+        case EPERM:
+            return XWsa::AccessDenied;
+        case EINVAL:
+            return XWsa::Invalid;
+        case EMFILE:
+        case ENFILE:
+            return XWsa::TooManyOpen;
+        case EAGAIN:
+        case EINPROGRESS:
+            return XWsa::WouldBlock;
+        case EALREADY:
+            return XWsa::Already;
+        case ENOTSOCK:
+            return XWsa::NotSocket;
+        case EAFNOSUPPORT:
+            return XWsa::FamilyNotSupported;
+        case EADDRINUSE:
+            return XWsa::AddressInUse;
+        case EADDRNOTAVAIL:
+            return XWsa::AddressNotAvailable;
+        case ENETDOWN:
+            return XWsa::NetworkDown;
+        case ENETUNREACH:
+            return XWsa::NetworkUnreachable;
+        case ECONNABORTED:
+            return XWsa::ConnectionAborted;
+        case ECONNRESET:
+        case EPIPE:
+            return XWsa::ConnectionReset;
+        case ENOBUFS:
+        case ENOMEM:
+            return XWsa::NoBuffers;
+        case EISCONN:
+            return XWsa::IsConnected;
+        case ENOTCONN:
+            return XWsa::NotConnected;
+        case ESHUTDOWN:
+            return XWsa::Shutdown;
+        case ETIMEDOUT:
+            return XWsa::TimedOut;
+        case ECONNREFUSED:
+            return XWsa::Refused;
+        case EHOSTUNREACH:
+            return XWsa::HostUnreachable;
+        default:
+            return 10000u + static_cast<uint32_t>(e);
     }
 }
 
@@ -55,18 +78,25 @@ void SetSocketError(int e) { XSetLastError(WsaFromErrno(e)); }
 
 int SysFamily(int family) {
     switch (family) {
-    case XWsa::FamilyInet: return AF_INET;
-    case XWsa::FamilyInet6: return AF_INET6;
-    case 0: return AF_UNSPEC;
-    default: return -1;
+        case XWsa::FamilyInet:
+            return AF_INET;
+        case XWsa::FamilyInet6:
+            return AF_INET6;
+        case 0:
+            return AF_UNSPEC;
+        default:
+            return -1;
     }
 }
 
 int WsaFamily(int family) {
     switch (family) {
-    case AF_INET: return XWsa::FamilyInet;
-    case AF_INET6: return XWsa::FamilyInet6;
-    default: return family;
+        case AF_INET:
+            return XWsa::FamilyInet;
+        case AF_INET6:
+            return XWsa::FamilyInet6;
+        default:
+            return family;
     }
 }
 
@@ -94,8 +124,7 @@ bool XSocketClose(XSocket s) {
 
 bool XSocketSetNonBlocking(XSocket s, bool nonBlocking) {
     int flags = fcntl(Fd(s), F_GETFL);
-    if (flags < 0 ||
-        fcntl(Fd(s), F_SETFL, nonBlocking ? (flags | O_NONBLOCK) : (flags & ~O_NONBLOCK)) < 0) {
+    if (flags < 0 || fcntl(Fd(s), F_SETFL, nonBlocking ? (flags | O_NONBLOCK) : (flags & ~O_NONBLOCK)) < 0) {
         SetSocketError(errno);
         return false;
     }
@@ -173,8 +202,7 @@ uint32_t XSocketPendingError(XSocket s) {
 }
 
 bool XSocketBind(XSocket s, const uint8_t* raw, size_t length) {
-    if (bind(Fd(s), reinterpret_cast<const sockaddr*>(raw), static_cast<socklen_t>(length)) == 0)
-        return true;
+    if (bind(Fd(s), reinterpret_cast<const sockaddr*>(raw), static_cast<socklen_t>(length)) == 0) return true;
     SetSocketError(errno);
     return false;
 }
@@ -211,8 +239,8 @@ bool XSocketLocalAddress(XSocket s, std::vector<uint8_t>& raw) {
     return true;
 }
 
-uint32_t XResolveName(const char* host, const char* service, int flags, int family,
-                      int socketType, int protocol, std::vector<XResolvedAddress>& out) {
+uint32_t XResolveName(const char* host, const char* service, int flags, int family, int socketType, int protocol,
+                      std::vector<XResolvedAddress>& out) {
     addrinfo hints{};
     hints.ai_flags = flags;
     hints.ai_family = SysFamily(family);
@@ -220,20 +248,28 @@ uint32_t XResolveName(const char* host, const char* service, int flags, int fami
     hints.ai_protocol = protocol;
     if (hints.ai_family < 0) return XWsa::FamilyNotSupported;
     addrinfo* list = nullptr;
-    int r = getaddrinfo(host && *host ? host : nullptr, service && *service ? service : nullptr,
-                        &hints, &list);
+    int r = getaddrinfo(host && *host ? host : nullptr, service && *service ? service : nullptr, &hints, &list);
     switch (r) {
-    case 0: break;
-    case EAI_AGAIN: return XWsa::TryAgain;
-    case EAI_NONAME: return XWsa::HostNotFound;
+        case 0:
+            break;
+        case EAI_AGAIN:
+            return XWsa::TryAgain;
+        case EAI_NONAME:
+            return XWsa::HostNotFound;
 #ifdef EAI_NODATA
-    case EAI_NODATA: return XWsa::NoData;
+        case EAI_NODATA:
+            return XWsa::NoData;
 #endif
-    case EAI_FAIL: return XWsa::NoRecovery;
-    case EAI_FAMILY: return XWsa::FamilyNotSupported;
-    case EAI_MEMORY: return XWsa::NoBuffers;
-    case EAI_SYSTEM: return WsaFromErrno(errno);
-    default: return XWsa::NoRecovery;
+        case EAI_FAIL:
+            return XWsa::NoRecovery;
+        case EAI_FAMILY:
+            return XWsa::FamilyNotSupported;
+        case EAI_MEMORY:
+            return XWsa::NoBuffers;
+        case EAI_SYSTEM:
+            return WsaFromErrno(errno);
+        default:
+            return XWsa::NoRecovery;
     }
     for (addrinfo* a = list; a; a = a->ai_next) {
         XResolvedAddress e;
@@ -256,8 +292,7 @@ size_t XAddressSize(int family) {
     return 0;
 }
 
-bool XAddressNumeric(const uint8_t* raw, size_t length, int* family, std::string* host,
-                     uint16_t* port) {
+bool XAddressNumeric(const uint8_t* raw, size_t length, int* family, std::string* host, uint16_t* port) {
     if (length < sizeof(sa_family_t)) return false;
     sa_family_t f;
     std::memcpy(&f, raw, sizeof f);

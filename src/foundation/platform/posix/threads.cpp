@@ -17,11 +17,11 @@
 
 #include "foundation/platform/faults.h"
 #include "foundation/platform/last_error.h"
-#include "foundation/platform/posix/deadline.h"
 #include "foundation/platform/named_objects.h"
+#include "foundation/platform/posix/deadline.h"
 
 struct XThreadControl {
-    std::atomic<int> refs{2};  // the owner's handle and the thread itself
+    std::atomic<int> refs{2};           // the owner's handle and the thread itself
     std::atomic<uint32_t> gate{0};      // 1 lets a held thread start
     std::atomic<uint32_t> park{0};      // 1 keeps a parked thread asleep
     std::atomic<uint32_t> finished{0};  // 1 once entry has returned

@@ -138,8 +138,7 @@ int64_t XReadHandleSome(XFileHandle handle, void* buffer, size_t length, bool* w
     }
 }
 
-int64_t XWriteHandleSome(XFileHandle handle, const void* buffer, size_t length,
-                         bool* wouldBlock) {
+int64_t XWriteHandleSome(XFileHandle handle, const void* buffer, size_t length, bool* wouldBlock) {
     *wouldBlock = false;
     for (;;) {
         ssize_t r = write(static_cast<int>(handle), buffer, length);

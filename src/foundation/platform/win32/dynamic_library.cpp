@@ -18,8 +18,10 @@ XModuleHandle XSysLoadLibrary(const XString& path) {
     if (error == ERROR_MOD_NOT_FOUND) {
         // 126 covers both a missing file and a missing dependency: tell them apart.
         const DWORD attributes = GetFileAttributesW(XWide(path));
-        if (attributes == INVALID_FILE_ATTRIBUTES) error = XErr::FileNotFound;
-        else if (attributes & FILE_ATTRIBUTE_DIRECTORY) error = XErr::AccessDenied;
+        if (attributes == INVALID_FILE_ATTRIBUTES)
+            error = XErr::FileNotFound;
+        else if (attributes & FILE_ATTRIBUTE_DIRECTORY)
+            error = XErr::AccessDenied;
     }
     XSetLastError(error);
     return nullptr;
@@ -36,9 +38,9 @@ bool XSysFreeLibrary(XModuleHandle module) { return FreeLibrary(static_cast<HMOD
 XString XSysLoaderErrorText() {
     if (t_loaderError == 0) return XString();
     wchar_t* text = nullptr;
-    const DWORD length = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
-                                            FORMAT_MESSAGE_IGNORE_INSERTS,
-                                        nullptr, t_loaderError, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+    const DWORD length =
+        FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+                       nullptr, t_loaderError, 0, reinterpret_cast<wchar_t*>(&text), 0, nullptr);
     XString result = XString(u"error ") + XString::FormatUInt(t_loaderError);
     if (length > 0 && text) {
         XString message = XFromWide(text, static_cast<int>(length));

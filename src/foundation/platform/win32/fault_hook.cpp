@@ -18,14 +18,18 @@ constexpr DWORD AbortException = 0xE0000001u;  // a private code for abort()
 int SignalOf(DWORD code) {
     switch (code) {
         case EXCEPTION_ILLEGAL_INSTRUCTION:
-        case EXCEPTION_PRIV_INSTRUCTION: return SIGILL;
+        case EXCEPTION_PRIV_INSTRUCTION:
+            return SIGILL;
         case EXCEPTION_INT_DIVIDE_BY_ZERO:
         case EXCEPTION_INT_OVERFLOW:
         case EXCEPTION_FLT_DIVIDE_BY_ZERO:
         case EXCEPTION_FLT_INVALID_OPERATION:
-        case EXCEPTION_FLT_OVERFLOW: return SIGFPE;
-        case AbortException: return SIGABRT;
-        default: return SIGSEGV;
+        case EXCEPTION_FLT_OVERFLOW:
+            return SIGFPE;
+        case AbortException:
+            return SIGABRT;
+        default:
+            return SIGSEGV;
     }
 }
 

@@ -1,8 +1,8 @@
 // What a fault handler may call on Windows: guarded reads of its own memory, the successor
 // process, raw files, the system's facts, and the system's Minidump writer with the
 // exception of the fault.
-#include <windows.h>
 #include <dbghelp.h>
+#include <windows.h>
 
 #include <cstring>
 
@@ -75,7 +75,8 @@ void XPrepareFaultServices() {
     // Loading a library in a damaged process is what must not happen: it is done now.
     HMODULE dbghelp = LoadLibraryW(L"dbghelp.dll");
     if (dbghelp) {
-        g_writeDump = reinterpret_cast<WriteDumpFn>(reinterpret_cast<void*>(GetProcAddress(dbghelp, "MiniDumpWriteDump")));
+        g_writeDump =
+            reinterpret_cast<WriteDumpFn>(reinterpret_cast<void*>(GetProcAddress(dbghelp, "MiniDumpWriteDump")));
     }
 }
 

@@ -30,8 +30,8 @@ bool IsPipe(HANDLE handle) { return GetFileType(handle) == FILE_TYPE_PIPE; }
 
 }  // namespace
 
-XFileHandle XSysOpenFile(const XString& path, uint32_t access, uint32_t shareMode,
-                         uint32_t disposition, uint32_t attributes) {
+XFileHandle XSysOpenFile(const XString& path, uint32_t access, uint32_t shareMode, uint32_t disposition,
+                         uint32_t attributes) {
     if (path.IsEmpty()) {
         XSetLastError(XErr::PathNotFound);
         return XInvalidHandle;
@@ -114,8 +114,7 @@ bool XSysGetFileTimes(XFileHandle handle, uint64_t* created, uint64_t* accessed,
     return true;
 }
 
-bool XSysSetFileTimes(XFileHandle handle, const uint64_t* created, const uint64_t* accessed,
-                      const uint64_t* modified) {
+bool XSysSetFileTimes(XFileHandle handle, const uint64_t* created, const uint64_t* accessed, const uint64_t* modified) {
     FILETIME c{}, a{}, m{};
     if (created) c = ToFileTime(*created);
     if (accessed) a = ToFileTime(*accessed);

@@ -1,7 +1,7 @@
 #include "foundation/platform/guid.h"
 
-#include <windows.h>
 #include <bcrypt.h>
+#include <windows.h>
 
 #include <cstring>
 

@@ -2,8 +2,8 @@
 // older folder that stands in where the shell has none.
 #include "foundation/platform/known_folders.h"
 
-#include <windows.h>
 #include <shlobj.h>
+#include <windows.h>
 
 #include "foundation/platform/win32/win32_util.h"
 
@@ -12,8 +12,8 @@ namespace {
 XString ProgramFilesValue(const wchar_t* name) {
     wchar_t buffer[MAX_PATH * 2] = {};
     DWORD size = sizeof buffer;
-    if (RegGetValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion", name, RRF_RT_REG_SZ,
-                     nullptr, buffer, &size) != ERROR_SUCCESS) {
+    if (RegGetValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion", name, RRF_RT_REG_SZ, nullptr,
+                     buffer, &size) != ERROR_SUCCESS) {
         return XString();
     }
     return XFromWide(buffer);
@@ -54,22 +54,24 @@ XString Replacement(int id) {
         case XFolderId::CommonMusic:
         case XFolderId::CommonPictures:
         case XFolderId::CommonVideo: {
-            const bool common = id == XFolderId::CommonMusic || id == XFolderId::CommonPictures ||
-                                id == XFolderId::CommonVideo;
+            const bool common =
+                id == XFolderId::CommonMusic || id == XFolderId::CommonPictures || id == XFolderId::CommonVideo;
             const XString base = WithSeparator(FromShell(common ? XFolderId::CommonDocuments : XFolderId::Documents));
             if (base.IsEmpty()) return base;
             const bool music = id == XFolderId::MyMusic || id == XFolderId::CommonMusic;
             const bool pictures = id == XFolderId::MyPictures || id == XFolderId::CommonPictures;
             return base + (music ? u"My Music" : pictures ? u"My Pictures" : u"My Video");
         }
-        default: return XString();
+        default:
+            return XString();
     }
 }
 
 XString Lookup(int id) {
     wchar_t buffer[MAX_PATH] = {};
     switch (id) {
-        case XFolderId::ProgramFiles: return ProgramFilesValue(L"ProgramFilesDir");
+        case XFolderId::ProgramFiles:
+            return ProgramFilesValue(L"ProgramFilesDir");
         case XFolderId::ProgramFiles64: {
             const XString wide = ProgramFilesValue(L"ProgramW6432Dir");
             return wide.IsEmpty() ? ProgramFilesValue(L"ProgramFilesDir") : wide;
@@ -78,7 +80,8 @@ XString Lookup(int id) {
             return GetWindowsDirectoryW(buffer, MAX_PATH) ? XFromWide(buffer) : XString();
         case XFolderId::SystemDir:
             return GetSystemDirectoryW(buffer, MAX_PATH) ? XFromWide(buffer) : XString();
-        case XFolderId::Temporary: return XTempFolderPath();
+        case XFolderId::Temporary:
+            return XTempFolderPath();
         default: {
             const XString shell = FromShell(id);
             return shell.IsEmpty() ? Replacement(id) : shell;
@@ -99,7 +102,8 @@ XString XSpecialFolder(int id, const char16_t* fallback) {
 XString XTempFolderPath() {
     wchar_t buffer[MAX_PATH + 2] = {};
     const DWORD length = GetTempPathW(MAX_PATH + 1, buffer);
-    XString path = length > 0 && length <= MAX_PATH + 1 ? XFromWide(buffer, static_cast<int>(length)) : XString(u"C:\\Temp");
+    XString path =
+        length > 0 && length <= MAX_PATH + 1 ? XFromWide(buffer, static_cast<int>(length)) : XString(u"C:\\Temp");
     path.EnsureTrailing(u'\\');
     return path;
 }

@@ -78,10 +78,11 @@ XObjectHandle XCreateSectionObject(const char16_t* name, uint32_t size, bool* ex
     // a system that gives only whole pages (Wine) can't tell it otherwise. A section that
     // someone else made without the note is taken as at most what was asked for.
     MEMORY_BASIC_INFORMATION region{};
-    const bool noted = VirtualQuery(object->view, &region, sizeof region) && region.RegionSize >= size + sizeof(SizeNote);
-    auto* note = noted ? reinterpret_cast<SizeNote*>(static_cast<uint8_t*>(object->view) + region.RegionSize -
-                                                      sizeof(SizeNote))
-                       : nullptr;
+    const bool noted =
+        VirtualQuery(object->view, &region, sizeof region) && region.RegionSize >= size + sizeof(SizeNote);
+    auto* note =
+        noted ? reinterpret_cast<SizeNote*>(static_cast<uint8_t*>(object->view) + region.RegionSize - sizeof(SizeNote))
+              : nullptr;
     if (!was) {
         object->size = size;
         if (note) *note = SizeNote{SizeNoteMagic, size};

@@ -106,8 +106,10 @@ int XWaitProcess(XProcessId pid, uint32_t timeoutMs) {
     }
     DWORD code = 0;
     const bool ok = waited == WAIT_OBJECT_0 && GetExitCodeProcess(child, &code);
-    if (opened) CloseHandle(child);
-    else if (ok) CloseHandle(TakeChild(pid, true));
+    if (opened)
+        CloseHandle(child);
+    else if (ok)
+        CloseHandle(TakeChild(pid, true));
     return ok ? static_cast<int>(code) : -1;
 }
 

@@ -16,20 +16,31 @@ HANDLE Native(int fd) { return reinterpret_cast<HANDLE>(static_cast<intptr_t>(fd
 
 int Errno() {
     switch (GetLastError()) {
-        case ERROR_FILE_NOT_FOUND: return ENOENT;
-        case ERROR_PATH_NOT_FOUND: return ENOTDIR;
-        case ERROR_ACCESS_DENIED: return EACCES;
-        case ERROR_SHARING_VIOLATION: return EBUSY;
+        case ERROR_FILE_NOT_FOUND:
+            return ENOENT;
+        case ERROR_PATH_NOT_FOUND:
+            return ENOTDIR;
+        case ERROR_ACCESS_DENIED:
+            return EACCES;
+        case ERROR_SHARING_VIOLATION:
+            return EBUSY;
         case ERROR_FILE_EXISTS:
-        case ERROR_ALREADY_EXISTS: return EEXIST;
-        case ERROR_INVALID_HANDLE: return EBADF;
+        case ERROR_ALREADY_EXISTS:
+            return EEXIST;
+        case ERROR_INVALID_HANDLE:
+            return EBADF;
         case ERROR_DISK_FULL:
-        case ERROR_HANDLE_DISK_FULL: return ENOSPC;
+        case ERROR_HANDLE_DISK_FULL:
+            return ENOSPC;
         case ERROR_NOT_ENOUGH_MEMORY:
-        case ERROR_OUTOFMEMORY: return ENOMEM;
-        case ERROR_FILENAME_EXCED_RANGE: return ENAMETOOLONG;
-        case ERROR_BROKEN_PIPE: return EPIPE;
-        default: return EIO;
+        case ERROR_OUTOFMEMORY:
+            return ENOMEM;
+        case ERROR_FILENAME_EXCED_RANGE:
+            return ENAMETOOLONG;
+        case ERROR_BROKEN_PIPE:
+            return EPIPE;
+        default:
+            return EIO;
     }
 }
 
@@ -39,10 +50,18 @@ int Open(const char* path, Access access, Disposition disposition, int& fd) {
     const DWORD rights = access == Access::Read ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE;
     DWORD how = OPEN_EXISTING;
     switch (disposition) {
-        case Disposition::OpenExisting: how = OPEN_EXISTING; break;
-        case Disposition::CreateAlways: how = CREATE_ALWAYS; break;
-        case Disposition::CreateNew: how = CREATE_NEW; break;
-        case Disposition::OpenAlways: how = OPEN_ALWAYS; break;
+        case Disposition::OpenExisting:
+            how = OPEN_EXISTING;
+            break;
+        case Disposition::CreateAlways:
+            how = CREATE_ALWAYS;
+            break;
+        case Disposition::CreateNew:
+            how = CREATE_NEW;
+            break;
+        case Disposition::OpenAlways:
+            how = OPEN_ALWAYS;
+            break;
     }
     const std::wstring wide = XWideFromUtf8(path);
     if (wide.empty()) return ENOENT;

@@ -110,8 +110,7 @@ bool KeyExists(uint32_t root, std::u16string_view rawPath) {
     return KeyPath(rawPath, path) && Key(root, path, KEY_QUERY_VALUE, false).Ok();
 }
 
-bool GetValue(uint32_t root, std::u16string_view rawPath, std::u16string_view name, Value& value,
-              bool createKey) {
+bool GetValue(uint32_t root, std::u16string_view rawPath, std::u16string_view name, Value& value, bool createKey) {
     value.type = 0;
     value.data.clear();
     std::u16string path;
@@ -120,8 +119,8 @@ bool GetValue(uint32_t root, std::u16string_view rawPath, std::u16string_view na
     return key.Ok() && ReadValue(key.Get(), std::u16string(name), value);
 }
 
-bool SetValue(uint32_t root, std::u16string_view rawPath, std::u16string_view name, uint32_t type,
-              const void* data, size_t size) {
+bool SetValue(uint32_t root, std::u16string_view rawPath, std::u16string_view name, uint32_t type, const void* data,
+              size_t size) {
     std::u16string path;
     if (!KeyPath(rawPath, path)) return false;
     if (size > 0x7FFFFFFF || (size && !data)) {
@@ -131,8 +130,8 @@ bool SetValue(uint32_t root, std::u16string_view rawPath, std::u16string_view na
     Key key(root, path, KEY_WRITE, true);
     if (!key.Ok()) return false;
     const std::u16string valueName(name);
-    const LSTATUS status = RegSetValueExW(key.Get(), Wide(valueName), 0, type, static_cast<const BYTE*>(data),
-                                          static_cast<DWORD>(size));
+    const LSTATUS status =
+        RegSetValueExW(key.Get(), Wide(valueName), 0, type, static_cast<const BYTE*>(data), static_cast<DWORD>(size));
     if (status != ERROR_SUCCESS) return Failed(status);
     XSetLastError(XErr::Success);
     return true;
@@ -163,8 +162,7 @@ bool EnumKeys(uint32_t root, std::u16string_view rawPath, XStringList& names, bo
     }
 }
 
-bool EnumValues(uint32_t root, std::u16string_view rawPath, std::vector<NamedValue>& values,
-                bool createKey) {
+bool EnumValues(uint32_t root, std::u16string_view rawPath, std::vector<NamedValue>& values, bool createKey) {
     values.clear();
     std::u16string path;
     if (!KeyPath(rawPath, path)) return false;

@@ -1,8 +1,8 @@
 // Threads on the system's own calls: a held thread starts suspended, a park is SuspendThread.
 #include "foundation/platform/threads.h"
 
-#include <windows.h>
 #include <process.h>
+#include <windows.h>
 
 #include <atomic>
 
@@ -49,13 +49,9 @@ XThreadHandle XCreateThread(XThreadEntry entry, void* argument, bool held) {
     return control;
 }
 
-bool XResumeThread(XThreadHandle thread) {
-    return thread && ResumeThread(thread->thread) != static_cast<DWORD>(-1);
-}
+bool XResumeThread(XThreadHandle thread) { return thread && ResumeThread(thread->thread) != static_cast<DWORD>(-1); }
 
-bool XSuspendThread(XThreadHandle thread) {
-    return thread && SuspendThread(thread->thread) != static_cast<DWORD>(-1);
-}
+bool XSuspendThread(XThreadHandle thread) { return thread && SuspendThread(thread->thread) != static_cast<DWORD>(-1); }
 
 bool XWaitThread(XThreadHandle thread, uint32_t milliseconds) {
     if (!thread) return true;

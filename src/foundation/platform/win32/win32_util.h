@@ -19,10 +19,14 @@ inline XString XFromWide(const wchar_t* text, int count) {
 // 0, 1 and 2 stand for the standard handles; every other value is the HANDLE itself.
 inline HANDLE XNativeHandle(XFileHandle handle) {
     switch (handle) {
-        case XStdInputHandle: return GetStdHandle(STD_INPUT_HANDLE);
-        case XStdOutputHandle: return GetStdHandle(STD_OUTPUT_HANDLE);
-        case XStdErrorHandle: return GetStdHandle(STD_ERROR_HANDLE);
-        default: return reinterpret_cast<HANDLE>(handle);
+        case XStdInputHandle:
+            return GetStdHandle(STD_INPUT_HANDLE);
+        case XStdOutputHandle:
+            return GetStdHandle(STD_OUTPUT_HANDLE);
+        case XStdErrorHandle:
+            return GetStdHandle(STD_ERROR_HANDLE);
+        default:
+            return reinterpret_cast<HANDLE>(handle);
     }
 }
 

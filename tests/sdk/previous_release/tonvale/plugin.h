@@ -119,10 +119,9 @@ typedef int64_t TvOsHandle;
 
 #define TV_CHECK_OFFSET(type, field, off) \
     TV_STATIC_ASSERT(offsetof(type, field) == (off), #type "." #field " must be at offset " #off)
-#define TV_CHECK_SIZE(type, size) \
-    TV_STATIC_ASSERT(sizeof(type) == (size), "sizeof(" #type ") must be " #size)
+#define TV_CHECK_SIZE(type, size) TV_STATIC_ASSERT(sizeof(type) == (size), "sizeof(" #type ") must be " #size)
 
-TV_CHECK_SIZE(void *, 8);
+TV_CHECK_SIZE(void*, 8);
 TV_CHECK_SIZE(TvChar16, 2);
 
 /* ============================================================================================
@@ -191,8 +190,7 @@ TV_CHECK_OFFSET(TvWaveFormatExtensible, dwChannelMask, 20);
 TV_CHECK_OFFSET(TvWaveFormatExtensible, SubFormat, 24);
 
 /* The standard sub-format GUID of a format tag: tag-0000-0010-8000-00AA00389B71. */
-static inline TvGuid TvWaveSubFormat(uint16_t tag)
-{
+static inline TvGuid TvWaveSubFormat(uint16_t tag) {
     TvGuid g = {tag, 0x0000, 0x0010, {0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71}};
     return g;
 }
@@ -228,10 +226,10 @@ typedef struct PluginArgs {
     uint32_t Value;        /* a number, or the byte size of Data */
     uint64_t Value64;      /* a 64-bit number */
     uint64_t Reserved;     /* always 0 */
-    const TvChar16 *Text;  /* NUL-terminated UTF-16 string or null */
-    const TvChar16 *Text2; /* NUL-terminated UTF-16 string or null */
-    const TvChar16 *Text3; /* NUL-terminated UTF-16 string or null */
-    void *Data;            /* a byte block (size in Value), or a further PluginArgs ("Communicate") */
+    const TvChar16* Text;  /* NUL-terminated UTF-16 string or null */
+    const TvChar16* Text2; /* NUL-terminated UTF-16 string or null */
+    const TvChar16* Text3; /* NUL-terminated UTF-16 string or null */
+    void* Data;            /* a byte block (size in Value), or a further PluginArgs ("Communicate") */
 } PluginArgs;
 
 TV_CHECK_SIZE(PluginArgs, 56);
@@ -253,16 +251,16 @@ TV_CHECK_OFFSET(PluginArgs, Data, 48);
  * during Open only. IDTags and InfoTags point at blocks of the decoder, which must stay valid
  * until Destroy (the host may read them after Close). */
 typedef struct OpenFileRecord {
-    const TvChar16 *Path;          /* in: the source path */
+    const TvChar16* Path;          /* in: the source path */
     uint32_t RecordKind;           /* in: TV_RECORD_KIND_PUMP (29) or _RAW (28) */
     TvWaveFormatExtensible Format; /* out: the audio format of the blocks to come */
     uint32_t BitsPerSecond;        /* out: sample rate * channels * bits */
     int64_t LengthMs;              /* out: length of the audio in milliseconds (0 if unknown) */
     int64_t LengthBytes;           /* out: length of the uncompressed audio in bytes */
     uint64_t Reserved1;            /* not used by the host */
-    const void *IDTags;            /* out: tag block (section 4) of the file's tags, or null */
+    const void* IDTags;            /* out: tag block (section 4) of the file's tags, or null */
     uint32_t IDTagsSize;           /* out: its size in bytes */
-    const void *InfoTags;          /* out: tag block of stream facts ("Audio Quality", ...) or null */
+    const void* InfoTags;          /* out: tag block of stream facts ("Audio Quality", ...) or null */
     uint32_t InfoTagsSize;         /* out: its size in bytes */
     uint8_t Reserved2[24];         /* zero */
 } OpenFileRecord;
@@ -274,7 +272,7 @@ typedef struct OpenFileRecord {
  * plug-in's next call (DecodeBlock / Close for the decoder, the next PassAudioBlock for a DSP).
  * ActionText likewise belongs to the plug-in that set it. */
 typedef struct AudioBlockRecord {
-    void *Data;                    /* the interleaved samples, or null when nothing came */
+    void* Data;                    /* the interleaved samples, or null when nothing came */
     uint32_t Size;                 /* bytes at Data; a multiple of Format.Format.nBlockAlign */
     TvWaveFormatExtensible Format; /* format of these samples */
     uint32_t BitsPerSecond;        /* nAvgBytesPerSec * 8 */
@@ -283,7 +281,7 @@ typedef struct AudioBlockRecord {
     int64_t PositionMs;            /* ms of audio delivered before this block */
     uint32_t EndOfStream;          /* nonzero on the last block (which may have Size 0) */
     uint64_t Reserved2;            /* zero */
-    const TvChar16 *ActionText;    /* what the plug-in is doing now, or null; the host clears it
+    const TvChar16* ActionText;    /* what the plug-in is doing now, or null; the host clears it
                                       before each DSP and encoder step */
     uint64_t Reserved3;            /* zero */
 } AudioBlockRecord;
@@ -304,14 +302,14 @@ typedef struct TvFormatAndLength {
  * Ownership: every pointer is the host's and valid while the run lasts, except InfoTags when an
  * encoder replaces it with its own block (which must then stay valid until ENC_Destroy). */
 typedef struct ConversionRecord {
-    const TvChar16 *SourceFile;  /* the source path; "-" for standard input */
-    const TvChar16 *OutputFile;  /* path to write (maybe a temporary name the host renames
+    const TvChar16* SourceFile;  /* the source path; "-" for standard input */
+    const TvChar16* OutputFile;  /* path to write (maybe a temporary name the host renames
                                     afterwards); in DSP_AfterConversion: the finished file */
-    const TvChar16 *CommandLine; /* the encoder's command line (host options removed) */
-    TvFormatAndLength *Format;   /* points at OpenFileRecord.Format; lengths follow it */
-    const void *OutputTags;      /* tag block for the output file, or null */
+    const TvChar16* CommandLine; /* the encoder's command line (host options removed) */
+    TvFormatAndLength* Format;   /* points at OpenFileRecord.Format; lengths follow it */
+    const void* OutputTags;      /* tag block for the output file, or null */
     uint32_t OutputTagsSize;     /* its size in bytes */
-    const void *InfoTags;        /* tag block: decoder's InfoTags plus "_encoder". An encoder
+    const void* InfoTags;        /* tag block: decoder's InfoTags plus "_encoder". An encoder
                                     may point it at its own block with "FileName1".. to report
                                     the files it wrote (TV_TAG_FILENAME_PREFIX) */
     uint32_t InfoTagsSize;       /* its size in bytes */
@@ -350,17 +348,13 @@ TV_CHECK_OFFSET(AudioBlockRecord, ActionText, 100);
 TV_CHECK_OFFSET(AudioBlockRecord, Reserved3, 108);
 
 TV_CHECK_SIZE(TvFormatAndLength, 60);
-TV_CHECK_OFFSET(TvFormatAndLength, BitsPerSecond,
-                52 - 12); /* = OpenFileRecord.BitsPerSecond - OpenFileRecord.Format */
+TV_CHECK_OFFSET(TvFormatAndLength, BitsPerSecond, 52 - 12); /* = OpenFileRecord.BitsPerSecond - OpenFileRecord.Format */
 TV_CHECK_OFFSET(TvFormatAndLength, LengthMs, 56 - 12);
 TV_CHECK_OFFSET(TvFormatAndLength, LengthBytes, 64 - 12);
 
 /* The view that ConversionRecord.Format and DSP_PassNonLive take of an open record: its Format
  * field and the lengths behind it. The pointer is into rec, and lives as long as rec does. */
-static inline TvFormatAndLength *TvFormatOf(OpenFileRecord *rec)
-{
-    return (TvFormatAndLength *)(void *)&rec->Format;
-}
+static inline TvFormatAndLength* TvFormatOf(OpenFileRecord* rec) { return (TvFormatAndLength*)(void*)&rec->Format; }
 
 TV_CHECK_SIZE(ConversionRecord, 60);
 TV_CHECK_OFFSET(ConversionRecord, SourceFile, 0);
@@ -419,8 +413,9 @@ TV_CHECK_OFFSET(ConversionRecord, Failed, 56);
 /* Tag names the host reads or writes in tag blocks. */
 #define TV_TAG_AUDIO_QUALITY TV_TEXT("Audio Quality") /* decoder InfoTags: shown/kept by the host */
 #define TV_TAG_ENCODER TV_TEXT("_encoder")            /* host adds it to ConversionRecord.InfoTags */
-#define TV_TAG_FILENAME_PREFIX TV_TEXT("FileName")    /* "FileName1", "FileName2", ...: files an
-                                                         encoder reports back */
+#define TV_TAG_FILENAME_PREFIX                                     \
+    TV_TEXT("FileName") /* "FileName1", "FileName2", ...: files an \
+                           encoder reports back */
 
 /* Reserved decoder extensions: ".IGNORE" anywhere in a "Decodes" Text keeps the entry out of
  * every list; ".NOTUSING" is what the host records while it only lists a decoder. */
@@ -450,40 +445,40 @@ TV_CHECK_OFFSET(ConversionRecord, Failed, 56);
  * The tag writer uses a separate instance that sees only Create, Set("IDTags"), Destroy.
  * Get and Set are legal in every state from Create on. An instance is never reopened.
  * Export names, in the order the host resolves them: */
-#define TV_DECODER_EXPORTS "Create", "Destroy", "Get", "Set", "Open", "Close", "DecodeBlock", \
-                           "SetPosition", "DeleteATag"
+#define TV_DECODER_EXPORTS \
+    "Create", "Destroy", "Get", "Set", "Open", "Close", "DecodeBlock", "SetPosition", "DeleteATag"
 #define TV_DECODER_EXPORT_COUNT 9
 
 /* Makes an instance. logs: host-owned, valid during this call only (copy the handles).
  * Returns the instance handle, 0 on failure (the host then treats the library as not loaded).
  * Legal: any time; the host may hold two instances of one library at once. */
-typedef TvInstance (*TvDecoderCreateFn)(const PluginLogHandles *logs);
+typedef TvInstance (*TvDecoderCreateFn)(const PluginLogHandles* logs);
 /* Frees the instance and everything it handed out (tag blocks, sample buffers). Result ignored.
  * Legal: once per instance, in any state, as the last call on it. */
 typedef int32_t (*TvDecoderDestroyFn)(TvInstance inst);
 /* Reads (Get) or sets (Set) a named property; see section 8. name and the host's fields of args
  * are valid for this call only; what the plug-in puts in args stays the plug-in's until the next
  * call on this instance. Return 0 for a property you don't know. Legal: any state after Create. */
-typedef int32_t (*TvDecoderGetFn)(TvInstance inst, const TvChar16 *name, PluginArgs *args);
-typedef int32_t (*TvDecoderSetFn)(TvInstance inst, const TvChar16 *name, PluginArgs *args);
+typedef int32_t (*TvDecoderGetFn)(TvInstance inst, const TvChar16* name, PluginArgs* args);
+typedef int32_t (*TvDecoderSetFn)(TvInstance inst, const TvChar16* name, PluginArgs* args);
 /* Opens rec->Path and fills the out fields of rec (format, lengths, tag blocks). The record is
  * the host's and stays in place for the run; rec->Path is valid during this call only; the tag
  * blocks are the decoder's until Destroy. Return 0 after writing the reason to ErrorLog.
  * Legal: once, after Create. */
-typedef int32_t (*TvDecoderOpenFn)(TvInstance inst, OpenFileRecord *rec);
+typedef int32_t (*TvDecoderOpenFn)(TvInstance inst, OpenFileRecord* rec);
 /* Closes the source. conv: host-owned, valid during the call (all zero on the raw path).
  * 0 marks the run as failed. Legal: once, after a successful Open. */
-typedef int32_t (*TvDecoderCloseFn)(TvInstance inst, ConversionRecord *conv);
+typedef int32_t (*TvDecoderCloseFn)(TvInstance inst, ConversionRecord* conv);
 /* Fills block (cleared by the host) with the next samples. Set EndOfStream on the last block; a
  * last block may be empty. Data null / Size 0 without EndOfStream means "nothing yet, ask again".
  * Size must be a multiple of Format.Format.nBlockAlign. Data stays the decoder's and valid until
  * the next DecodeBlock or Close. Return 0 only on a decoding failure. Legal: after Open. */
-typedef int32_t (*TvDecoderDecodeBlockFn)(TvInstance inst, AudioBlockRecord *block);
+typedef int32_t (*TvDecoderDecodeBlockFn)(TvInstance inst, AudioBlockRecord* block);
 /* Never called by this host; must be exported. Meaning is the plug-in's. Legal: after Create. */
 typedef int32_t (*TvDecoderSetPositionFn)(TvInstance inst, int64_t position);
 /* Never called by this host; must be exported. Meaning is the plug-in's. path and name: the
  * caller's, valid for the call. Legal: after Create. */
-typedef int32_t (*TvDecoderDeleteATagFn)(TvInstance inst, const TvChar16 *path, const TvChar16 *name);
+typedef int32_t (*TvDecoderDeleteATagFn)(TvInstance inst, const TvChar16* path, const TvChar16* name);
 
 /* ============================================================================================
  * 6. Encoder plug-ins (encoder/<name>.so)
@@ -510,38 +505,37 @@ typedef int32_t (*TvDecoderDeleteATagFn)(TvInstance inst, const TvChar16 *path, 
  * Querying instances (listing, extension query, batch planning) see only ENC_Create, ENC_Get
  * and ENC_Destroy.
  * Export names, in the order the host resolves them: */
-#define TV_ENCODER_EXPORTS "ENC_Create", "ENC_Destroy", "ENC_Get", "ENC_Set", "ENC_ShowConfigBit", \
-                           "ENC_RemoveConfigBit", "ENC_BeginConversion", "ENC_EndConversion",    \
-                           "ENC_EncodeBlock"
+#define TV_ENCODER_EXPORTS                                                                         \
+    "ENC_Create", "ENC_Destroy", "ENC_Get", "ENC_Set", "ENC_ShowConfigBit", "ENC_RemoveConfigBit", \
+        "ENC_BeginConversion", "ENC_EndConversion", "ENC_EncodeBlock"
 #define TV_ENCODER_EXPORT_COUNT 9
 
 /* As TvDecoderCreateFn. */
-typedef TvInstance (*TvEncoderCreateFn)(const PluginLogHandles *logs);
+typedef TvInstance (*TvEncoderCreateFn)(const PluginLogHandles* logs);
 /* As TvDecoderDestroyFn. */
 typedef int32_t (*TvEncoderDestroyFn)(TvInstance inst);
 /* As TvDecoderGetFn / TvDecoderSetFn. */
-typedef int32_t (*TvEncoderGetFn)(TvInstance inst, const TvChar16 *name, PluginArgs *args);
-typedef int32_t (*TvEncoderSetFn)(TvInstance inst, const TvChar16 *name, PluginArgs *args);
+typedef int32_t (*TvEncoderGetFn)(TvInstance inst, const TvChar16* name, PluginArgs* args);
+typedef int32_t (*TvEncoderSetFn)(TvInstance inst, const TvChar16* name, PluginArgs* args);
 /* Never called by this host (configuration panel); must be exported. Pointers: the caller's,
  * valid for the call. Legal: after ENC_Create. */
-typedef int32_t (*TvEncoderShowConfigBitFn)(TvInstance inst, intptr_t parent, const TvChar16 *settings,
-                                            void *context);
+typedef int32_t (*TvEncoderShowConfigBitFn)(TvInstance inst, intptr_t parent, const TvChar16* settings, void* context);
 /* Never called by this host; must be exported. Legal: after ENC_Create. */
 typedef int32_t (*TvEncoderRemoveConfigBitFn)(TvInstance inst, intptr_t panel);
 /* Starts writing conv->OutputFile in the format *conv->Format. conv: host-owned, valid and
  * unchanged until ENC_Destroy (keep the pointer if you like). 0 fails the run. Legal: once. */
-typedef int32_t (*TvEncoderBeginConversionFn)(TvInstance inst, ConversionRecord *conv);
+typedef int32_t (*TvEncoderBeginConversionFn)(TvInstance inst, ConversionRecord* conv);
 /* Finishes the output. *writeTags is 0 on entry; set it nonzero to have the host write
  * conv->OutputTags into the output through the decoder of its extension. To report files other
  * than OutputFile, point conv->InfoTags/InfoTagsSize at a block of yours with "FileName1",
  * "FileName2", ... (valid until ENC_Destroy). Check conv->Failed: nonzero means the run failed.
  * 0 fails the run. Legal: once, after a successful ENC_BeginConversion. */
-typedef int32_t (*TvEncoderEndConversionFn)(TvInstance inst, ConversionRecord *conv, uint32_t *writeTags);
+typedef int32_t (*TvEncoderEndConversionFn)(TvInstance inst, ConversionRecord* conv, uint32_t* writeTags);
 /* Encodes one block. block and its Data are valid during this call only; the format may differ
  * from conv->Format when a DSP changed it. Set block->ActionText (yours, valid until your next
  * call) to tell the user what you do. A block may have Size 0 (an empty last block).
  * 0 fails the run and stops the pump. Legal: between Begin and End. */
-typedef int32_t (*TvEncoderEncodeBlockFn)(TvInstance inst, AudioBlockRecord *block);
+typedef int32_t (*TvEncoderEncodeBlockFn)(TvInstance inst, AudioBlockRecord* block);
 
 /* ============================================================================================
  * 7. DSP effect plug-ins (DSPs/<name>.so)
@@ -561,42 +555,41 @@ typedef int32_t (*TvEncoderEncodeBlockFn)(TvInstance inst, AudioBlockRecord *blo
  * At the end of a batch, a separate instance sees DSP_Create, DSP_Set("BatchEndConversion"),
  * DSP_Destroy.
  * Export names, in the order the host resolves them: */
-#define TV_DSP_EXPORTS "DSP_Create", "DSP_Destroy", "DSP_Get", "DSP_Set", "DSP_ShowConfigBit",        \
-                       "DSP_RemoveConfigBit", "DSP_BeginConversion", "DSP_EndConversion",            \
-                       "DSP_PassAudioBlock", "DSP_PassNonLive", "DSP_AfterConversion"
+#define TV_DSP_EXPORTS                                                                             \
+    "DSP_Create", "DSP_Destroy", "DSP_Get", "DSP_Set", "DSP_ShowConfigBit", "DSP_RemoveConfigBit", \
+        "DSP_BeginConversion", "DSP_EndConversion", "DSP_PassAudioBlock", "DSP_PassNonLive", "DSP_AfterConversion"
 #define TV_DSP_EXPORT_COUNT 11
 
 /* As TvDecoderCreateFn. */
-typedef TvInstance (*TvDspCreateFn)(const PluginLogHandles *logs);
+typedef TvInstance (*TvDspCreateFn)(const PluginLogHandles* logs);
 /* As TvDecoderDestroyFn. */
 typedef int32_t (*TvDspDestroyFn)(TvInstance inst);
 /* As TvDecoderGetFn / TvDecoderSetFn. */
-typedef int32_t (*TvDspGetFn)(TvInstance inst, const TvChar16 *name, PluginArgs *args);
-typedef int32_t (*TvDspSetFn)(TvInstance inst, const TvChar16 *name, PluginArgs *args);
+typedef int32_t (*TvDspGetFn)(TvInstance inst, const TvChar16* name, PluginArgs* args);
+typedef int32_t (*TvDspSetFn)(TvInstance inst, const TvChar16* name, PluginArgs* args);
 /* Never called by this host (configuration panel); must be exported. Pointers: the caller's,
  * valid for the call. Legal: after DSP_Create. */
-typedef int32_t (*TvDspShowConfigBitFn)(TvInstance inst, intptr_t parent, const TvChar16 *settings,
-                                        void *context);
+typedef int32_t (*TvDspShowConfigBitFn)(TvInstance inst, intptr_t parent, const TvChar16* settings, void* context);
 /* Never called by this host; must be exported. Legal: after DSP_Create. */
 typedef int32_t (*TvDspRemoveConfigBitFn)(TvInstance inst, intptr_t panel);
 /* Prepares for blocks. conv: host-owned, valid until DSP_Destroy. settings: the DSP's settings
  * text, valid during this call only. 0 fails the run. Legal: once, live DSPs only. */
-typedef int32_t (*TvDspBeginConversionFn)(TvInstance inst, ConversionRecord *conv, const TvChar16 *settings);
+typedef int32_t (*TvDspBeginConversionFn)(TvInstance inst, ConversionRecord* conv, const TvChar16* settings);
 /* Ends the live work. conv as above. 0 fails the run. Legal: once, after DSP_BeginConversion. */
-typedef int32_t (*TvDspEndConversionFn)(TvInstance inst, ConversionRecord *conv);
+typedef int32_t (*TvDspEndConversionFn)(TvInstance inst, ConversionRecord* conv);
 /* Processes one block in place. It may replace Data (a buffer of yours, valid until your next
  * call), Size and Format; the next DSP and the encoder see the changes. 0 fails the run.
  * Legal: between Begin and End. */
-typedef int32_t (*TvDspPassAudioBlockFn)(TvInstance inst, AudioBlockRecord *block);
+typedef int32_t (*TvDspPassAudioBlockFn)(TvInstance inst, AudioBlockRecord* block);
 /* Rewrites the raw PCM file tempPath (no header, format *format) in place; may write a new
  * format through format (the host recomputes the lengths from the file size afterwards).
  * tempPath, settings, quitEvent (empty when none) are valid for this call only; format is the
  * host's run format. 0 fails the run. Legal: once, non-live DSPs. */
-typedef int32_t (*TvDspPassNonLiveFn)(TvInstance inst, const TvChar16 *tempPath, TvFormatAndLength *format,
-                                      const TvChar16 *settings, const TvChar16 *quitEvent);
+typedef int32_t (*TvDspPassNonLiveFn)(TvInstance inst, const TvChar16* tempPath, TvFormatAndLength* format,
+                                      const TvChar16* settings, const TvChar16* quitEvent);
 /* Told about a finished file: conv is a host-owned copy, valid for this call, whose OutputFile
  * is that file and Failed the run's state. 0 marks the run failed. Legal: after the audio. */
-typedef int32_t (*TvDspAfterConversionFn)(TvInstance inst, ConversionRecord *conv);
+typedef int32_t (*TvDspAfterConversionFn)(TvInstance inst, ConversionRecord* conv);
 
 /* ============================================================================================
  * 8. Properties: who sends what, and when
@@ -649,44 +642,42 @@ typedef int32_t (*TvDspAfterConversionFn)(TvInstance inst, ConversionRecord *con
  * TV_PLUGIN_DECODER, TV_PLUGIN_ENCODER or TV_PLUGIN_DSP.
  * ========================================================================================== */
 #ifdef TV_PLUGIN_DECODER
-TV_PLUGIN_EXPORT TvInstance Create(const PluginLogHandles *logs);
+TV_PLUGIN_EXPORT TvInstance Create(const PluginLogHandles* logs);
 TV_PLUGIN_EXPORT int32_t Destroy(TvInstance inst);
-TV_PLUGIN_EXPORT int32_t Get(TvInstance inst, const TvChar16 *name, PluginArgs *args);
-TV_PLUGIN_EXPORT int32_t Set(TvInstance inst, const TvChar16 *name, PluginArgs *args);
-TV_PLUGIN_EXPORT int32_t Open(TvInstance inst, OpenFileRecord *rec);
-TV_PLUGIN_EXPORT int32_t Close(TvInstance inst, ConversionRecord *conv);
-TV_PLUGIN_EXPORT int32_t DecodeBlock(TvInstance inst, AudioBlockRecord *block);
+TV_PLUGIN_EXPORT int32_t Get(TvInstance inst, const TvChar16* name, PluginArgs* args);
+TV_PLUGIN_EXPORT int32_t Set(TvInstance inst, const TvChar16* name, PluginArgs* args);
+TV_PLUGIN_EXPORT int32_t Open(TvInstance inst, OpenFileRecord* rec);
+TV_PLUGIN_EXPORT int32_t Close(TvInstance inst, ConversionRecord* conv);
+TV_PLUGIN_EXPORT int32_t DecodeBlock(TvInstance inst, AudioBlockRecord* block);
 TV_PLUGIN_EXPORT int32_t SetPosition(TvInstance inst, int64_t position);
-TV_PLUGIN_EXPORT int32_t DeleteATag(TvInstance inst, const TvChar16 *path, const TvChar16 *name);
+TV_PLUGIN_EXPORT int32_t DeleteATag(TvInstance inst, const TvChar16* path, const TvChar16* name);
 #endif
 
 #ifdef TV_PLUGIN_ENCODER
-TV_PLUGIN_EXPORT TvInstance ENC_Create(const PluginLogHandles *logs);
+TV_PLUGIN_EXPORT TvInstance ENC_Create(const PluginLogHandles* logs);
 TV_PLUGIN_EXPORT int32_t ENC_Destroy(TvInstance inst);
-TV_PLUGIN_EXPORT int32_t ENC_Get(TvInstance inst, const TvChar16 *name, PluginArgs *args);
-TV_PLUGIN_EXPORT int32_t ENC_Set(TvInstance inst, const TvChar16 *name, PluginArgs *args);
-TV_PLUGIN_EXPORT int32_t ENC_ShowConfigBit(TvInstance inst, intptr_t parent, const TvChar16 *settings,
-                                           void *context);
+TV_PLUGIN_EXPORT int32_t ENC_Get(TvInstance inst, const TvChar16* name, PluginArgs* args);
+TV_PLUGIN_EXPORT int32_t ENC_Set(TvInstance inst, const TvChar16* name, PluginArgs* args);
+TV_PLUGIN_EXPORT int32_t ENC_ShowConfigBit(TvInstance inst, intptr_t parent, const TvChar16* settings, void* context);
 TV_PLUGIN_EXPORT int32_t ENC_RemoveConfigBit(TvInstance inst, intptr_t panel);
-TV_PLUGIN_EXPORT int32_t ENC_BeginConversion(TvInstance inst, ConversionRecord *conv);
-TV_PLUGIN_EXPORT int32_t ENC_EndConversion(TvInstance inst, ConversionRecord *conv, uint32_t *writeTags);
-TV_PLUGIN_EXPORT int32_t ENC_EncodeBlock(TvInstance inst, AudioBlockRecord *block);
+TV_PLUGIN_EXPORT int32_t ENC_BeginConversion(TvInstance inst, ConversionRecord* conv);
+TV_PLUGIN_EXPORT int32_t ENC_EndConversion(TvInstance inst, ConversionRecord* conv, uint32_t* writeTags);
+TV_PLUGIN_EXPORT int32_t ENC_EncodeBlock(TvInstance inst, AudioBlockRecord* block);
 #endif
 
 #ifdef TV_PLUGIN_DSP
-TV_PLUGIN_EXPORT TvInstance DSP_Create(const PluginLogHandles *logs);
+TV_PLUGIN_EXPORT TvInstance DSP_Create(const PluginLogHandles* logs);
 TV_PLUGIN_EXPORT int32_t DSP_Destroy(TvInstance inst);
-TV_PLUGIN_EXPORT int32_t DSP_Get(TvInstance inst, const TvChar16 *name, PluginArgs *args);
-TV_PLUGIN_EXPORT int32_t DSP_Set(TvInstance inst, const TvChar16 *name, PluginArgs *args);
-TV_PLUGIN_EXPORT int32_t DSP_ShowConfigBit(TvInstance inst, intptr_t parent, const TvChar16 *settings,
-                                           void *context);
+TV_PLUGIN_EXPORT int32_t DSP_Get(TvInstance inst, const TvChar16* name, PluginArgs* args);
+TV_PLUGIN_EXPORT int32_t DSP_Set(TvInstance inst, const TvChar16* name, PluginArgs* args);
+TV_PLUGIN_EXPORT int32_t DSP_ShowConfigBit(TvInstance inst, intptr_t parent, const TvChar16* settings, void* context);
 TV_PLUGIN_EXPORT int32_t DSP_RemoveConfigBit(TvInstance inst, intptr_t panel);
-TV_PLUGIN_EXPORT int32_t DSP_BeginConversion(TvInstance inst, ConversionRecord *conv, const TvChar16 *settings);
-TV_PLUGIN_EXPORT int32_t DSP_EndConversion(TvInstance inst, ConversionRecord *conv);
-TV_PLUGIN_EXPORT int32_t DSP_PassAudioBlock(TvInstance inst, AudioBlockRecord *block);
-TV_PLUGIN_EXPORT int32_t DSP_PassNonLive(TvInstance inst, const TvChar16 *tempPath, TvFormatAndLength *format,
-                                         const TvChar16 *settings, const TvChar16 *quitEvent);
-TV_PLUGIN_EXPORT int32_t DSP_AfterConversion(TvInstance inst, ConversionRecord *conv);
+TV_PLUGIN_EXPORT int32_t DSP_BeginConversion(TvInstance inst, ConversionRecord* conv, const TvChar16* settings);
+TV_PLUGIN_EXPORT int32_t DSP_EndConversion(TvInstance inst, ConversionRecord* conv);
+TV_PLUGIN_EXPORT int32_t DSP_PassAudioBlock(TvInstance inst, AudioBlockRecord* block);
+TV_PLUGIN_EXPORT int32_t DSP_PassNonLive(TvInstance inst, const TvChar16* tempPath, TvFormatAndLength* format,
+                                         const TvChar16* settings, const TvChar16* quitEvent);
+TV_PLUGIN_EXPORT int32_t DSP_AfterConversion(TvInstance inst, ConversionRecord* conv);
 #endif
 
 #ifdef __cplusplus
