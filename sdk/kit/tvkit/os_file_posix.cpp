@@ -191,8 +191,7 @@ bool WriteLock::Take(const std::u16string& path) {
         }
         ::close(fd);
     }
-    lastError = EBUSY;
-    return false;
+    return posix::FailedWith(EBUSY);
 }
 
 int WriteLock::NewDescriptor() const {
