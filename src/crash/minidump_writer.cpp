@@ -14,6 +14,7 @@ namespace {
 
 constexpr int MaxModules = 1024;
 constexpr int MaxThreads = 256;
+constexpr int TouchedThreads = 16;
 constexpr int MaxMemory = 2048;
 constexpr uint64_t RedZone = 128;               // below the stack pointer, still the frame's own
 constexpr uint64_t MaxStackBytes = 256 * 1024;  // from the stack pointer up
@@ -162,7 +163,8 @@ md::Thread PutThread(Output& out, const XProcessMap& map, uint32_t id, const XCp
 void XPrepareMinidump() {
     // Touch the storage now, so that the handler never waits for fresh pages.
     XPrepareProcessMap();
-    std::memset(static_cast<void*>(g_threads), 0, sizeof g_threads);
+    // A usual process has a handful of threads; the copy buffer is used whole.
+    std::memset(static_cast<void*>(g_threads), 0, TouchedThreads * sizeof g_threads[0]);
     std::memset(g_chunk, 0, sizeof g_chunk);
 }
 
