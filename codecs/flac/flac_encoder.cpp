@@ -34,6 +34,7 @@ constexpr unsigned kMaxDepth = 32;
 constexpr unsigned kMaxRate = 1048575;  // the 20-bit rate field of STREAMINFO
 constexpr size_t kChunkFrames = 4096;   // frames converted per libFLAC call
 constexpr unsigned kSeekSpacingSeconds = 10;
+constexpr unsigned kMd5ThreadSeconds = 20;
 // "fLaC", the first block's header, then STREAMINFO with the MD5 behind its first 18 bytes.
 constexpr uint64_t kMd5Offset = 4 + 4 + 18;
 
@@ -246,7 +247,9 @@ private:
         FLAC__stream_encoder_set_sample_rate(encoder, f.Format.nSamplesPerSec);
         FLAC__stream_encoder_set_compression_level(encoder, settings.level);
         FLAC__stream_encoder_set_verify(encoder, settings.verify);
-        if (md5.Start(depth)) FLAC__stream_encoder_set_do_md5(encoder, false);
+        // A short stream is hashed by libFLAC: a thread and its buffers cost more than they save.
+        if ((frames == 0 || frames >= uint64_t{f.Format.nSamplesPerSec} * kMd5ThreadSeconds) && md5.Start(depth))
+            FLAC__stream_encoder_set_do_md5(encoder, false);
         if (frames) FLAC__stream_encoder_set_total_samples_estimate(encoder, frames);
         if (!SetMetadata(frames, f.Format.nSamplesPerSec)) {
             Log().Error(u"Error: Out of memory.", function);

@@ -28,7 +28,7 @@ public:
 private:
     bool Flush();
 
-    static constexpr size_t BufferBytes = 1 << 20;
+    static constexpr size_t BufferBytes = 64 * 1024;
     tvkit::os::File file;
     std::vector<uint8_t> buffer;  // the bytes of the file from bufferAt on
     uint64_t bufferAt = 0;
