@@ -3,6 +3,8 @@
 #include <nettle/md5.h>
 
 #include <cstring>
+
+#include "tvkit/os_process.h"
 #include <system_error>
 
 
@@ -33,10 +35,33 @@ void PackSamples(const int32_t* in, size_t n, unsigned width, uint8_t* out) {
     }
 }
 
+// nettle is loaded when the first long stream needs it, not with the plug-in: most runs of a
+// short file would pay for its loading (it asks the processor for its features) and use none.
+struct Nettle {
+    tvkit::os::Library library;
+    decltype(&nettle_md5_init) init = nullptr;
+    decltype(&nettle_md5_update) update = nullptr;
+    decltype(&nettle_md5_digest) digest = nullptr;
+};
+
+const Nettle* LoadNettle() {
+    static Nettle* const nettle = [] {
+        auto* n = new Nettle;  // kept to the end of the process, as a thread may still use it
+        if (n->library.Open(u"libnettle.so.8")) {
+            n->init = reinterpret_cast<decltype(n->init)>(n->library.Symbol("nettle_md5_init"));
+            n->update = reinterpret_cast<decltype(n->update)>(n->library.Symbol("nettle_md5_update"));
+            n->digest = reinterpret_cast<decltype(n->digest)>(n->library.Symbol("nettle_md5_digest"));
+        }
+        return n;
+    }();
+    return nettle->init && nettle->update && nettle->digest ? nettle : nullptr;
+}
+
 }  // namespace
 
 bool Md5Thread::Start(unsigned depth) {
     Stop();
+    if (!LoadNettle()) return false;  // the caller lets libFLAC hash instead
     bytesPerSample = (depth + 7) / 8;
     ending = false;
     waiting.clear();
@@ -95,8 +120,9 @@ void Md5Thread::Stop() {
 }
 
 void Md5Thread::Run() {
+    const Nettle& nettle = *LoadNettle();
     md5_ctx md5;
-    md5_init(&md5);
+    nettle.init(&md5);
     std::vector<uint8_t> bytes;
     const unsigned width = bytesPerSample;
     for (;;) {
@@ -113,12 +139,12 @@ void Md5Thread::Run() {
             const size_t n = chunk.size() - at < kBlockSamples ? chunk.size() - at : kBlockSamples;
             bytes.resize(n * width);
             PackSamples(chunk.data() + at, n, width, bytes.data());
-            md5_update(&md5, bytes.size(), bytes.data());
+            nettle.update(&md5, bytes.size(), bytes.data());
         }
         std::lock_guard<std::mutex> hold(lock);
         spare.push_back(std::move(chunk));
     }
-    md5_digest(&md5, sizeof result, result);
+    nettle.digest(&md5, sizeof result, result);
 }
 
 }  // namespace flacmd5
