@@ -38,23 +38,24 @@ void PackSamples(const int32_t* in, size_t n, unsigned width, uint8_t* out) {
 // nettle is loaded when the first long stream needs it, not with the plug-in: most runs of a
 // short file would pay for its loading (it asks the processor for its features) and use none.
 struct Nettle {
+    Nettle() {
+        if (!library.Open(u"libnettle.so.8")) return;
+        init = reinterpret_cast<decltype(init)>(library.Symbol("nettle_md5_init"));
+        update = reinterpret_cast<decltype(update)>(library.Symbol("nettle_md5_update"));
+        digest = reinterpret_cast<decltype(digest)>(library.Symbol("nettle_md5_digest"));
+    }
+    bool Usable() const { return init && update && digest; }
+
     tvkit::os::Library library;
     decltype(&nettle_md5_init) init = nullptr;
     decltype(&nettle_md5_update) update = nullptr;
     decltype(&nettle_md5_digest) digest = nullptr;
 };
 
+// Unloaded with the plug-in; every thread that uses it has ended by then.
 const Nettle* LoadNettle() {
-    static Nettle* const nettle = [] {
-        auto* n = new Nettle;  // kept to the end of the process, as a thread may still use it
-        if (n->library.Open(u"libnettle.so.8")) {
-            n->init = reinterpret_cast<decltype(n->init)>(n->library.Symbol("nettle_md5_init"));
-            n->update = reinterpret_cast<decltype(n->update)>(n->library.Symbol("nettle_md5_update"));
-            n->digest = reinterpret_cast<decltype(n->digest)>(n->library.Symbol("nettle_md5_digest"));
-        }
-        return n;
-    }();
-    return nettle->init && nettle->update && nettle->digest ? nettle : nullptr;
+    static const Nettle nettle;
+    return nettle.Usable() ? &nettle : nullptr;
 }
 
 }  // namespace
