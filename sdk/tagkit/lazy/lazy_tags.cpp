@@ -27,8 +27,8 @@ bool TryOpen(Engine& e, const std::u16string& path) {
 
 // The run-time tree holds decoder/, encoder/ and DSPs/ with the library beside them.
 const Engine& Load() {
-    // Kept to the end of the process: a plug-in unloaded early must not unload TagLib under
-    // another that still uses it.
+    // Never unloaded: TagLib's library takes the shared C++ run-time with it, and unloading
+    // that one before the process ends crashes it on the way out.
     static Engine* const engine = [] {
         auto* e = new Engine;
         const std::u16string folder = tvkit::os::ModuleFolder();
