@@ -48,6 +48,16 @@ function(tv_library name dir)
   endif()
 endfunction()
 
+# The C++ run-time inside the program and each plug-in rather than loaded beside them: a
+# one-file run then maps and relocates no libstdc++, which is a good part of its start-up.
+# Plug-ins talk C across their boundary, so each may keep a copy of its own. Sanitizers and
+# fuzzing want the shared run-time.
+option(TV_STATIC_CXX_RUNTIME "Link the C++ run-time statically into the programs and plug-ins" ON)
+set(TV_STATIC_CXX_LINK "")
+if(TV_STATIC_CXX_RUNTIME AND NOT WIN32 AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT TV_SANITIZE AND NOT TV_FUZZ)
+  set(TV_STATIC_CXX_LINK -static-libstdc++ -static-libgcc -Wl,--exclude-libs,libstdc++.a:libgcc.a:libgcc_eh.a)
+endif()
+
 # tv_plugin(NAME KIND OUTDIR SOURCES... [LIBS lib...]): a plug-in shared object named NAME.so
 # in OUTDIR/KIND (decoder, encoder, DSPs). Plug-ins see only the SDK.
 function(tv_plugin name kind outdir)
@@ -71,7 +81,7 @@ function(tv_plugin name kind outdir)
     # The kit's stand-ins for the POSIX calls that plug-ins make (see sdk/kit/win32).
     target_link_libraries(${target} PRIVATE tv_pluginkit)
   endif()
-  target_link_options(${target} PRIVATE -Wl,--no-undefined)
+  target_link_options(${target} PRIVATE -Wl,--no-undefined ${TV_STATIC_CXX_LINK})
   # The bundled plug-ins (those of the program's own tree, not the tests') are installed.
   if(outdir STREQUAL TV_BIN_DIR)
     install(TARGETS ${target} LIBRARY DESTINATION ${TV_INSTALL_TREE}/${kind} COMPONENT runtime)

@@ -1,5 +1,6 @@
 // decoder/flac.so: native FLAC and FLAC in Ogg through libFLAC, in blocks of about 100 ms,
 // with the stream's MD5 checked at the end. Tags come from the tag kit, which also writes them.
+#include <FLAC/metadata.h>
 #include <FLAC/stream_decoder.h>
 
 #include <filesystem>
@@ -28,13 +29,42 @@ const tvkit::DecodesEntry kDecodes[] = {
     {u".flac", u"FLAC"},
 };
 
+// No tags to write onto a native FLAC file that has none (a fresh output of an untagged source):
+// the file is already as it should be, and TagLib need not be loaded to find that out.
+bool NothingToTag(const PluginArgs& args) {
+    const std::u16string_view path = tvkit::View16(args.Text);
+    if (path.empty() || (!args.Data && args.Value) || !tvkit::ParseTagBlock(args.Data, args.Value).empty()) return false;
+    if (tvtags::KindOfFile(path) != tvtags::FileKind::Flac) return false;
+    FLAC__Metadata_SimpleIterator* it = FLAC__metadata_simple_iterator_new();
+    if (!it) return false;
+    bool untagged = FLAC__metadata_simple_iterator_init(it, tvkit::Utf16ToUtf8(path).c_str(), true, false);
+    while (untagged) {
+        const FLAC__MetadataType type = FLAC__metadata_simple_iterator_get_block_type(it);
+        if (type == FLAC__METADATA_TYPE_PICTURE) {
+            untagged = false;
+        } else if (type == FLAC__METADATA_TYPE_VORBIS_COMMENT) {
+            FLAC__StreamMetadata* block = FLAC__metadata_simple_iterator_get_block(it);
+            untagged = block && block->data.vorbis_comment.num_comments == 0;
+            if (block) FLAC__metadata_object_delete(block);
+        }
+        if (!untagged || !FLAC__metadata_simple_iterator_next(it)) break;
+    }
+    // A damaged header also leaves the decision to the tag kit, which reports it.
+    if (untagged && FLAC__metadata_simple_iterator_status(it) != FLAC__METADATA_SIMPLE_ITERATOR_STATUS_OK) untagged = false;
+    FLAC__metadata_simple_iterator_delete(it);
+    return untagged;
+}
+
 class FlacDecoder final : public codecrec::FileDecoder {
 public:
     using FileDecoder::FileDecoder;
     ~FlacDecoder() override { Release(); }
 
     int32_t SetProperty(std::u16string_view name, PluginArgs& args) override {
-        if (name == u"IDTags") return tvtags::SetIDTagsProperty(args, Log());
+        if (name == u"IDTags") {
+            if (NothingToTag(args)) return 1;
+            return tvtags::SetIDTagsProperty(args, Log());
+        }
         return FileDecoder::SetProperty(name, args);
     }
 

@@ -1,7 +1,8 @@
 // encoder/flac.so: integer PCM to native FLAC through libFLAC; float PCM becomes 24-bit
 // (exactly when it was made from 24-bit audio, else with TPDF dither, and one line says so).
 // Options as the flac tool takes them: -0 to -8 (default -5), --fast, --best, -V / --verify.
-// libFLAC always puts the MD5 of the audio into STREAMINFO. The host writes the tags afterwards through
+// The MD5 of the audio in STREAMINFO is worked out on a second thread, or by libFLAC when that
+// thread can't be had. The host writes the tags afterwards through
 // decoder/flac.so; the padding left here lets that happen in place.
 #include <FLAC/metadata.h>
 #include <FLAC/stream_encoder.h>
@@ -10,11 +11,17 @@
 #include <string_view>
 #include <vector>
 
+#include "flac_md5.h"
+#include "flac_output.h"
 #include "flac_pcm.h"
 #include "part_file.h"
 #include "tvkit/os_file.h"
 #include "tvkit/plugin_base.h"
 #include "tvkit/text.h"
+
+// Part of libFLAC's exported interface, though its public headers leave it out: the encoder's
+// own MD5, which the second thread replaces.
+extern "C" FLAC__bool FLAC__stream_encoder_set_do_md5(FLAC__StreamEncoder* encoder, FLAC__bool value);
 
 namespace {
 
@@ -27,6 +34,9 @@ constexpr unsigned kMaxDepth = 32;
 constexpr unsigned kMaxRate = 1048575;  // the 20-bit rate field of STREAMINFO
 constexpr size_t kChunkFrames = 4096;   // frames converted per libFLAC call
 constexpr unsigned kSeekSpacingSeconds = 10;
+constexpr unsigned kMd5ThreadSeconds = 20;
+// "fLaC", the first block's header, then STREAMINFO with the MD5 behind its first 18 bytes.
+constexpr uint64_t kMd5Offset = 4 + 4 + 18;
 
 struct Settings {
     unsigned level = kDefaultLevel;
@@ -159,6 +169,7 @@ public:
                 Log().Error(u"Error: FLAC encoding of '" + path + u"' failed: " + StateText(), kFunction);
                 return 0;
             }
+            md5.Add(samples.data(), n * channels);
             p += n * frameBytes;
             frames -= n;
             written += n;
@@ -180,7 +191,19 @@ public:
             return 1;
         }
         bool ok = FLAC__stream_encoder_finish(encoder);
-        if (!ok) Log().Error(u"Error: Unable to finish FLAC file '" + path + u"': " + StateText(), kFunction);
+        if (!ok) {
+            Log().Error(u"Error: Unable to finish FLAC file '" + path + u"': " + StateText(), kFunction);
+        } else {
+            // The MD5 of the second thread goes where libFLAC left zeros.
+            uint8_t digest[16];
+            const bool md5Written =
+                !md5.Finish(digest) || (output.Seek(kMd5Offset) && output.Write(digest, sizeof digest));
+            if (!md5Written || !output.Close()) {
+                Log().Error(u"Error: Unable to write FLAC file '" + path + u"': " + tvkit::os::LastErrorText(),
+                            kFunction);
+                ok = false;
+            }
+        }
         if (ok && (toInt.Rounded() || toInt.Clipped())) {
             std::u16string line = u"Float audio was rounded to 24 bits with TPDF dither for FLAC";
             if (toInt.Clipped())
@@ -224,15 +247,22 @@ private:
         FLAC__stream_encoder_set_sample_rate(encoder, f.Format.nSamplesPerSec);
         FLAC__stream_encoder_set_compression_level(encoder, settings.level);
         FLAC__stream_encoder_set_verify(encoder, settings.verify);
+        // A short stream is hashed by libFLAC: a thread and its buffers cost more than they save.
+        if ((frames == 0 || frames >= uint64_t{f.Format.nSamplesPerSec} * kMd5ThreadSeconds) && md5.Start(depth))
+            FLAC__stream_encoder_set_do_md5(encoder, false);
         if (frames) FLAC__stream_encoder_set_total_samples_estimate(encoder, frames);
         if (!SetMetadata(frames, f.Format.nSamplesPerSec)) {
             Log().Error(u"Error: Out of memory.", function);
             Release();
             return false;
         }
-        const std::string narrow = tvkit::Utf16ToUtf8(part.Path());
-        const FLAC__StreamEncoderInitStatus init =
-            FLAC__stream_encoder_init_file(encoder, narrow.c_str(), nullptr, nullptr);
+        if (!output.Create(part.Path())) {
+            Log().Error(u"Error: Unable to create file '" + path + u"': " + tvkit::os::LastErrorText(), function);
+            Release();
+            return false;
+        }
+        const FLAC__StreamEncoderInitStatus init = FLAC__stream_encoder_init_stream(
+            encoder, flacout::Output::WriteCb, flacout::Output::SeekCb, flacout::Output::TellCb, nullptr, &output);
         if (init != FLAC__STREAM_ENCODER_INIT_STATUS_OK) {
             std::u16string why = tvkit::Utf8ToUtf16(FLAC__StreamEncoderInitStatusString[init]);
             if (init == FLAC__STREAM_ENCODER_INIT_STATUS_ENCODER_ERROR) why = StateText();
@@ -289,11 +319,16 @@ private:
     }
 
     void Release() {
+        md5.Stop();
+        // Deleting a running encoder finishes it into the output first.
         if (encoder) FLAC__stream_encoder_delete(encoder);
         encoder = nullptr;
+        output.Close();  // a released stream's file is discarded, whatever this says
     }
 
     FLAC__StreamEncoder* encoder = nullptr;
+    flacmd5::Md5Thread md5;
+    flacout::Output output;
     std::vector<FLAC__StreamMetadata*> metadata;  // must outlive the encoder's use of it
     Settings settings;
     std::u16string path;  // the name the host gave; the file is written as part.Path()

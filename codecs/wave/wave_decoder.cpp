@@ -148,6 +148,12 @@ public:
 private:
     void BuildTags(const std::u16string& path) {
         std::u16string error;
+        if (!header.tagChunks) {
+            // Nothing for TagLib to find: it isn't even loaded.
+            idTags.Clear();
+            BuildFacts(path);
+            return;
+        }
         const bool read = !header.rf64 && tvtags::ReadFileTags(path, idTags, error, tvtags::FileKind::Wave);
         if (!read) {
             // The audio is still good, and its INFO texts may still be readable.

@@ -165,6 +165,7 @@ bool ParseWaveHeader(const uint8_t* data, uint64_t size, WaveHeader& out) {
                 }
                 if (pos + 8 > size || ++chunks > kMaxChunks) {
                     if (haveFmt && haveData) {
+                        if (chunks > kMaxChunks) out.tagChunks = true;
                         state = State::Done;
                     } else {
                         out.error = haveFmt ? "the file has no data chunk" : "the file has no format chunk";
@@ -181,6 +182,7 @@ bool ParseWaveHeader(const uint8_t* data, uint64_t size, WaveHeader& out) {
                 if (Is(id, "data") && haveData) {
                     // Only the first data chunk is read; behind it, a format is still looked for.
                     if (haveFmt) {
+                        out.tagChunks = true;
                         state = State::Done;
                         break;
                     }
@@ -205,6 +207,7 @@ bool ParseWaveHeader(const uint8_t* data, uint64_t size, WaveHeader& out) {
                 if (declared > avail) {
                     // A chunk other than data that runs past the end: the file is cut short.
                     if (haveFmt && haveData) {
+                        out.tagChunks = true;
                         state = State::Done;
                     } else {
                         out.error = "the file ends inside its '" + std::string(reinterpret_cast<const char*>(id), 4) +
@@ -235,7 +238,10 @@ bool ParseWaveHeader(const uint8_t* data, uint64_t size, WaveHeader& out) {
                     ds64Data = U64(data + body + 8);
                     haveDs64 = true;
                 } else if (Is(id, "LIST")) {
+                    out.tagChunks = true;
                     ReadInfoList(data + body, declared, out);
+                } else if (Is(id, "id3 ") || Is(id, "ID3 ")) {
+                    out.tagChunks = true;
                 }
                 pos = body + declared + (declared & 1);
                 break;

@@ -34,6 +34,9 @@ struct WaveHeader {
     bool sizeClamped = false;         // the header claimed more than the file holds
     bool partialFrame = false;        // the data ended inside a frame; the rest was dropped
     std::vector<InfoText> info;
+    // A LIST or ID3 chunk, or chunks behind the data that were not looked at: the file may
+    // have tags. Without it there are none to read.
+    bool tagChunks = false;
     std::string error;  // why the header was refused; empty on success
 };
 

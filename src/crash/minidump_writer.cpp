@@ -14,6 +14,8 @@ namespace {
 
 constexpr int MaxModules = 1024;
 constexpr int MaxThreads = 256;
+constexpr int TouchedThreads = 16;
+constexpr size_t TouchedChunkBytes = 16 * 1024;
 constexpr int MaxMemory = 2048;
 constexpr uint64_t RedZone = 128;               // below the stack pointer, still the frame's own
 constexpr uint64_t MaxStackBytes = 256 * 1024;  // from the stack pointer up
@@ -162,8 +164,9 @@ md::Thread PutThread(Output& out, const XProcessMap& map, uint32_t id, const XCp
 void XPrepareMinidump() {
     // Touch the storage now, so that the handler never waits for fresh pages.
     XPrepareProcessMap();
-    std::memset(static_cast<void*>(g_threads), 0, sizeof g_threads);
-    std::memset(g_chunk, 0, sizeof g_chunk);
+    // A usual process has a handful of threads, and most memory ranges are small.
+    std::memset(static_cast<void*>(g_threads), 0, TouchedThreads * sizeof g_threads[0]);
+    std::memset(g_chunk, 0, TouchedChunkBytes);
 }
 
 bool XWriteMinidump(int fd, const XFault& fault, uint32_t writerThread, uint32_t timeStamp) {

@@ -142,7 +142,9 @@ void TvTravex::ReportOutputFiles() {
 
 void TvTravex::ClosingText() {
     XString closing;
-    if (elapsedMs != 0) {
+    // Nobody reads the text of a silent run without a debug log: the user's locale, which
+    // the duration's words need, is then not loaded.
+    if (elapsedMs != 0 && (!plan.silent || debugFile.IsOpen())) {
         closing = XString(u"Conversion completed in ") + XFormatDuration(elapsedMs, XDuration::Words);
         if (realtimeFactor != 0.0) {
             closing += u" x";

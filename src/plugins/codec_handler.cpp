@@ -118,8 +118,9 @@ bool clTvCodecHandler::LoadDecoderForFile(const XString& name, clTvDecoder& deco
         }
     }
     if (winner.IsEmpty()) return false;
-    // A cache that can't be written costs the next run a search, nothing more.
-    RegSetString(winner.Text(), extension.Text(), HKEY_CURRENT_USER, key.Text());
+    // A cache that can't be written costs the next run a search, nothing more. A value that
+    // already holds the winner is left alone: rewriting it would cost every run a write.
+    if (cached != winner) RegSetString(winner.Text(), extension.Text(), HKEY_CURRENT_USER, key.Text());
     return true;
 }
 

@@ -96,7 +96,8 @@ protected:
         fs::create_directories(dir / "bin");
         fs::create_directories(dir / "tmp");
         const fs::path built(TV_BIN_DIR);
-        for (const char* tool : {"travex", "tvbatch"}) {
+        // tvtags.so: the bundled plug-ins' tag part, which some tests copy in.
+        for (const char* tool : {"travex", "tvbatch", "tvtags.so"}) {
             if (fs::exists(built / tool)) fs::copy_file(built / tool, dir / "bin" / tool);
         }
         for (const char* plugin : {"decoder/tvt.so", "encoder/tvt.so", "DSPs/tvtlive.so", "DSPs/tvtnonlive.so"}) {

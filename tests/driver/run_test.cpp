@@ -110,6 +110,7 @@ protected:
         }
         fs::copy_file(built / "decoder/wave.so", dir / "bin/decoder/wave.so");
         fs::copy_file(built / "encoder/wave.so", dir / "bin/encoder/wave.so");
+        fs::copy_file(built / "tvtags.so", dir / "bin/tvtags.so");  // the bundled plug-ins' tag part
     }
     // Runs a shell command line in the folder with the run's environment; $T is travex, $C
     // tvctl. Standard output and error land in out.bin and err.bin.

@@ -29,8 +29,6 @@ using detail::ToTagLib;
 
 namespace {
 
-constexpr size_t kSniffBytes = 64;
-
 // TagLib reports oddities of files on its own channel; the callers report what matters.
 class Quiet final : public TagLib::DebugListener {
 public:
@@ -41,44 +39,6 @@ void SilenceTagLib() {
     static Quiet quiet;
     static const bool once = (TagLib::setDebugListener(&quiet), true);
     (void)once;
-}
-
-struct Extension {
-    const char16_t* ext;
-    FileKind kind;
-};
-const Extension kExtensions[] = {
-    {u".flac", FileKind::Flac}, {u".opus", FileKind::Opus}, {u".mp3", FileKind::Mp3},
-    {u".mp2", FileKind::Mp3},   {u".wav", FileKind::Wave},  {u".wave", FileKind::Wave},
-};
-
-FileKind Sniff(const std::string& path) {
-    TagLib::FileStream stream(path.c_str(), true);
-    if (!stream.isOpen()) return FileKind::Unknown;
-    const TagLib::ByteVector head = stream.readBlock(kSniffBytes);
-    const char* p = head.data();
-    const size_t n = head.size();
-    auto at = [&](size_t off, const char* sig, size_t len) {
-        return n >= off + len && std::memcmp(p + off, sig, len) == 0;
-    };
-    if (at(0, "fLaC", 4)) return FileKind::Flac;
-    if (at(0, "RIFF", 4) && at(8, "WAVE", 4)) return FileKind::Wave;
-    if (at(0, "ID3", 3)) return FileKind::Mp3;
-    if (at(0, "OggS", 4) && n > 27) {
-        // The first packet starts after the page header and its segment table.
-        const size_t packet = 27 + static_cast<unsigned char>(p[26]);
-        if (at(packet, "\x01vorbis", 7)) return FileKind::OggVorbis;
-        if (at(packet, "OpusHead", 8)) return FileKind::Opus;
-        if (at(packet,
-               "\x7F"
-               "FLAC",
-               5))
-            return FileKind::OggFlac;
-        return FileKind::Unknown;
-    }
-    if (n >= 2 && static_cast<unsigned char>(p[0]) == 0xFF && (static_cast<unsigned char>(p[1]) & 0xE0) == 0xE0)
-        return FileKind::Mp3;
-    return FileKind::Unknown;
 }
 
 const char16_t* KindName(FileKind kind) {
@@ -277,18 +237,6 @@ bool WriteKind(TagLib::IOStream* stream, FileKind kind, const std::vector<tvkit:
 
 }  // namespace
 
-FileKind KindOfFile(std::u16string_view path) {
-    const size_t slash = path.find_last_of(u'/');
-    const size_t dot = path.find_last_of(u'.');
-    if (dot != std::u16string_view::npos && (slash == std::u16string_view::npos || dot > slash)) {
-        const std::u16string_view ext = path.substr(dot);
-        for (const Extension& e : kExtensions)
-            if (tvkit::EqualsIgnoreCase(ext, e.ext)) return e.kind;
-    }
-    SilenceTagLib();
-    return Sniff(tvkit::Utf16ToUtf8(path));
-}
-
 bool ReadFileTags(std::u16string_view path, std::vector<tvkit::TagItem>& items, std::u16string& error, FileKind kind) {
     items.clear();
     error.clear();
@@ -298,19 +246,6 @@ bool ReadFileTags(std::u16string_view path, std::vector<tvkit::TagItem>& items, 
         items.clear();
         error = NotValid(path, kind);
         return false;
-    }
-    return true;
-}
-
-bool ReadFileTags(std::u16string_view path, tvkit::TagBlockWriter& block, std::u16string& error, FileKind kind) {
-    block.Clear();
-    std::vector<tvkit::TagItem> items;
-    if (!ReadFileTags(path, items, error, kind)) return false;
-    for (const tvkit::TagItem& item : items) {
-        if (item.data.empty())
-            block.Add(item.name, item.value);
-        else
-            block.AddBinary(item.name, item.data.data(), item.data.size());
     }
     return true;
 }
@@ -338,22 +273,6 @@ bool WriteFileTags(std::u16string_view path, const std::vector<tvkit::TagItem>& 
         return false;
     }
     return true;
-}
-
-int32_t SetIDTagsProperty(const PluginArgs& args, const tvkit::PluginLog& log, FileKind kind) {
-    static const char* const kFunction = "SetIDTags";
-    const std::u16string_view path = tvkit::View16(args.Text);
-    if (path.empty() || (!args.Data && args.Value)) {
-        log.Error(u"Error: No file to tag.", kFunction);
-        return 0;
-    }
-    const std::vector<tvkit::TagItem> items = tvkit::ParseTagBlock(args.Data, args.Value);
-    std::u16string error;
-    if (!WriteFileTags(path, items, error, kind)) {
-        log.Error(u"Error: " + error + u".", kFunction);
-        return 0;
-    }
-    return 1;
 }
 
 }  // namespace tvtags

@@ -17,6 +17,10 @@ namespace {
 // something else, gives up soon so that a run is not stalled by its settings.
 constexpr int WriteBusyTimeoutMs = 5000;
 constexpr int ReadBusyTimeoutMs = 1000;
+// A process never closes the store, so no last close folds the log back into the database
+// and empties it, and every start reads the whole log again: it is folded back after this
+// many pages (without waiting for anyone), and cut back to this size when it starts over.
+const char* const LogLimitSql = "PRAGMA wal_autocheckpoint=16; PRAGMA journal_size_limit=131072";
 
 const char* const SchemaSql =
     "CREATE TABLE IF NOT EXISTS keys("
@@ -131,6 +135,7 @@ private:
         // folder, a busy store) leaves the default journal, which is still correct.
         sqlite3_exec(handle, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
         sqlite3_exec(handle, "PRAGMA synchronous=NORMAL", nullptr, nullptr, nullptr);
+        sqlite3_exec(handle, LogLimitSql, nullptr, nullptr, nullptr);
         // The tables are made once per store; later opens only look, so that many processes
         // starting at once do not queue for the write lock. A corrupt file fails both ways.
         bool ok = HasTables(handle);

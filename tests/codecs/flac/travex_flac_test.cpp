@@ -64,3 +64,31 @@ TEST(FlacTravex, FloatWaveMadeFrom24BitComesBackBitForBit) {
     ASSERT_EQ(2u * 48000 * 2 * 4, want.size());
     EXPECT_TRUE(want == ReadFile(dir + "/back.raw"));
 }
+
+// An empty block leaves an untagged file byte for byte as it was (TagLib isn't even needed),
+// but still clears the tags and pictures of a tagged one.
+TEST(FlacTravex, EmptyTagBlockKeepsUntaggedAndClearsTagged) {
+    const std::string flac = MakeFlac("empty_block", 16, 2, 44100, 4410);
+    const Bytes before = ReadFile(flac);
+    clTvDecoder dec;
+    const PluginLogHandles none{0, 0, 0};
+    ASSERT_TRUE(dec.LoadFile(Plugin("decoder/flac.so"), XString(u".flac")) && dec.Create(&none));
+    const XString wide(flac.c_str(), true);
+    tvkit::TagBlockWriter empty;
+    PluginArgs args{};
+    args.Text = wide.Text();
+    args.Data = const_cast<void*>(static_cast<const void*>(empty.Data()));
+    args.Value = static_cast<uint32_t>(empty.Size());
+    EXPECT_NE(0, dec.Set(u"IDTags", &args));
+    EXPECT_EQ(before, ReadFile(flac));
+
+    std::u16string error;
+    const std::vector<tvkit::TagItem> tagged = {
+        {u"Title", u"Gone soon", {}}, {u"_albumart_1_Front Album Cover", u"", Bytes{0xFF, 0xD8, 0xFF, 0xD9}}};
+    ASSERT_TRUE(tvtags::WriteFileTags(wide.Text(), tagged, error));
+    EXPECT_NE(0, dec.Set(u"IDTags", &args));
+    std::vector<tvkit::TagItem> left;
+    ASSERT_TRUE(tvtags::ReadFileTags(wide.Text(), left, error));
+    EXPECT_TRUE(left.empty());
+    EXPECT_EQ("", RunCommand("flac -t -s " + Quote(flac) + " 2>&1 && echo -n"));
+}

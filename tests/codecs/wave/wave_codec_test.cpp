@@ -226,6 +226,34 @@ TEST(WaveCodec, TagsRf64AndOddChunks) {
     EXPECT_EQ(data, audio);
 }
 
+// The decoder leaves TagLib unloaded only for files where it could find nothing.
+TEST(WaveCodec, HeaderTellsWhetherTagsMayBeThere) {
+    const Bytes data = Samples(4 * 10);
+    auto mayHaveTags = [](const Bytes& file) {
+        wavefile::WaveHeader h;
+        EXPECT_TRUE(wavefile::ParseWaveHeader(file.data(), file.size(), h));
+        return h.tagChunks;
+    };
+    EXPECT_FALSE(mayHaveTags(Wave(Fmt({1, 0, 16, 2}), data)));
+    EXPECT_TRUE(mayHaveTags(Wave(Fmt({1, 0, 16, 2}), data, true)));  // LIST INFO behind the data
+    for (const char* id : {"id3 ", "ID3 "}) {
+        Bytes body;
+        Id(body, "WAVE");
+        Chunk(body, id, Bytes(10, 0));
+        Chunk(body, "fmt ", Fmt({1, 0, 16, 2}));
+        Chunk(body, "data", data);
+        Bytes file;
+        Chunk(file, "RIFF", body);
+        EXPECT_TRUE(mayHaveTags(file)) << id;
+    }
+    // A chunk cut short behind the data: what it held is unknown.
+    Bytes cut = Wave(Fmt({1, 0, 16, 2}), data);
+    Id(cut, "LIST");
+    Put32(cut, 1000);
+    Put32(cut, 0);
+    EXPECT_TRUE(mayHaveTags(cut));
+}
+
 TEST(WaveCodec, WriterSwitchesToRf64Beyond4GiB) {
     TvWaveFormatExtensible f{};
     f.Format = {1, 2, 48000, 192000, 4, 16, 0};

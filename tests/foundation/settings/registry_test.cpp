@@ -218,3 +218,17 @@ TEST_F(SettingsRegistry, ReadersGoOnWhileAnotherWriterHoldsTheStore) {
     EXPECT_TRUE(RegSetInt(6, u"Held"));
     EXPECT_EQ(RegGetInt(u"Held"), 6);
 }
+
+// No process closes the store, so the log must not keep growing with every write: each start
+// would read it all again.
+TEST_F(SettingsRegistry, LogStaysSmallOverManyWrites) {
+    for (int i = 0; i < 600; ++i) {
+        const std::u16string name{u'V', char16_t(u'a' + i % 26), char16_t(u'a' + i / 26)};
+        const std::u16string key = u"Software\\Many\\" + std::u16string(1, char16_t(u'A' + i % 7));
+        ASSERT_TRUE(RegSetInt(i, name.c_str(), 0, key.c_str()));
+    }
+    const fs::path log = dir / "registry.db-wal";
+    ASSERT_TRUE(fs::exists(log));
+    EXPECT_LT(fs::file_size(log), 64u * 4096);
+    EXPECT_EQ(RegGetInt(u"Vzw", 0, u"Software\\Many\\C"), 597);
+}
