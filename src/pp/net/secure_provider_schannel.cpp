@@ -1,0 +1,53 @@
+#include <memory>
+#include <mutex>
+
+#include "pp/net/net_stream_secure.h"
+#include "pp/net/proxy.h"
+#include "pp/net/tls_stream_schannel.h"
+
+namespace PP {
+
+namespace {
+
+// The secure channel keeps its own session cache, so each stream gets fresh credentials.
+class SSLProvider_Schannel : public secureNetStreamProvider {
+public:
+    std::shared_ptr<netStreamBase> createSecure(uint32_t flags) override {
+        return std::make_shared<netStreamSSL_Impl_Schannel>(std::make_shared<netStream>(), flags);
+    }
+
+    std::shared_ptr<netStreamBase> wrapSecure(std::shared_ptr<netStreamBase> lower, const std::string& host,
+                                              uint32_t flags) override {
+        auto s = std::make_shared<netStreamSSL_Impl_Schannel>(std::move(lower), flags);
+        s->handshake(host);
+        return s;
+    }
+
+    void setIdentity(const secureIdentity& identity) {
+        std::lock_guard<std::mutex> g(m_lock);
+        m_identity = identity;
+    }
+
+private:
+    std::mutex m_lock;
+    secureIdentity m_identity;
+};
+
+SSLProvider_Schannel& provider() {
+    static SSLProvider_Schannel p;
+    // An https proxy is reached through the same transport.
+    static bool installed = [] {
+        setProxySecureFactory([](const std::string&) { return provider().createSecure(0); });
+        return true;
+    }();
+    (void)installed;
+    return p;
+}
+
+}  // namespace
+
+secureNetStreamProvider& secureProvider() { return provider(); }
+
+void setServerIdentity(const secureIdentity& identity) { provider().setIdentity(identity); }
+
+}  // namespace PP
