@@ -21,6 +21,7 @@ namespace {
 // waits for a record to complete (a record is at most about 18 KB).
 constexpr size_t readPiece = 16384 + 2048 + 5;
 constexpr size_t maxPending = 1u << 20;
+constexpr unsigned char alertRecord = 21;
 
 constexpr unsigned long clientRequest = ISC_REQ_SEQUENCE_DETECT | ISC_REQ_REPLAY_DETECT | ISC_REQ_CONFIDENTIALITY |
                                         ISC_REQ_ALLOCATE_MEMORY | ISC_REQ_STREAM | ISC_REQ_MANUAL_CRED_VALIDATION |
@@ -104,6 +105,34 @@ bool endsInExtraRoot(PCCERT_CHAIN_CONTEXT chain, HCERTSTORE roots) {
     if (!found) return false;
     CertFreeCertificateContext(found);
     return true;
+}
+
+// Whether the certificate names the numeric address among its alternative names.
+bool holdsAddress(PCCERT_CONTEXT certificate, const std::string& address) {
+    std::vector<uint8_t> raw;
+    if (!XAddressFromNumeric(address.c_str(), 0, raw)) return false;
+    int family = 0;
+    XAddressNumeric(raw.data(), raw.size(), &family, nullptr, nullptr);
+    // The address bytes inside the socket address of its family.
+    const size_t offset = family == XWsa::FamilyInet ? 4 : 8;
+    const size_t size = family == XWsa::FamilyInet ? 4 : 16;
+    if (raw.size() < offset + size) return false;
+    const CERT_INFO* info = certificate->pCertInfo;
+    PCERT_EXTENSION names = CertFindExtension(szOID_SUBJECT_ALT_NAME2, info->cExtension, info->rgExtension);
+    if (!names) return false;
+    CERT_ALT_NAME_INFO* decoded = nullptr;
+    DWORD decodedSize = 0;
+    if (!CryptDecodeObjectEx(X509_ASN_ENCODING, X509_ALTERNATE_NAME, names->Value.pbData, names->Value.cbData,
+                             CRYPT_DECODE_ALLOC_FLAG, nullptr, &decoded, &decodedSize))
+        return false;
+    bool found = false;
+    for (DWORD i = 0; i < decoded->cAltEntry && !found; ++i) {
+        const CERT_ALT_NAME_ENTRY& e = decoded->rgAltEntry[i];
+        found = e.dwAltNameChoice == CERT_ALT_NAME_IP_ADDRESS && e.IPAddress.cbData == size &&
+                std::memcmp(e.IPAddress.pbData, raw.data() + offset, size) == 0;
+    }
+    LocalFree(decoded);
+    return found;
 }
 
 }  // namespace
@@ -237,19 +266,24 @@ void netStreamSSL_Impl_Schannel::verifyPeer() {
         text = "certificate verify failed";
     } else {
         bool literal = false;
-        std::wstring name = wideOf(bareHost(m_hostName, &literal));
+        const std::string bare = bareHost(m_hostName, &literal);
+        std::wstring name = wideOf(bare);
         SSL_EXTRA_CERT_CHAIN_POLICY_PARA ssl{};
         ssl.cbSize = sizeof ssl;
         ssl.dwAuthType = AUTHTYPE_SERVER;
-        ssl.pwszServerName = name.data();
+        // An address is looked for among the certificate's addresses here, since not every
+        // provider's policy does.
+        ssl.pwszServerName = literal ? nullptr : name.data();
         CERT_CHAIN_POLICY_PARA policy{};
         policy.cbSize = sizeof policy;
         policy.pvExtraPolicyPara = &ssl;
         // A chain to one of the roots the user named is as good as one to the system's.
-        if (endsInExtraRoot(chain, roots)) {
+        const bool extraRoot = endsInExtraRoot(chain, roots);
+        if (extraRoot) {
             ssl.fdwChecks = ignoreUnknownCa;
             policy.dwFlags = CERT_CHAIN_POLICY_ALLOW_UNKNOWN_CA_FLAG;
         }
+        const DWORD untrusted = CERT_TRUST_IS_UNTRUSTED_ROOT | CERT_TRUST_IS_PARTIAL_CHAIN;
         CERT_CHAIN_POLICY_STATUS verdict{};
         verdict.cbSize = sizeof verdict;
         if (!CertVerifyCertificateChainPolicy(CERT_CHAIN_POLICY_SSL, chain, &policy, &verdict)) {
@@ -257,6 +291,10 @@ void netStreamSSL_Impl_Schannel::verifyPeer() {
             text = "certificate verify failed";
         } else if (verdict.dwError != 0) {
             status = policyStatus(verdict.dwError, &text);
+        } else if (!extraRoot && (chain->TrustStatus.dwErrorStatus & untrusted)) {
+            status = policyStatus(DWORD(CERT_E_UNTRUSTEDROOT), &text);
+        } else if (literal && !holdsAddress(peer, bare)) {
+            status = policyStatus(DWORD(CERT_E_CN_NO_MATCH), &text);
         }
         CertFreeCertificateChain(chain);
     }
@@ -267,6 +305,9 @@ void netStreamSSL_Impl_Schannel::verifyPeer() {
 
 bool netStreamSSL_Impl_Schannel::decryptSome() {
     if (m_in.empty()) return false;
+    // An alert record (the peer's close notice); some providers decrypt it to nothing instead of
+    // saying that the context has ended.
+    const bool alert = m_in[0] == alertRecord;
     SecBuffer buffers[4] = {{static_cast<unsigned long>(m_in.size()), SECBUFFER_DATA, m_in.data()},
                             {0, SECBUFFER_EMPTY, nullptr},
                             {0, SECBUFFER_EMPTY, nullptr},
@@ -282,8 +323,10 @@ bool netStreamSSL_Impl_Schannel::decryptSome() {
         m_plainAt = 0;
     }
     size_t extra = 0;
+    bool plain = false;
     for (const SecBuffer& b : buffers) {
         if (b.BufferType == SECBUFFER_DATA && b.cbBuffer > 0) {
+            plain = true;
             const auto* p = static_cast<const unsigned char*>(b.pvBuffer);
             m_plain.insert(m_plain.end(), p, p + b.cbBuffer);
         }
@@ -293,7 +336,7 @@ bool netStreamSSL_Impl_Schannel::decryptSome() {
         m_in.erase(m_in.begin(), m_in.end() - extra);
     else
         m_in.clear();
-    if (status == SEC_I_CONTEXT_EXPIRED) {
+    if (status == SEC_I_CONTEXT_EXPIRED || (status == SEC_E_OK && alert && !plain)) {
         // The peer's close notice: the end of the stream.
         m_atEnd = true;
         m_in.clear();

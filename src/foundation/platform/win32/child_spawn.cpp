@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,13 @@ void AppendArgument(std::wstring& line, const std::wstring& argument) {
     line += L'"';
 }
 
+const char shellProgram[] = "cmd.exe";
+
+bool IsShellCommand(const char* const* argv) {
+    return std::strcmp(argv[0], shellProgram) == 0 && argv[1] && std::strcmp(argv[1], "/s") == 0 && argv[2] &&
+           std::strcmp(argv[2], "/c") == 0 && argv[3] && !argv[4];
+}
+
 // The job every worker child joins; closing its last handle, at this process's end, ends them.
 HANDLE WorkerJob() {
     static HANDLE job = [] {
@@ -58,7 +66,14 @@ bool XSpawnWithHandles(const char* const* argv, const char* directory, const XFi
         return false;
     }
     std::wstring line;
-    for (int i = 0; argv[i]; ++i) AppendArgument(line, XWideFromUtf8(argv[i]));
+    const bool shell = IsShellCommand(argv);
+    for (int i = 0; argv[i]; ++i) {
+        // cmd.exe reads its command line as it stands, between the quotes /s strips.
+        if (shell && i == 3)
+            line += L" \"" + XWideFromUtf8(argv[i]) + L"\"";
+        else
+            AppendArgument(line, XWideFromUtf8(argv[i]));
+    }
     const DWORD stdIds[3] = {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE};
     // Inheritable copies of the three, so that the caller's own handles stay private.
     HANDLE given[3] = {nullptr, nullptr, nullptr};
@@ -114,6 +129,8 @@ bool XSpawnWithHandles(const char* const* argv, const char* directory, const XFi
     if (pid) *pid = id;
     return true;
 }
+
+std::vector<std::string> XShellCommandWords(const std::string& line) { return {shellProgram, "/s", "/c", line}; }
 
 // Windows has no signal for a gone reader: the write fails with broken pipe by itself.
 void XIgnoreBrokenPipeSignal() {}
