@@ -23,6 +23,8 @@ constexpr size_t readPiece = 16384 + 2048 + 5;
 constexpr size_t maxPending = 1u << 20;
 constexpr unsigned char alertRecord = 21;
 
+constexpr unsigned long serverRequest = ASC_REQ_SEQUENCE_DETECT | ASC_REQ_REPLAY_DETECT | ASC_REQ_CONFIDENTIALITY |
+                                        ASC_REQ_ALLOCATE_MEMORY | ASC_REQ_STREAM;
 constexpr unsigned long clientRequest = ISC_REQ_SEQUENCE_DETECT | ISC_REQ_REPLAY_DETECT | ISC_REQ_CONFIDENTIALITY |
                                         ISC_REQ_ALLOCATE_MEMORY | ISC_REQ_STREAM | ISC_REQ_MANUAL_CRED_VALIDATION |
                                         ISC_REQ_USE_SUPPLIED_CREDS;
@@ -137,8 +139,9 @@ bool holdsAddress(PCCERT_CONTEXT certificate, const std::string& address) {
 
 }  // namespace
 
-netStreamSSL_Impl_Schannel::netStreamSSL_Impl_Schannel(std::shared_ptr<netStreamBase> lower, uint32_t flags)
-    : m_lower(std::move(lower)), m_flags(flags) {}
+netStreamSSL_Impl_Schannel::netStreamSSL_Impl_Schannel(std::shared_ptr<netStreamBase> lower, uint32_t flags,
+                                                       std::shared_ptr<const CERT_CONTEXT> serverCertificate)
+    : m_lower(std::move(lower)), m_flags(flags), m_serverCertificate(std::move(serverCertificate)) {}
 
 netStreamSSL_Impl_Schannel::~netStreamSSL_Impl_Schannel() { release(); }
 
@@ -186,30 +189,47 @@ bool netStreamSSL_Impl_Schannel::fillIn() {
 
 void netStreamSSL_Impl_Schannel::handshake(const std::string& host) {
     release();
-    if (m_flags & secureServer) throwSecureError(secNoCredentials, "no server identity in the system store");
+    const bool server = (m_flags & secureServer) != 0;
+    if (server && !m_serverCertificate) throwSecureError(secNoCredentials, "no certificate");
     m_hostName = host;
     SCHANNEL_CRED cred{};
     cred.dwVersion = SCHANNEL_CRED_VERSION;
-    // The certificate is judged after the hand-shake, so that each failure has its own status.
-    cred.dwFlags = SCH_CRED_MANUAL_CRED_VALIDATION | SCH_CRED_NO_DEFAULT_CREDS;
+    PCCERT_CONTEXT own = m_serverCertificate.get();
+    if (server) {
+        cred.cCreds = 1;
+        cred.paCred = &own;
+    } else {
+        // The certificate is judged after the hand-shake, so that each failure has its own status.
+        cred.dwFlags = SCH_CRED_MANUAL_CRED_VALIDATION | SCH_CRED_NO_DEFAULT_CREDS;
+    }
     TimeStamp expiry{};
-    SECURITY_STATUS status =
-        AcquireCredentialsHandleW(nullptr, const_cast<wchar_t*>(UNISP_NAME_W), SECPKG_CRED_OUTBOUND, nullptr, &cred,
-                                  nullptr, nullptr, &m_credentials, &expiry);
+    SECURITY_STATUS status = AcquireCredentialsHandleW(nullptr, const_cast<wchar_t*>(UNISP_NAME_W),
+                                                       server ? SECPKG_CRED_INBOUND : SECPKG_CRED_OUTBOUND, nullptr,
+                                                       &cred, nullptr, nullptr, &m_credentials, &expiry);
     if (status != SEC_E_OK) throwSecureError(uint32_t(status), "no credentials");
     m_haveCredentials = true;
     negotiate();
     status = QueryContextAttributesW(&m_context, SECPKG_ATTR_STREAM_SIZES, &m_sizes);
     if (status != SEC_E_OK) throwSecureError(uint32_t(status));
-    if (!(m_flags & secureSkipVerify)) verifyPeer();
+    if (!server && !(m_flags & secureSkipVerify)) verifyPeer();
     m_established = true;
 }
 
-void netStreamSSL_Impl_Schannel::negotiate() {
+SECURITY_STATUS netStreamSSL_Impl_Schannel::step(SecBufferDesc* in, SecBufferDesc* out, bool first) {
+    unsigned long attributes = 0;
+    if (m_flags & secureServer)
+        return AcceptSecurityContext(&m_credentials, first ? nullptr : &m_context, in, serverRequest, 0,
+                                     first ? &m_context : nullptr, out, &attributes, nullptr);
     bool literal = false;
     const std::wstring target = wideOf(bareHost(m_hostName, &literal));
     wchar_t* name = literal || target.empty() ? nullptr : const_cast<wchar_t*>(target.c_str());
-    bool needInput = m_haveContext && m_in.empty();
+    return InitializeSecurityContextW(&m_credentials, first ? nullptr : &m_context, name, clientRequest, 0, 0, in, 0,
+                                      first ? &m_context : nullptr, out, &attributes, nullptr);
+}
+
+void netStreamSSL_Impl_Schannel::negotiate() {
+    // A server starts with the client's hello.
+    bool needInput = (m_haveContext || (m_flags & secureServer)) && m_in.empty();
     for (;;) {
         checkAbort();
         if (needInput && !fillIn()) throwFixed<exception_network_authentication>();
@@ -219,11 +239,9 @@ void netStreamSSL_Impl_Schannel::negotiate() {
         SecBufferDesc inDesc{SECBUFFER_VERSION, 2, inBuffers};
         SecBuffer outBuffers[1] = {{0, SECBUFFER_TOKEN, nullptr}};
         SecBufferDesc outDesc{SECBUFFER_VERSION, 1, outBuffers};
-        unsigned long attributes = 0;
         const bool first = !m_haveContext;
-        SECURITY_STATUS status = InitializeSecurityContextW(
-            &m_credentials, first ? nullptr : &m_context, name, clientRequest, 0, 0, first ? nullptr : &inDesc, 0,
-            first ? &m_context : nullptr, &outDesc, &attributes, nullptr);
+        const bool server = (m_flags & secureServer) != 0;
+        SECURITY_STATUS status = step(first && !server ? nullptr : &inDesc, &outDesc, first);
         if (first && (status == SEC_E_OK || status == SEC_I_CONTINUE_NEEDED)) m_haveContext = true;
         if (status == SEC_E_INCOMPLETE_MESSAGE) {
             needInput = true;
@@ -231,7 +249,7 @@ void netStreamSSL_Impl_Schannel::negotiate() {
         }
         // A failure may still carry an alert for the peer.
         sendToken(outBuffers[0]);
-        if (!first) {
+        if (!first || server) {
             if (inBuffers[1].BufferType == SECBUFFER_EXTRA && inBuffers[1].cbBuffer > 0) {
                 m_in.erase(m_in.begin(), m_in.end() - inBuffers[1].cbBuffer);
             } else {
@@ -434,9 +452,7 @@ void netStreamSSL_Impl_Schannel::close() {
             if (ApplyControlToken(&m_context, &controlDesc) == SEC_E_OK) {
                 SecBuffer out{0, SECBUFFER_TOKEN, nullptr};
                 SecBufferDesc outDesc{SECBUFFER_VERSION, 1, &out};
-                unsigned long attributes = 0;
-                InitializeSecurityContextW(&m_credentials, &m_context, nullptr, clientRequest, 0, 0, nullptr, 0,
-                                           nullptr, &outDesc, &attributes, nullptr);
+                step(nullptr, &outDesc, false);
                 sendToken(out);
             }
         } catch (const std::exception&) {}

@@ -19,7 +19,9 @@ namespace PP {
 
 class netStreamSSL_Impl_Schannel : public netStreamBase {
 public:
-    netStreamSSL_Impl_Schannel(std::shared_ptr<netStreamBase> lower, uint32_t flags);
+    // A server (secureServer) needs its certificate, with the key attached.
+    netStreamSSL_Impl_Schannel(std::shared_ptr<netStreamBase> lower, uint32_t flags,
+                               std::shared_ptr<const CERT_CONTEXT> serverCertificate = {});
     netStreamSSL_Impl_Schannel(const netStreamSSL_Impl_Schannel&) = delete;
     netStreamSSL_Impl_Schannel& operator=(const netStreamSSL_Impl_Schannel&) = delete;
     ~netStreamSSL_Impl_Schannel() override;
@@ -46,15 +48,16 @@ public:
     }
     void checkAlive() override;
 
-    // The client hand-shake with `host` on the open lower stream, then the check of the
-    // server's certificate unless secureSkipVerify. The server role needs an identity this
-    // system's store can hold, which the PEM files of secureIdentity are not: it is refused.
+    // The hand-shake on the open lower stream, as client to `host` (then the server's
+    // certificate is checked unless secureSkipVerify) or, with secureServer, as server.
     void handshake(const std::string& host);
 
 private:
     void release();
     // Hand-shake tokens until the context is complete; m_in may already hold some input.
     void negotiate();
+    // One step of the hand-shake in this stream's role.
+    SECURITY_STATUS step(SecBufferDesc* in, SecBufferDesc* out, bool first);
     void sendToken(SecBuffer& token);
     // One readSome of the lower stream appended to m_in; false at its end.
     bool fillIn();
@@ -64,6 +67,7 @@ private:
 
     std::shared_ptr<netStreamBase> m_lower;
     uint32_t m_flags;
+    std::shared_ptr<const CERT_CONTEXT> m_serverCertificate;
     std::string m_hostName;
     CredHandle m_credentials{};
     CtxtHandle m_context{};
@@ -77,5 +81,9 @@ private:
     size_t m_plainAt = 0;
     std::vector<unsigned char> m_out;  // one record being sent
 };
+
+// The server's certificate from the PEM files of `identity`, its RSA key put where the secure
+// channel finds it. Other key types, and a demand for client certificates, are not served.
+std::shared_ptr<const CERT_CONTEXT> loadServerIdentity(const secureIdentity& identity);
 
 }  // namespace PP
