@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # tvget.exe under Wine against Linux servers on loopback: lighttpd (a whole body, a range, a
-# redirect, Digest authentication) and `openssl s_server`, against which the secure channel's
-# client fetches a body whole and refuses an untrusted, a wrong-host and an expired
+# redirect, Digest authentication) and `openssl s_server`, directly and through tinyproxy's
+# tunnel, against which the secure channel's client fetches a body whole and refuses an untrusted, a wrong-host and an expired
 # certificate with their statuses unless --insecure. Run inside the Windows leg (its Wine
 # variables and warm server). Prints "windows tvget: N passed, N failed" last.
 #   tests/windows/tvget_e2e.sh BUILD_WIN
@@ -97,6 +97,28 @@ done
 [ -n "${port[http]:-}" ] || { echo "windows tvget: 0 passed, 1 failed"; exit 1; }
 tail -c +1001 body.bin | head -c 5000 >range.bin
 
+# tinyproxy for CONNECT tunnels, in the foreground on a free port.
+for try in $(seq 1 20); do
+  p=$((20000 + RANDOM % 30000))
+  printf 'Port %s\nListen 127.0.0.1\nTimeout 30\nAllow 127.0.0.1\nMaxClients 8\nLogLevel Critical\n' "$p" >tinyproxy.conf
+  tinyproxy -d -c tinyproxy.conf </dev/null >/dev/null 2>&1 &
+  pid=$!
+  up=0
+  for i in $(seq 1 100); do
+    if ! kill -0 "$pid" 2>/dev/null; then break; fi
+    if (exec 3<>"/dev/tcp/127.0.0.1/$p") 2>/dev/null; then up=1; break; fi
+    sleep 0.05
+  done
+  if [ $up = 1 ]; then
+    pids+=("$pid")
+    port[proxy]=$p
+    break
+  fi
+  kill "$pid" 2>/dev/null
+  wait "$pid" 2>/dev/null
+done
+[ -n "${port[proxy]:-}" ] || { echo "windows tvget: 0 passed, 1 failed"; exit 1; }
+
 ca="Z:$(sed 's#/#\\#g' <<<"$work/ca.pem")"
 passed=0 failed=0
 # fetch NAME TRUST URL [tvget options]: the body must arrive whole (or as $expect says).
@@ -141,6 +163,7 @@ refuse "wrong host" "$ca" "https://localhost:${port[wrong]}/body.bin" 800B010F
 refuse "wrong address" "$ca" "https://127.0.0.1:${port[wrong]}/body.bin" 800B010F
 refuse "expired" "$ca" "https://localhost:${port[old]}/body.bin" 80090328
 refuse "self-signed" "$ca" "https://localhost:${port[self]}/body.bin" 800B0109
+fetch "through a tunnel" "$ca" "https://localhost:${port[good]}/body.bin" --proxy "http://127.0.0.1:${port[proxy]}"
 fetch "wrong host, insecure" "$ca" "https://localhost:${port[wrong]}/body.bin" --insecure
 fetch "self-signed, insecure" "" "https://localhost:${port[self]}/body.bin" --insecure
 
