@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # tvget.exe under Wine against Linux servers on loopback: lighttpd (a whole body, a range, a
 # redirect, Digest authentication) and `openssl s_server`, directly and through tinyproxy's
-# tunnel, against which the secure channel's client fetches a body whole and refuses an untrusted, a wrong-host and an expired
-# certificate with their statuses unless --insecure. Run inside the Windows leg (its Wine
-# variables and warm server). Prints "windows tvget: N passed, N failed" last.
+# tunnel. The secure channel's client fetches a body whole and refuses an untrusted, a
+# wrong-host and an expired certificate with their statuses unless --insecure. Run inside the
+# Windows leg (its Wine variables and warm server). Prints "windows tvget: N passed, N failed".
 #   tests/windows/tvget_e2e.sh BUILD_WIN
 set -uo pipefail
 build=$1
