@@ -82,6 +82,10 @@ private:
     std::vector<unsigned char> m_out;  // one record being sent
 };
 
+// Throws the transport's status when the server's certificate does not hold for `host` (a
+// bare name, or an address when `literal`).
+void checkServerCertificate(PCCERT_CONTEXT peer, const std::string& host, bool literal);
+
 // The server's certificate from the PEM files of `identity`, its RSA key put where the secure
 // channel finds it. Other key types, and a demand for client certificates, are not served.
 std::shared_ptr<const CERT_CONTEXT> loadServerIdentity(const secureIdentity& identity);
