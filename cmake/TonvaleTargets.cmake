@@ -8,16 +8,20 @@ set(TV_INSTALL_TREE lib/tonvale)
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME runtime)
 
 # Each system builds only its own backend: files below a posix/ folder, and those listed in
-# TV_POSIX_ONLY_SOURCES, on POSIX; files below a win32/ folder on Windows.
+# TV_POSIX_ONLY_SOURCES, on POSIX; files below a win32/ folder on Windows. Where a library of
+# the system does the work, the file names say which: *_openssl.cpp on POSIX, *_schannel.cpp
+# and *_bcrypt.cpp on Windows.
 function(tv_filter_platform_sources var)
   set(srcs ${${var}})
   if(WIN32)
     list(FILTER srcs EXCLUDE REGEX "/posix/")
+    list(FILTER srcs EXCLUDE REGEX "_openssl\\.cpp$")
     foreach(posix_only ${TV_POSIX_ONLY_SOURCES})
       list(REMOVE_ITEM srcs ${posix_only})
     endforeach()
   else()
     list(FILTER srcs EXCLUDE REGEX "/win32/")
+    list(FILTER srcs EXCLUDE REGEX "_(schannel|bcrypt)\\.cpp$")
   endif()
   set(${var} ${srcs} PARENT_SCOPE)
 endfunction()

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "foundation/platform/last_error.h"
+#include "foundation/platform/win32/child_table.h"
 #include "foundation/platform/win32/win32_util.h"
 
 namespace {
@@ -147,4 +148,9 @@ int XWaitForTerminationRequest() {
 void XExitProcess(int code) {
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(code));
     ExitProcess(static_cast<UINT>(code));
+}
+
+void XAdoptChildHandle(XProcessId pid, HANDLE process) {
+    std::lock_guard<std::mutex> lock(g_childrenLock);
+    g_children[pid] = process;
 }
