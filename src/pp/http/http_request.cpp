@@ -120,7 +120,7 @@ void httpRequest::close() {
 
 bool httpRequest::canReuse() {
     if (!connection.isOpen() || !m_connectionKept) return false;
-    if (m_chunked ? !m_chunkEnd : m_bodyLeft != 0) return false;
+    if (!bodyEnded()) return false;
     if (m_in.held() > 0) return false;  // more than the reply said
     try {
         connection.checkAlive();
