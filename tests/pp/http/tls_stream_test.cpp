@@ -15,12 +15,7 @@ namespace {
 
 using testsrv::testCertificates;
 
-// Trust only the test CA for the scope, as a user's SSL_CERT_FILE would.
-class trustTestCa {
-public:
-    explicit trustTestCa(const std::string& file) { setenv("SSL_CERT_FILE", file.c_str(), 1); }
-    ~trustTestCa() { unsetenv("SSL_CERT_FILE"); }
-};
+using trustTestCa = testsrv::trustOnly;
 
 class skipPolicy : public PP::securePolicy {
 public:
