@@ -127,11 +127,10 @@ void netStreamSSL_Impl_OpenSSL::handshake(const std::string& host, const netStre
         // A resumed session is not checked again, so it is offered to its own host only. One
         // that the server no longer knows only costs a full hand-shake.
         if (model && model->m_ssl && model->m_hostName == host) {
+            // Under TLS 1.3 the model holds a resumable session only once a ticket came in.
             SSL_SESSION* session = SSL_get1_session(model->m_ssl);
-            if (session) {
-                SSL_set_session(m_ssl, session);
-                SSL_SESSION_free(session);
-            }
+            if (session && SSL_SESSION_is_resumable(session)) SSL_set_session(m_ssl, session);
+            if (session) SSL_SESSION_free(session);
         }
         // SNI only for names: a literal address is not a host name.
         std::string bare = host;
