@@ -20,6 +20,7 @@ using testsrv::run;
 class nginx {
 public:
     explicit nginx(const std::string& dir) : m_http(testsrv::freePort()), m_tls(testsrv::freePort()) {
+        for (int i = 0; i < 10 && m_tls == m_http; ++i) m_tls = testsrv::freePort();
         const auto& certs = testsrv::testCertificates();
         std::string conf = readText(std::string(TV_SOURCE_DIR) + "/tests/data/servers/nginx.conf");
         replace(conf, "@HTTP_PORT@", std::to_string(m_http));
