@@ -4,6 +4,7 @@
 #include <string>
 
 #include "pp/abort.h"
+#include "pp/ascii_case.h"
 
 namespace PP {
 
@@ -12,15 +13,6 @@ namespace {
 // Largest piece of a chunk read at once: a size line may promise far more than the source
 // holds, so the vector grows only with bytes that really arrived.
 constexpr size_t chunkReadStep = 1 << 16;
-
-char lowerAscii(char c) { return (c >= 'A' && c <= 'Z') ? char(c - 'A' + 'a') : c; }
-
-bool equalNoCase(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (lowerAscii(a[i]) != lowerAscii(b[i])) return false;
-    return true;
-}
 
 // The value of the first header line named `name`: from the first non-blank behind the colon
 // to the end of the line. False when there is no such line.

@@ -3,38 +3,14 @@
 #include "tags/album_art.h"
 
 #include "tags/id_tags.h"
+#include "tvkit/picture_types.h"
 
 namespace {
 
-constexpr char16_t kAlbumArtPrefix[] = u"_albumart_";
-constexpr int kAlbumArtPrefixLength = 10;
-constexpr char16_t kSubdesc[] = u"<subdesc>";
-constexpr int kSubdescLength = 9;
-
-// Index is the type number; 0 has no name here.
-constexpr const char16_t* kPictureTypes[kLastPictureType + 1] = {
-    nullptr,
-    u"32x32 Icon",
-    u"Other Icon",
-    u"Front Album Cover",
-    u"Back Album Cover",
-    u"Leaflet Page",
-    u"Media",
-    u"Lead Artist",
-    u"Artist",
-    u"Conductor",
-    u"Band",
-    u"Composer",
-    u"Writer",
-    u"Recording Location",
-    u"During Recording",
-    u"During Performance",
-    u"Video Capture",
-    u"A Bright Coloured Fish",
-    u"Illustration",
-    u"Artist Logo",
-    u"Publisher Logo",
-};
+constexpr const char16_t* kAlbumArtPrefix = tvkit::AlbumArtPrefix.data();
+constexpr int kAlbumArtPrefixLength = int(tvkit::AlbumArtPrefix.size());
+constexpr const char16_t* kSubdesc = tvkit::AlbumArtSubdesc.data();
+constexpr int kSubdescLength = int(tvkit::AlbumArtSubdesc.size());
 
 bool IsAlbumArtName(const XString& name) { return XTagNameStartsWith(name, kAlbumArtPrefix, kAlbumArtPrefixLength); }
 
@@ -42,12 +18,12 @@ bool IsAlbumArtName(const XString& name) { return XTagNameStartsWith(name, kAlbu
 
 XString PictureTypeSuffix(int number) {
     if (number < kFirstPictureType || number > kLastPictureType) return XString();
-    return XString(u"_") + kPictureTypes[number];
+    return XString(u"_") + tvkit::PictureTypeName(number);
 }
 
 int PictureTypeFromName(const XString& name) {
     for (int number = kFirstPictureType; number <= kLastPictureType; ++number) {
-        if (XTagNameEqual(name, kPictureTypes[number])) return number;
+        if (XTagNameEqual(name, tvkit::PictureTypeName(number))) return number;
     }
     return kFrontCoverPictureType;
 }

@@ -2,10 +2,12 @@
 // Pictures travel in the tag list as items named "_albumart_<index>_<kind>" with an optional
 // "<subdesc><description>", their bytes in Data. The kind is usually a picture type's name.
 #include "foundation/text/xstring.h"
+#include "tvkit/picture_types.h"
 
+// Type 0 ("Other") has no name of the host's.
 constexpr int kFirstPictureType = 1;
-constexpr int kLastPictureType = 20;
-constexpr int kFrontCoverPictureType = 3;
+constexpr int kLastPictureType = tvkit::LastPictureType;
+constexpr int kFrontCoverPictureType = tvkit::FrontCoverPictureType;
 
 // "_" + the type's name; empty outside 1 to 20.
 XString PictureTypeSuffix(int number);

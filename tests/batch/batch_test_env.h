@@ -18,21 +18,21 @@
 
 #include "foundation/platform/dynamic_library.h"
 #include "foundation/text/xstring.h"
+#include "support/bytes.h"
+#include "support/run_tool.h"
+#include "support/temp_folder.h"
 
 namespace batchtest {
 
 namespace fs = std::filesystem;
 
-inline std::string ReadBytes(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
+using tvtest::ReadBytes;
+using tvtest::ShellQuote;
 
+// A file with the folders on its way made first.
 inline void WriteBytes(const fs::path& path, const std::string& bytes) {
     fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << bytes;
+    tvtest::WriteBytes(path, bytes);
 }
 
 inline std::vector<std::string> ReadLines(const fs::path& path) {
@@ -51,12 +51,6 @@ inline std::string Noise(size_t size, unsigned seed) {
     std::string bytes(size, '\0');
     for (char& c : bytes) c = static_cast<char>(gen());
     return bytes;
-}
-
-inline std::string Quote(const std::string& arg) {
-    std::string out = "'";
-    for (char c : arg) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return out + "'";
 }
 
 // Whether a process of that number is still running (a zombie is not).
@@ -91,8 +85,6 @@ inline std::vector<int> ChildrenOf(int pid) {
 class BatchTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::random_device rd;
-        dir = fs::temp_directory_path() / ("tvbatch-test-" + std::to_string(rd()));
         fs::create_directories(dir / "bin");
         fs::create_directories(dir / "tmp");
         const fs::path built(TV_BIN_DIR);
@@ -117,8 +109,6 @@ protected:
     void TearDown() override {
         if (anchor) XSysFreeLibrary(anchor);
         unsetenv("TMPDIR");
-        std::error_code ec;
-        fs::remove_all(dir, ec);
     }
 
     // The anchor's handle: the codec handler treats its folder (bin/) as the program's.
@@ -136,7 +126,8 @@ protected:
         return n;
     }
 
-    fs::path dir;
+    tvtest::TempFolder folder{"tvbatch-test"};
+    fs::path dir = folder.path;
     XModuleHandle anchor = nullptr;
 };
 

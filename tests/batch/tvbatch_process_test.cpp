@@ -10,11 +10,7 @@ using namespace batchtest;
 
 namespace {
 
-struct Result {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
+using Result = tvtest::RunResult;
 
 // 5 blocks of 100 ms for the test decoder.
 std::string Tvt(unsigned seed) { return Noise(5 * 17640, seed); }
@@ -23,14 +19,7 @@ class TvBatchRun : public BatchTest {
 protected:
     // Runs tvbatch in the folder, its output in files; script is TVT_SCRIPT for the test plug-ins.
     Result Run(const std::string& args, const std::string& script = "") {
-        const std::string cmd = "cd " + Quote(dir.string()) + " && TVT_SCRIPT=" + Quote(script) + " bin/tvbatch " +
-                                args + " >out.txt 2>err.txt </dev/null; echo $? >rc.txt";
-        EXPECT_EQ(std::system(cmd.c_str()), 0);
-        Result r;
-        r.status = std::stoi(ReadBytes(dir / "rc.txt"));
-        r.out = ReadBytes(dir / "out.txt");
-        r.err = ReadBytes(dir / "err.txt");
-        return r;
+        return tvtest::RunIn(dir, "TVT_SCRIPT=" + ShellQuote(script) + " bin/tvbatch " + args);
     }
 
     // Starts tvbatch over four slow files, two workers, each file with an old output but the
@@ -167,7 +156,7 @@ protected:
         for (const char* plugin : {"decoder/flac.so", "encoder/mp3.so", "decoder/mp3.so"}) {
             fs::copy_file(built / plugin, dir / "bin" / plugin);
         }
-        std::string script = "cd " + Quote(dir.string()) + " && set -e";
+        std::string script = "set -e";
         for (int album = 1; album <= 3; ++album) {
             for (int track = 1; track <= 2; ++track) {
                 const std::string name = "lib/Album " + std::to_string(album) + "/t" + std::to_string(track);
@@ -181,7 +170,7 @@ protected:
             }
         }
         script += " && head -c 2000 'lib/Album 2/t2.flac' > 'lib/Album 2/t3.flac'";
-        ASSERT_EQ(std::system(script.c_str()), 0);
+        ASSERT_EQ(tvtest::RunIn(dir, script).status, 0);
     }
 };
 
@@ -198,9 +187,10 @@ TEST_F(TvBatchFlac, AlbumsToMp3WithNamesFromTagsABrokenFileFailsAloneAndASecondR
             const std::string probe =
                 "ffprobe -v error -show_entries format=duration:format_tags=title -of "
                 "default=nw=1 " +
-                Quote(mp3.string()) + " > probe.txt";
-            ASSERT_EQ(std::system(("cd " + Quote(dir.string()) + " && " + probe).c_str()), 0);
-            const std::string seen = ReadBytes(dir / "probe.txt");
+                ShellQuote(mp3.string());
+            const tvtest::RunResult probed = tvtest::RunIn(dir, probe);
+            ASSERT_EQ(probed.status, 0);
+            const std::string seen = probed.out;
             EXPECT_TRUE(Contains(seen, "TAG:title=Song/" + std::to_string(track))) << seen;
             EXPECT_TRUE(Contains(seen, "duration=2.0")) << seen;
         }
@@ -230,18 +220,18 @@ TEST_F(TvBatchFlac, AlbumGainOfTheBatchMatchesTheReferenceTool) {
     ASSERT_EQ(r.status, 0) << r.err;
     for (int album = 1; album <= 3; ++album) {
         const std::string folder = "Album " + std::to_string(album);
-        const std::string reference = "cd " + Quote(dir.string()) + " && loudgain -a -O -q 'lib/" + folder +
-                                      "/t1.flac' 'lib/" + folder +
-                                      "/t2.flac' | awk -F'\\t' '$1==\"Album\"{print $9+0}' > ref.txt";
-        ASSERT_EQ(std::system(reference.c_str()), 0);
-        const double expected = std::stod(ReadBytes(dir / "ref.txt"));
+        const tvtest::RunResult reference =
+            tvtest::RunIn(dir, "loudgain -a -O -q 'lib/" + folder + "/t1.flac' 'lib/" + folder +
+                                   "/t2.flac' | awk -F'\\t' '$1==\"Album\"{print $9+0}'");
+        ASSERT_EQ(reference.status, 0);
+        const double expected = std::stod(reference.out);
         std::vector<double> gains;
         for (int track = 1; track <= 2; ++track) {
-            const std::string probe = "cd " + Quote(dir.string()) + " && ffprobe -v error -show_entries format_tags " +
-                                      "-of default=nw=1 'out/" + folder + "/t" + std::to_string(track) +
-                                      ".mp3' | grep -i '^TAG:replaygain_album_gain=' | cut -d= -f2 > gain.txt";
-            ASSERT_EQ(std::system(probe.c_str()), 0);
-            const std::string text = ReadBytes(dir / "gain.txt");
+            const tvtest::RunResult probed = tvtest::RunIn(
+                dir, "ffprobe -v error -show_entries format_tags -of default=nw=1 'out/" + folder + "/t" +
+                         std::to_string(track) + ".mp3' | grep -i '^TAG:replaygain_album_gain=' | cut -d= -f2");
+            ASSERT_EQ(probed.status, 0);
+            const std::string text = probed.out;
             ASSERT_FALSE(text.empty()) << folder << " track " << track << " has no album gain";
             gains.push_back(std::stod(text));
         }

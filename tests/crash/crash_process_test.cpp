@@ -29,16 +29,7 @@ const FaultKind Kinds[] = {
     {"stack", SIGSEGV, "FaultStackOverflow"}, {"thread", SIGSEGV, "FaultNullWrite"},
 };
 
-std::string Command(const std::string& command) {
-    std::string out;
-    if (FILE* p = popen(command.c_str(), "r")) {
-        char buffer[4096];
-        size_t n;
-        while ((n = fread(buffer, 1, sizeof buffer, p)) > 0) out.append(buffer, n);
-        pclose(p);
-    }
-    return out;
-}
+std::string Command(const std::string& command) { return tvtest::Capture(command).out; }
 
 class CrashProcess : public Installation {
 protected:
@@ -103,7 +94,7 @@ TEST_F(CrashProcess, EveryFaultKindLeavesOneDumpThatDebuggersOpen) {
 
         if (!haveLldb) continue;
         const std::string lldb =
-            Command("timeout 120 lldb --batch -o " + Quote("target create --core " + dumps[0].string()) +
+            Command("timeout 120 lldb --batch -o " + ShellQuote("target create --core " + dumps[0].string()) +
                     " -o 'thread list' -o 'bt 8' -o 'image list' 2>&1");
         EXPECT_NE(lldb.find("stop reason = signal SIG" + std::string(sigabbrev_np(kind.signal))), std::string::npos)
             << lldb;
@@ -221,7 +212,7 @@ TEST_F(CrashProcess, SuccessorReadsOnlyTheCrashesFolder) {
 
 // The window library is the successor's alone.
 TEST(CrashBuild, TravexLinksNoWindowLibrary) {
-    const std::string libraries = Command("ldd " + Quote(std::string(TV_BIN_DIR) + "/travex"));
+    const std::string libraries = Command("ldd " + ShellQuote(std::string(TV_BIN_DIR) + "/travex"));
     ASSERT_NE(libraries.find("libc.so"), std::string::npos) << libraries;
     EXPECT_EQ(libraries.find("libX11"), std::string::npos) << libraries;
 }

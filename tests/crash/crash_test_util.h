@@ -4,44 +4,21 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <random>
-#include <sstream>
 #include <string>
 #include <vector>
+
+#include "support/bytes.h"
+#include "support/run_tool.h"
+#include "support/temp_folder.h"
 
 namespace crashtest {
 
 namespace fs = std::filesystem;
 
-inline std::string ReadBytes(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-inline void WriteBytes(const fs::path& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
-inline std::string Quote(const std::string& arg) {
-    std::string out = "'";
-    for (char c : arg) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return out + "'";
-}
-
-// UTF-16LE with CR LF, the form of redirected standard error.
-inline std::string Lines(const std::vector<std::u16string>& lines) {
-    std::string bytes;
-    for (const auto& line : lines) {
-        for (char16_t c : line + u"\r\n") {
-            bytes += static_cast<char>(c & 0xFF);
-            bytes += static_cast<char>(c >> 8);
-        }
-    }
-    return bytes;
-}
+using tvtest::ReadBytes;
+using tvtest::ShellQuote;
+using tvtest::Utf16Lines;
+using tvtest::WriteBytes;
 
 inline std::u16string Wide(const std::string& ascii) { return std::u16string(ascii.begin(), ascii.end()); }
 
@@ -51,17 +28,11 @@ constexpr const char* SanitizerOptions =
     "use_sigaltstack=0:detect_leaks=0 UBSAN_OPTIONS=handle_segv=0:handle_sigbus=0:handle_sigfpe=0:"
     "handle_sigill=0:handle_abort=0";
 
-struct Outcome {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
+using Outcome = tvtest::RunResult;
 
 class Installation : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::random_device rd;
-        dir = fs::temp_directory_path() / ("crash-test-" + std::to_string(rd()));
         for (const char* sub : {"bin/decoder", "bin/encoder", "data", "config", "tmp", "work"}) {
             fs::create_directories(dir / sub);
         }
@@ -72,11 +43,6 @@ protected:
         const fs::path window = fs::path(TV_BIN_DIR) / "tvcrashwindow.so";
         if (fs::exists(window)) fs::copy_file(window, dir / "bin/tvcrashwindow.so");
     }
-    void TearDown() override {
-        std::error_code ec;
-        fs::remove_all(dir, ec);
-    }
-
     fs::path Crashes() const { return dir / "data/vMX/crashes"; }
 
     std::vector<fs::path> Dumps() const {
@@ -89,17 +55,17 @@ protected:
     // The environment of a run: everything the program keeps lives in the test's folder.
     std::string Environment(const std::string& extra = "") const {
         const std::string d = dir.string();
-        return "env -u DISPLAY " + std::string(SanitizerOptions) + " HOME=" + Quote(d) +
-               " XDG_DATA_HOME=" + Quote(d + "/data") + " TONVALE_CONFIG_HOME=" + Quote(d + "/config") +
-               " TMPDIR=" + Quote(d + "/tmp") + " " + extra + " ";
+        return "env -u DISPLAY " + std::string(SanitizerOptions) + " HOME=" + ShellQuote(d) +
+               " XDG_DATA_HOME=" + ShellQuote(d + "/data") + " TONVALE_CONFIG_HOME=" + ShellQuote(d + "/config") +
+               " TMPDIR=" + ShellQuote(d + "/tmp") + " " + extra + " ";
     }
 
     // Runs travex in the work folder; standard error is read through a pipe, so the result
     // is complete only when the successor, which shares it, has ended too.
     Outcome Travex(const std::vector<std::string>& args, const std::string& extra = "") {
-        std::string cmd = "cd " + Quote((dir / "work").string()) + " && { " + Environment(extra) +
-                          "timeout -s KILL 120 " + Quote((dir / "bin/travex").string());
-        for (const auto& a : args) cmd += " " + Quote(a);
+        std::string cmd = "cd " + ShellQuote((dir / "work").string()) + " && { " + Environment(extra) +
+                          "timeout -s KILL 120 " + ShellQuote((dir / "bin/travex").string()) + " " +
+                          tvtest::ShellLine(args);
         cmd += " 2>&1 >../out.bin </dev/null; echo $? >../rc.txt; } | timeout 120 cat >../err.bin";
         EXPECT_EQ(std::system(cmd.c_str()), 0);
         Outcome r;
@@ -111,12 +77,14 @@ protected:
 
     // The rows of the report for a dump.
     static std::string Report(const fs::path& dump) {
-        return Lines({u"Tonvale Travex Core has stopped working", u"Something unexpected happend which led to a crash.",
-                      u"1) Report on support forum: https://forum.brightmoor.com/tonvale/",
-                      u"2) Send crash dump, helping fix the issue: " + Wide(dump.string())});
+        return Utf16Lines({u"Tonvale Travex Core has stopped working",
+                           u"Something unexpected happend which led to a crash.",
+                           u"1) Report on support forum: https://forum.brightmoor.com/tonvale/",
+                           u"2) Send crash dump, helping fix the issue: " + Wide(dump.string())});
     }
 
-    fs::path dir;
+    tvtest::TempFolder folder{"crash-test"};
+    fs::path dir = folder.path;
 };
 
 }  // namespace crashtest

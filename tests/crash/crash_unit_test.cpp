@@ -5,13 +5,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <random>
 
 #include "crash/crash_handler.h"
 #include "crash/crash_report.h"
 #include "crash/memory_ranges.h"
 #include "foundation/platform/environment.h"
 #include "foundation/settings/xregistry.h"
+#include "support/temp_folder.h"
 
 namespace {
 
@@ -19,15 +19,10 @@ namespace fs = std::filesystem;
 
 class CrashFolder : public ::testing::Test {
 protected:
-    void SetUp() override {
-        std::random_device rd;
-        root = fs::temp_directory_path() / ("crash-unit-" + std::to_string(rd()));
-        fs::create_directories(root);
-        setenv("TONVALE_CONFIG_HOME", (root / "config").c_str(), 1);
-    }
-    void TearDown() override { fs::remove_all(root); }
+    void SetUp() override { setenv("TONVALE_CONFIG_HOME", (root / "config").c_str(), 1); }
     XPath Folder() const { return XPath(root.c_str(), true); }
-    fs::path root;
+    tvtest::TempFolder folder{"crash-unit"};
+    fs::path root = folder.path;
 };
 
 TEST_F(CrashFolder, DumpNameTakesTheCounterWhenTheProcessNameIsTaken) {

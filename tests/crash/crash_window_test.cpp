@@ -12,13 +12,7 @@ namespace {
 using namespace crashtest;
 
 std::string Shell(const std::string& command) {
-    std::string out;
-    if (FILE* p = popen(command.c_str(), "r")) {
-        char buffer[4096];
-        size_t n;
-        while ((n = fread(buffer, 1, sizeof buffer, p)) > 0) out.append(buffer, n);
-        pclose(p);
-    }
+    std::string out = tvtest::Capture(command).out;
     while (!out.empty() && (out.back() == '\n' || out.back() == ' ')) out.pop_back();
     return out;
 }
@@ -71,13 +65,13 @@ protected:
         Installation::SetUp();
         if (!fs::exists(dir / "bin/tvcrashwindow.so")) GTEST_SKIP() << "the window module was not built (no X11)";
         const std::string d = dir.string();
-        EXPECT_EQ(std::system(("cd " + Quote(d) +
+        EXPECT_EQ(std::system(("cd " + ShellQuote(d) +
                                " && (Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp "
                                "3>display.txt >/dev/null 2>&1 & echo $! >xvfb.pid)")
                                   .c_str()),
                   0);
         ASSERT_TRUE(WaitFor([&] { return !ReadBytes(dir / "display.txt").empty(); }, 30)) << "Xvfb did not start";
-        display = ":" + Shell("cat " + Quote(d + "/display.txt"));
+        display = ":" + Shell("cat " + ShellQuote(d + "/display.txt"));
     }
     void TearDown() override {
         const std::string pid = ReadBytes(dir / "xvfb.pid");
@@ -96,15 +90,15 @@ TEST_F(CrashWindow, ShowsTheReportOpensTheLinksAndExits) {
     // Stand-ins for the desktop's programs note how they were called; the file manager's
     // own call fails, as on a desktop without one.
     fs::create_directories(dir / "fakebin");
-    WriteBytes(dir / "fakebin/xdg-open", "#!/bin/sh\necho \"xdg-open $*\" >>" + Quote(d + "/opened.txt") + "\n");
+    WriteBytes(dir / "fakebin/xdg-open", "#!/bin/sh\necho \"xdg-open $*\" >>" + ShellQuote(d + "/opened.txt") + "\n");
     WriteBytes(dir / "fakebin/dbus-send",
-               "#!/bin/sh\necho \"dbus-send $*\" >>" + Quote(d + "/opened.txt") + "\nexit 1\n");
+               "#!/bin/sh\necho \"dbus-send $*\" >>" + ShellQuote(d + "/opened.txt") + "\nexit 1\n");
     fs::permissions(dir / "fakebin/xdg-open", fs::perms::owner_all);
     fs::permissions(dir / "fakebin/dbus-send", fs::perms::owner_all);
 
-    const std::string run = "cd " + Quote(d + "/work") + " && (" + Environment() + "DISPLAY=" + display +
-                            " PATH=" + Quote(d + "/fakebin") + ":\"$PATH\" timeout -s KILL 120 " +
-                            Quote(d + "/bin/travex") + " -crashed=crash-1.dmp 2>../err.bin; echo $? >../rc.txt) &";
+    const std::string run = "cd " + ShellQuote(d + "/work") + " && (" + Environment() + "DISPLAY=" + display +
+                            " PATH=" + ShellQuote(d + "/fakebin") + ":\"$PATH\" timeout -s KILL 120 " +
+                            ShellQuote(d + "/bin/travex") + " -crashed=crash-1.dmp 2>../err.bin; echo $? >../rc.txt) &";
     ASSERT_EQ(std::system(run.c_str()), 0);
     const std::string window = X("xdotool search --sync --onlyvisible --name '^Tonvale Travex Core$'");
     ASSERT_FALSE(window.empty()) << "no window";
@@ -115,8 +109,8 @@ TEST_F(CrashWindow, ShowsTheReportOpensTheLinksAndExits) {
     Pixels pixels;
     const bool drawn = WaitFor(
         [&] {
-            X("import -window " + window + " " + Quote(shot.string()));
-            Shell("convert " + Quote(shot.string()) + " " + Quote(d + "/shot.ppm"));
+            X("import -window " + window + " " + ShellQuote(shot.string()));
+            Shell("convert " + ShellQuote(shot.string()) + " " + ShellQuote(d + "/shot.ppm"));
             pixels = ReadPpm(dir / "shot.ppm");
             return pixels.Count(0x06, 0x45, 0xAD) > 100;
         },

@@ -8,6 +8,7 @@
 #include "foundation/platform/child_spawn.h"
 #include "foundation/platform/file_io.h"
 #include "pp/abort.h"
+#include "pp/abort_later.h"
 #include "pp/exceptions.h"
 #include "pp/handle_stream.h"
 #include "pp/overlapped_stream.h"
@@ -60,13 +61,9 @@ TEST(PPOverlappedStream, WriterToAGoneReaderFailsAndAbortEndsABlockedRead) {
     PP::streamInOverlapped in(q.r);
     PP::aborter a;
     PP::abortScope scope(a);
-    std::thread firer([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        a.abort();
-    });
+    pptest::abortLater firer(a, 0.05);
     char buf[4];
     EXPECT_THROW(in.read(buf, 4), PP::user_abort);
-    firer.join();
     XSysCloseHandle(q.w);
 }
 

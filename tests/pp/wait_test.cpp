@@ -6,6 +6,7 @@
 
 #include "foundation/platform/clock.h"
 #include "pp/abort.h"
+#include "pp/abort_later.h"
 #include "pp/exceptions.h"
 #include "pp/wait.h"
 #include "pp/waitable.h"
@@ -52,13 +53,9 @@ TEST(PPWait, WaitOneAndManyObjectsTimeOutAndAbort) {
 
     PP::aborter a;
     PP::abortScope scope(a);
-    std::thread firer([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        a.abort();
-    });
+    pptest::abortLater firer(a, 0.05);
     EXPECT_THROW(PP::waitMany(list, 2, 30.0), PP::user_abort);
     EXPECT_THROW(PP::sleepSeconds(30.0), PP::user_abort);
-    firer.join();
 }
 
 TEST(PPWait, ResourceLockTakenByOtherKeepsTheTimeLeft) {

@@ -1,6 +1,7 @@
 // Picture items: "_albumart_<n>_<type name>[<subdesc><description>]" with the image in data.
 #include <cstring>
 
+#include "tvkit/picture_types.h"
 #include "tvkit/text.h"
 #include "tvtags/file_tags.h"
 #include "tvtags/mapping.h"
@@ -9,34 +10,9 @@ namespace tvtags {
 
 namespace {
 
-constexpr std::u16string_view kPrefix = u"_albumart_";
-constexpr std::u16string_view kSubdesc = u"<subdesc>";
-
-// ID3v2 picture types by number; 0 has no name of the host's, "Other" keeps it apart.
-const char16_t* const kTypeNames[] = {
-    u"Other",
-    u"32x32 Icon",
-    u"Other Icon",
-    u"Front Album Cover",
-    u"Back Album Cover",
-    u"Leaflet Page",
-    u"Media",
-    u"Lead Artist",
-    u"Artist",
-    u"Conductor",
-    u"Band",
-    u"Composer",
-    u"Writer",
-    u"Recording Location",
-    u"During Recording",
-    u"During Performance",
-    u"Video Capture",
-    u"A Bright Coloured Fish",
-    u"Illustration",
-    u"Artist Logo",
-    u"Publisher Logo",
-};
-constexpr int kFrontCover = 3;
+constexpr std::u16string_view kPrefix = tvkit::AlbumArtPrefix;
+constexpr std::u16string_view kSubdesc = tvkit::AlbumArtSubdesc;
+constexpr int kFrontCover = tvkit::FrontCoverPictureType;
 
 }  // namespace
 
@@ -44,8 +20,8 @@ std::u16string AlbumArtName(unsigned index, int pictureType, std::u16string_view
     std::u16string name(kPrefix);
     name += tvkit::Number16(static_cast<unsigned long long>(index));
     name += u'_';
-    const bool known = pictureType >= 0 && pictureType < static_cast<int>(std::size(kTypeNames));
-    name += known ? kTypeNames[pictureType] : kTypeNames[kFrontCover];
+    const char16_t* type = tvkit::PictureTypeName(pictureType);
+    name += type ? type : tvkit::PictureTypeName(kFrontCover);
     if (!description.empty()) {
         name += kSubdesc;
         name += description;
@@ -65,8 +41,8 @@ bool SplitAlbumArtName(std::u16string_view name, int& pictureType, std::u16strin
         description = kind.substr(sub + kSubdesc.size());
         kind = kind.substr(0, sub);
     }
-    for (size_t i = 0; i < std::size(kTypeNames); ++i)
-        if (tvkit::EqualsIgnoreCase(kind, kTypeNames[i])) pictureType = static_cast<int>(i);
+    for (int i = 0; i <= tvkit::LastPictureType; ++i)
+        if (tvkit::EqualsIgnoreCase(kind, tvkit::PictureTypeName(i))) pictureType = i;
     return true;
 }
 

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "foundation/platform/guid.h"
+#include "pp/ascii_case.h"
 #include "pp/http/cookie_store.h"
 #include "pp/http/hasher_md5.h"
 #include "pp/http/http_errors.h"
@@ -14,18 +15,18 @@ namespace PP {
 
 namespace {
 
-char lower(char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; }
-
-bool equalNoCase(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (lower(a[i]) != lower(b[i])) return false;
-    return true;
-}
-
 [[noreturn]] void authFailure() { throw httpRequestErrors::auth_error(httpRequestErrors::auth_error::fixedText()); }
 
-std::string newClientNonce() {
+std::string firstWord(std::string_view s) {
+    size_t start = s.find_first_not_of(' ');
+    if (start == std::string_view::npos) return std::string();
+    size_t end = s.find(' ', start);
+    return std::string(s.substr(start, end == std::string_view::npos ? end : end - start));
+}
+
+}  // namespace
+
+std::string newGuidText() {
     uint8_t bytes[16];
     if (!XNewGuid(bytes)) throw std::runtime_error("CoCreateGuid failure");
     static const char hex[] = "0123456789abcdef";
@@ -36,15 +37,6 @@ std::string newClientNonce() {
     }
     return out;
 }
-
-std::string firstWord(std::string_view s) {
-    size_t start = s.find_first_not_of(' ');
-    if (start == std::string_view::npos) return std::string();
-    size_t end = s.find(' ', start);
-    return std::string(s.substr(start, end == std::string_view::npos ? end : end - start));
-}
-
-}  // namespace
 
 struct challengeStore::impl {
     std::mutex lock;
@@ -134,8 +126,7 @@ std::string digestAuthorization(const std::string& method, const std::string& ch
 std::string answerChallenge(const std::string& method, const std::string& challenge, const std::string& credentials,
                             const std::string& uri) {
     const std::string scheme = firstWord(challenge);
-    if (equalNoCase(scheme, "digest"))
-        return digestAuthorization(method, challenge, credentials, uri, newClientNonce());
+    if (equalNoCase(scheme, "digest")) return digestAuthorization(method, challenge, credentials, uri, newGuidText());
     if (equalNoCase(scheme, "basic")) return basicAuthorization(credentials);
     authFailure();
 }

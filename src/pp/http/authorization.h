@@ -32,6 +32,8 @@ std::string answerChallenge(const std::string& method, const std::string& challe
 // token whose value is not quoted then has none. False when there is no such value.
 bool challengeParam(std::string_view challenge, std::string_view name, bool quoted, std::string& value);
 std::string basicAuthorization(const std::string& credentials);
+// A new GUID as 32 lower-case hex digits: Digest's client nonce, a multipart boundary.
+std::string newGuidText();
 // The Digest answer with a given client nonce (the public form draws a fresh one).
 std::string digestAuthorization(const std::string& method, const std::string& challenge, const std::string& credentials,
                                 const std::string& uri, const std::string& cnonce);

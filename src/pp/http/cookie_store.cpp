@@ -2,22 +2,11 @@
 
 #include <string_view>
 
+#include "pp/ascii_case.h"
+
 namespace PP {
 
 namespace {
-
-char lower(char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; }
-
-bool equalNoCase(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (lower(a[i]) != lower(b[i])) return false;
-    return true;
-}
-
-bool endsWithNoCase(std::string_view text, std::string_view end) {
-    return text.size() >= end.size() && equalNoCase(text.substr(text.size() - end.size()), end);
-}
 
 bool pathMatches(std::string_view requestPath, std::string_view cookiePath) {
     if (!cookiePath.empty() && cookiePath.back() == '/') return requestPath.substr(0, cookiePath.size()) == cookiePath;
@@ -31,7 +20,7 @@ bool pathMatches(std::string_view requestPath, std::string_view cookiePath) {
 bool noCaseLess::operator()(const std::string& a, const std::string& b) const {
     size_t n = std::min(a.size(), b.size());
     for (size_t i = 0; i < n; ++i) {
-        char x = lower(a[i]), y = lower(b[i]);
+        char x = lowerAscii(a[i]), y = lowerAscii(b[i]);
         if (x != y) return (unsigned char)x < (unsigned char)y;
     }
     return a.size() < b.size();

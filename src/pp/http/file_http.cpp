@@ -157,6 +157,9 @@ size_t fileHttp::readSome(void* buffer, size_t length) {
     if (m_length != unknownLength)
         length = size_t(std::min<uint64_t>(length, m_length - std::min(m_length, m_position)));
     if (length == 0) return 0;
+    // A reply without a length, chunked or not, closes its connection at its end: that is the
+    // end of the file, not a drop.
+    if (request.bodyEnded()) return 0;
     if (!request.connection.isOpen()) throwFixed<network_error>();
     const size_t step = std::min(length, httpReadStep);
     // Resuming must move forward: a server that keeps dropping without giving a byte is given

@@ -1,6 +1,5 @@
 #include "pp/http/http_request.h"
 
-#include "foundation/platform/guid.h"
 #include "pp/abort.h"
 #include "pp/exceptions.h"
 #include "pp/http/authorization.h"
@@ -18,18 +17,6 @@ namespace {
 }
 
 [[noreturn]] void badUrl() { throw httpRequestErrors::bad_url(httpRequestErrors::bad_url::fixedText()); }
-
-std::string guidText() {
-    uint8_t bytes[16];
-    if (!XNewGuid(bytes)) throw std::runtime_error("CoCreateGuid failure");
-    static const char hex[] = "0123456789abcdef";
-    std::string out;
-    for (uint8_t b : bytes) {
-        out += hex[b >> 4];
-        out += hex[b & 15];
-    }
-    return out;
-}
 
 // `headers` without its "Connection" lines.
 std::string withoutConnectionLines(const std::string& headers) {
@@ -120,7 +107,7 @@ void httpRequest::close() {
 
 bool httpRequest::canReuse() {
     if (!connection.isOpen() || !m_connectionKept) return false;
-    if (m_chunked ? !m_chunkEnd : m_bodyLeft != 0) return false;
+    if (!bodyEnded()) return false;
     if (m_in.held() > 0) return false;  // more than the reply said
     try {
         connection.checkAlive();
@@ -170,7 +157,7 @@ void httpRequest::sendBody(std::string& head, const std::string& method, bool& p
         if (connection.sendAll("\r\n", 2) < 2) partial = true;
         return;
     }
-    const std::string boundary = guidText();
+    const std::string boundary = newGuidText();
     head += "Content-Type: multipart/form-data; boundary=" + boundary + "\r\n";
     std::string body;
     for (const auto& f : formFields) {

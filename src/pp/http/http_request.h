@@ -82,6 +82,8 @@ public:
     const std::string& replyHeaders() const { return m_replyHeaders; }
     const std::string& finalUrl() const { return m_finalUrl; }
     uint64_t bodyLeft() const { return m_bodyLeft; }
+    // The whole body of the last reply has been read (its connection may be closed with it).
+    bool bodyEnded() const { return m_chunked ? m_chunkEnd : m_bodyLeft == 0; }
     bool connectionKept() const { return m_connectionKept; }
 
 private:

@@ -7,8 +7,6 @@ namespace PP {
 
 namespace {
 
-char lower(char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; }
-
 [[noreturn]] void invalidReply() {
     throw httpRequestErrors::invalid_reply(httpRequestErrors::invalid_reply::fixedText());
 }
@@ -22,17 +20,6 @@ bool readHeadLine(streamIn& s, std::string& line) {
 }
 
 }  // namespace
-
-bool equalNoCase(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (lower(a[i]) != lower(b[i])) return false;
-    return true;
-}
-
-bool startsNoCase(std::string_view text, std::string_view prefix) {
-    return text.size() >= prefix.size() && equalNoCase(text.substr(0, prefix.size()), prefix);
-}
 
 void readReplyHead(streamIn& s, std::string& statusLine, std::string& headers) {
     statusLine.clear();

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "pp/ascii_case.h"
 #include "pp/stream.h"
 
 namespace PP {
@@ -27,8 +28,5 @@ bool parseReplyStatus(std::string_view line, int32_t& status, std::string& reaso
 bool findHeader(std::string_view headers, std::string_view name, std::string& value);
 // Every value of `name`, in order.
 bool findHeaderAll(std::string_view headers, std::string_view name, std::vector<std::string>& values);
-
-bool equalNoCase(std::string_view a, std::string_view b);
-bool startsNoCase(std::string_view text, std::string_view prefix);
 
 }  // namespace PP

@@ -102,4 +102,12 @@ void netStreamSecure::secureAfterConnect(const std::string& host) {
     m_secure = true;
 }
 
+void netStreamSecure::secureAfterConnect(const std::string& host, netStreamSecure& other) {
+    auto model = std::dynamic_pointer_cast<netStreamSSL_Impl_OpenSSL>(other.m_inner);
+    if (!m_inner || !m_inner->isOpen() || !model || !model->established() || !model->isOpen())
+        throw std::runtime_error("Not connected");
+    m_inner = model->sibling(m_inner, host);
+    m_secure = true;
+}
+
 }  // namespace PP

@@ -96,6 +96,9 @@ public:
 
     // TLS on top of the open plain stream.
     void secureAfterConnect(const std::string& host);
+    // The same, with the TLS context of `other`, a connected TLS stream: its trust, role and
+    // flags, and its session offered for resumption (as a data channel beside a control one).
+    void secureAfterConnect(const std::string& host, netStreamSecure& other);
 
     void setPolicy(std::shared_ptr<securePolicy> policy) { m_policy = std::move(policy); }
     void setProxyUrl(std::string url) { m_proxyUrl = std::move(url); }

@@ -106,7 +106,7 @@ void netStreamSSL_Impl_OpenSSL::connect(const std::string& host, const std::stri
     handshake(host);
 }
 
-void netStreamSSL_Impl_OpenSSL::handshake(const std::string& host) {
+void netStreamSSL_Impl_OpenSSL::handshake(const std::string& host, const netStreamSSL_Impl_OpenSSL* model) {
     reset();
     m_hostName = host;
     const bool server = (m_flags & secureServer) != 0;
@@ -114,6 +114,14 @@ void netStreamSSL_Impl_OpenSSL::handshake(const std::string& host) {
         SSL_set_accept_state(m_ssl);
     } else {
         SSL_set_connect_state(m_ssl);
+        // A resumed session is not checked again, so it is offered to its own host only. One
+        // that the server no longer knows only costs a full hand-shake.
+        if (model && model->m_ssl && model->m_hostName == host) {
+            // Under TLS 1.3 the model holds a resumable session only once a ticket came in.
+            SSL_SESSION* session = SSL_get1_session(model->m_ssl);
+            if (session && SSL_SESSION_is_resumable(session)) SSL_set_session(m_ssl, session);
+            if (session) SSL_SESSION_free(session);
+        }
         // SNI only for names: a literal address is not a host name.
         std::string bare = host;
         if (bare.size() > 2 && bare.front() == '[' && bare.back() == ']') bare = bare.substr(1, bare.size() - 2);
@@ -148,6 +156,13 @@ void netStreamSSL_Impl_OpenSSL::handshake(const std::string& host) {
     }
     if (!(m_flags & secureSkipVerify)) verifyPeer();
     m_established = true;
+}
+
+std::shared_ptr<netStreamSSL_Impl_OpenSSL> netStreamSSL_Impl_OpenSSL::sibling(std::shared_ptr<netStreamBase> lower,
+                                                                              const std::string& host) const {
+    auto s = std::make_shared<netStreamSSL_Impl_OpenSSL>(m_context, std::move(lower), m_flags);
+    s->handshake(host, this);
+    return s;
 }
 
 void netStreamSSL_Impl_OpenSSL::verifyPeer() {

@@ -45,8 +45,14 @@ public:
 
     // The hand-shake on the open lower stream, as client to `host` or, with secureServer, as
     // server; then the peer's certificate is checked unless secureSkipVerify.
-    void handshake(const std::string& host);
+    // With `model`, the hand-shake offers to resume the model's session (a client's only).
+    void handshake(const std::string& host, const netStreamSSL_Impl_OpenSSL* model = nullptr);
     bool established() const { return m_established; }
+
+    // The same context, flags and, for a client, session over another lower stream; the
+    // hand-shake runs before this returns.
+    std::shared_ptr<netStreamSSL_Impl_OpenSSL> sibling(std::shared_ptr<netStreamBase> lower,
+                                                       const std::string& host) const;
 
 private:
     void reset();

@@ -123,6 +123,18 @@ TEST(PPFileHttp, WhatMakesAReplySeekable) {
         EXPECT_EQ(readAll(f), data);
     }
     {
+        // A chunked body closes its connection at its end: further reads give the end again.
+        scriptedServer s([&](PP::netStream& c, const std::string&, int) {
+            sendText(c, "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n3e8\r\n" + data + "\r\n0\r\n\r\n");
+        });
+        PP::fileHttp f;
+        f.open(s.url());
+        EXPECT_FALSE(f.isSeekable());
+        EXPECT_EQ(readAll(f), data);
+        char more;
+        EXPECT_EQ(f.read(&more, 1), 0u);
+    }
+    {
         scriptedServer s([&](PP::netStream& c, const std::string&, int) {
             sendText(c, "HTTP/1.1 206 Partial Content\r\nContent-Length: 1000\r\nAccept-Ranges: none\r\n\r\n" + data);
         });

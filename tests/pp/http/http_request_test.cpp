@@ -19,11 +19,7 @@ namespace {
 using testsrv::scriptedServer;
 using testsrv::sendText;
 
-std::string body(PP::httpRequest& r) {
-    std::string out(1 << 16, '\0');
-    out.resize(r.read(out.data(), out.size()));
-    return out;
-}
+std::string body(PP::httpRequest& r) { return testsrv::readBody(r); }
 
 void ok(PP::netStream& s, const std::string& text, const std::string& extra = {}) {
     sendText(s, "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(text.size()) + "\r\n" + extra + "\r\n" + text);

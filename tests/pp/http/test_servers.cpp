@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -95,6 +97,27 @@ int run(const std::string& commandLine, const std::string& dir, double seconds) 
     if (status < 0) w.stop(true);
     return status;
 }
+
+std::string tvgetPath() { return std::string(TV_BIN_DIR) + "/tvget"; }
+
+outcome fetch(const std::string& dir, const std::string& args, const std::string& env) {
+    int status = run(env + " '" + tvgetPath() + "' " + args + " > out.bin 2> err.txt", dir, 60.0);
+    return {status, readText(dir + "out.bin"), readText(dir + "err.txt")};
+}
+
+std::string readBody(PP::streamIn& s, size_t limit) {
+    std::string out;
+    char buf[65536];
+    while (out.size() < limit) {
+        size_t n = s.read(buf, std::min(sizeof buf, limit - out.size()));
+        if (n == 0) break;
+        out.append(buf, n);
+    }
+    return out;
+}
+
+trustOnly::trustOnly(const std::string& file) { setenv("SSL_CERT_FILE", file.c_str(), 1); }
+trustOnly::~trustOnly() { unsetenv("SSL_CERT_FILE"); }
 
 serverProcess::serverProcess(const std::string& commandLine, uint16_t port, const std::string& dir) {
     m_process.commandLine = "exec " + commandLine;

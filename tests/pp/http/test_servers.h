@@ -10,6 +10,7 @@
 
 #include "foundation/platform/sockets.h"
 #include "pp/net/net_stream.h"
+#include "pp/stream.h"
 #include "pp/waitable.h"
 #include "pp/worker_process.h"
 
@@ -23,6 +24,27 @@ void writeText(const std::string& path, const std::string& text);
 std::string readText(const std::string& path);
 // Runs a shell command in `dir`; its exit status, or -1 after `seconds`.
 int run(const std::string& commandLine, const std::string& dir = {}, double seconds = 60.0);
+
+// The built tvget, and one run of it in `dir` with `env` (NAME=value ...) before the command;
+// standard output and error are caught in files of `dir`.
+std::string tvgetPath();
+struct outcome {
+    int status;
+    std::string out, err;
+};
+outcome fetch(const std::string& dir, const std::string& args, const std::string& env = {});
+
+// A reply body read to its end, or to `limit` bytes.
+std::string readBody(PP::streamIn& s, size_t limit = size_t(1) << 20);
+
+// Trust only the CA in `file` for the scope, as a user's SSL_CERT_FILE would.
+class trustOnly {
+public:
+    explicit trustOnly(const std::string& file);
+    ~trustOnly();
+    trustOnly(const trustOnly&) = delete;
+    trustOnly& operator=(const trustOnly&) = delete;
+};
 
 // A server process; ready when its port takes a connection. Stopped by its pid.
 class serverProcess {

@@ -15,12 +15,7 @@ namespace {
 
 using testsrv::testCertificates;
 
-// Trust only the test CA for the scope, as a user's SSL_CERT_FILE would.
-class trustTestCa {
-public:
-    explicit trustTestCa(const std::string& file) { setenv("SSL_CERT_FILE", file.c_str(), 1); }
-    ~trustTestCa() { unsetenv("SSL_CERT_FILE"); }
-};
+using trustTestCa = testsrv::trustOnly;
 
 class skipPolicy : public PP::securePolicy {
 public:
@@ -131,6 +126,72 @@ TEST(PPSecureStream, WithoutAStreamReadsThrowAndTheRestIsQuiet) {
     s.close();
     s.waitReadable();
     EXPECT_THROW(s.secureAfterConnect("localhost"), std::runtime_error);
+}
+
+// The word of `openssl s_server -www`'s page that tells a new session from a resumed one.
+// The page is read to its end and the stream half-closed, as that server waits for it before
+// it takes the next connection; the stream stays open for use as a model.
+std::string sessionWord(PP::netStreamBase& s) {
+    const std::string request = "GET / HTTP/1.0\r\n\r\n";
+    s.write(request.data(), request.size());
+    std::string line, word = "none";
+    for (int i = 0; i < 200 && PP::readLine(s, line, 4096); ++i)
+        if (line.rfind("New, ", 0) == 0 || line.rfind("Reused, ", 0) == 0) word = line.substr(0, line.find(','));
+    s.shutdown(1);
+    return word;
+}
+
+TEST(PPSecureStream, AfterConnectTakesTheContextAndSessionOfAConnectedStream) {
+    const auto& c = testCertificates();
+    ASSERT_TRUE(c.ok);
+    const uint16_t port = testsrv::freePort();
+    testsrv::serverProcess server(
+        "openssl s_server -quiet -www -accept " + std::to_string(port) + " -cert good.pem -key good.key", port, c.dir);
+    ASSERT_TRUE(server.ready());
+    trustTestCa scope(c.dir + "ca.pem");
+    const std::string service = std::to_string(port);
+    auto plain = [&] {
+        auto s = std::make_unique<PP::netStreamSecure>();
+        s->setTimeout(20.0);
+        s->connect("localhost", service, PP::connectPlain);
+        return s;
+    };
+
+    PP::netStreamSecure control;
+    control.setTimeout(20.0);
+    control.connect("localhost", service, PP::connectSecure);
+    EXPECT_EQ(sessionWord(control), "New");
+    auto data = plain();
+    data->secureAfterConnect("localhost", control);
+    EXPECT_TRUE(data->isSecure());
+    EXPECT_EQ(sessionWord(*data), "Reused");
+    // The name is still checked on a resumed session's certificate.
+    data = plain();
+    try {
+        data->secureAfterConnect("elsewhere.test", control);
+        ADD_FAILURE() << "a wrong name was taken";
+    } catch (const PP::exception_network_authentication& e) {
+        EXPECT_NE(std::string(e.what()).find("(800B010F)"), std::string::npos) << e.what();
+    }
+
+    // Either side unconnected, or the model without TLS, is refused before a byte is sent.
+    PP::netStreamSecure unconnected;
+    auto expectRefused = [](PP::netStreamSecure& s, PP::netStreamSecure& model) {
+        try {
+            s.secureAfterConnect("localhost", model);
+            ADD_FAILURE() << "taken";
+        } catch (const std::runtime_error& e) {
+            EXPECT_STREQ(e.what(), "Not connected");
+        }
+    };
+    expectRefused(unconnected, control);
+    data = plain();
+    expectRefused(*data, unconnected);
+    auto plainModel = plain();
+    expectRefused(*data, *plainModel);
+    control.close();
+    expectRefused(*data, control);
+    EXPECT_FALSE(data->isSecure());
 }
 
 TEST(PPSecureStream, ClientTalksToOpensslServerAndServerToOpensslClient) {

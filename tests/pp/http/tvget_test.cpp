@@ -10,20 +10,12 @@
 
 namespace {
 
+using testsrv::fetch;
+using testsrv::outcome;
 using testsrv::readText;
 using testsrv::run;
 
-const std::string tvget = std::string(TV_BIN_DIR) + "/tvget";
-
-struct outcome {
-    int status;
-    std::string out, err;
-};
-
-outcome fetch(const std::string& dir, const std::string& args, const std::string& env = {}) {
-    int status = run(env + " '" + tvget + "' " + args + " > out.bin 2> err.txt", dir, 60.0);
-    return {status, readText(dir + "out.bin"), readText(dir + "err.txt")};
-}
+const std::string tvget = testsrv::tvgetPath();
 
 // An https proxy: the library's TLS server in front of a plain proxy on `port`, pumping both
 // ways until either side ends or 20 s pass without traffic.

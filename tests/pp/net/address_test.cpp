@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "pp/abort.h"
+#include "pp/abort_later.h"
 #include "pp/exceptions.h"
 #include "pp/waitable.h"
 
@@ -77,14 +78,10 @@ TEST(PPAddress, LookUpEndsOnAbortAndRetriesPassingFailures) {
     {
         PP::aborter a;
         PP::abortScope scope(a);
-        std::thread firer([&] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            a.abort();
-        });
+        pptest::abortLater firer(a, 0.05);
         auto t0 = std::chrono::steady_clock::now();
         EXPECT_THROW(PP::resolveAddress(list, "slow.test", "80", 0, 0, 1, 6), PP::user_abort);
         EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(10));
-        firer.join();
         g_release = true;  // the abandoned look-up ends on its own
     }
     PP::setNameLookup(&busyLookup);

@@ -10,6 +10,7 @@
 
 #include "loopback_peer.h"
 #include "pp/abort.h"
+#include "pp/abort_later.h"
 #include "pp/exceptions.h"
 #include "pp/waitable.h"
 
@@ -112,13 +113,9 @@ TEST(PPNetStream, ConnectThatNeverCompletesTimesOutOrAborts) {
     PP::aborter a;
     PP::abortScope scope(a);
     s.setTimeout(-1.0);
-    std::thread firer([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        a.abort();
-    });
+    pptest::abortLater firer(a, 0.1);
     auto t0 = std::chrono::steady_clock::now();
     EXPECT_THROW(s.connect("127.0.0.1", peer.l.portText(), 0), PP::user_abort);
-    firer.join();
     EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(10));
     EXPECT_FALSE(s.isOpen());
 }
@@ -132,13 +129,9 @@ TEST(PPNetStream, BlockedReadEndsOnAbort) {
     s.connect("::1", silent.port(), 0);
     PP::aborter a;
     PP::abortScope scope(a);
-    std::thread firer([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        a.abort();
-    });
+    pptest::abortLater firer(a, 0.05);
     char buf[4];
     EXPECT_THROW(s.read(buf, 4), PP::user_abort);
-    firer.join();
 }
 
 TEST(PPNetStream, SendAllStopsWhenThePeerAnswersEarly) {
