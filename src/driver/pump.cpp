@@ -32,19 +32,20 @@ void TvTravex::Pump(clTvEncoder& enc) {
         }
         if (block.Data == nullptr) block.Size = 0;
         idle.Reset();
-        const uint32_t sourceSize = block.Size;
 
         const uint32_t align = block.Format.Format.nBlockAlign == 0 ? 1 : block.Format.Format.nBlockAlign;
         if (block.Size % align != 0) {
-            if (block.EndOfStream) {
-                block.Size -= block.Size % align;
-                ReportInfo(u"Information: Audio data contains incomplete samples at end.", RunFunction);
-            } else {
+            if (!block.EndOfStream) {
                 ReportError(u"Error: Audio data contains incomplete samples mid-stream.");
                 MarkFailed();
+                break;
             }
-            break;
+            // Only the odd bytes go: the whole frames before them and the end of the stream
+            // still pass, so that effects holding samples give them up.
+            block.Size -= block.Size % align;
+            ReportInfo(u"Information: Audio data contains incomplete samples at end.", RunFunction);
         }
+        const uint32_t sourceSize = block.Size;
 
         progress.Position(block.PositionMs, openRecord->LengthMs);
 

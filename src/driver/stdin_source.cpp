@@ -106,6 +106,11 @@ bool StdinSource::Read(AudioBlockRecord& block, uint64_t encodedBytes) {
             want -= want % align;
         } else if (!XSysWriterGone(XStdInputHandle)) {
             return true;  // part of a frame: the rest is on its way
+        } else {
+            // The writer is gone and less than a frame is left: that is the stream's end,
+            // and the block says so, so that the odd bytes count as a tail and not mid-stream.
+            XSysReadReady(XStdInputHandle, buffer.Data(), waiting, &got, &atEnd);
+            atEnd = true;
         }
     }
     // A read that fails is the end of the stream.
