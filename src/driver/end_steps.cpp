@@ -78,8 +78,7 @@ void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
         if (!moved) temp.DeleteIfSame(written);
     }
 
-    rendered.reset();
-    if (!nonLiveTemp.IsEmpty()) nonLiveTemp.Delete();
+    dsps.DiscardRendered();
 
     XPath out(plan.outFile);
     if (!XString::Equal(out.Extension().Text(), u".iGnore", 0, true)) {

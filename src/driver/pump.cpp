@@ -9,8 +9,8 @@
 #include "tags/tag_assembly.h"
 
 bool TvTravex::DecodeAudioBlock(AudioBlockRecord& block) {
-    TvAudioSource& from = rendered ? static_cast<TvAudioSource&>(*rendered) : *source;
-    return from.Read(block, bytesEncoded);
+    TvAudioSource* rendered = dsps.Rendered();
+    return (rendered != nullptr ? *rendered : *source).Read(block, bytesEncoded);
 }
 
 void TvTravex::Pump(clTvEncoder& enc) {

@@ -216,7 +216,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
     if (dspsLoaded) UnloadDSPs();
     encoderOptions.Clear();
     encoder.Unload();
-    rendered.reset();
+    dsps.CloseRendered();
     conv.Format = nullptr;
     openRecord = nullptr;
 

@@ -109,11 +109,8 @@ public:
     void AfterConversionDSPs();
     void UnloadDSPs();
 
-    // Non-live rendering (nonlive.cpp).
+    // Non-live rendering, by the chain (dsp_chain.h).
     bool HandleNonLiveDSPs();
-    void MakeTempName(XTempFile& file, const char* prefix);
-    // Runs one live DSP over the rendered file, into a second file that then replaces it.
-    bool RenderLiveDSP(DSPEntry& entry, OpenFileRecord& record);
 
     // After the pump (end_steps.cpp).
     void EndSteps(clTvDecoder& decoder, clTvEncoder& encoder);
@@ -123,10 +120,7 @@ public:
 private:
     TvRunPlan plan;
     TvDspChain dsps;
-    XTempFile nonLiveTemp;  // the rendered PCM file
     std::unique_ptr<TvAudioSource> source;
-    std::unique_ptr<TvRenderedSource> rendered;  // set: the pump reads the rendered file
-    XWaveFormat renderedFormat;                  // the rendered file's, after the last DSP
     // Error sink, information sink, debug file.
     PluginLogHandles logSinks{0, 0, 0};
     // The console writer (stdOut and stdErr) and the pipes to it; their thread may fail the
