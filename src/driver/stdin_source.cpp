@@ -6,7 +6,6 @@
 #include "foundation/platform/file_io.h"
 #include "plugins/records.h"
 
-extern int32_t g_exitStatus;
 
 namespace {
 constexpr const char* OpenFunction = "TvTravex::OpenDecoder";
@@ -24,8 +23,8 @@ public:
 
 private:
     void Fail(const char16_t* message) {
+        // The run fails by the false that Open then returns.
         XDebugError(message, logs, OpenFunction);
-        g_exitStatus = 1;
     }
 
     const XOptionList& options;

@@ -1,7 +1,8 @@
 #pragma once
 // TvTravex: the driver. Its constructor is the whole run of one conversion; when it returns
-// the run is over, whatever the outcome, and g_exitStatus tells it. The destructor only stops
-// the output thread and frees members. The object is itself the run's option list.
+// the run is over, whatever the outcome, and ExitStatus tells it. The destructor only stops
+// the output thread and frees members. The object is itself the run's option list. Everything
+// a run holds is its own, so runs can follow one another in one process.
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -18,6 +19,7 @@
 #include "foundation/files/xbuffer.h"
 #include "foundation/files/xfile.h"
 #include "foundation/files/xpipe.h"
+#include "foundation/platform/handle.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/paths/xtemp_file.h"
 #include "foundation/sync/xevent.h"
@@ -33,22 +35,30 @@
 #include "tags/id_tags.h"
 #include "tonvale/plugin.h"
 
-// Process-wide result: 0, or 1 once any fatal step has failed. The exit code is 1 when it is
-// non-zero at the moment the constructor has returned.
-extern int32_t g_exitStatus;
+// Where a run's console text goes: the process's standard handles unless a caller (a test)
+// gives others. The run never closes them.
+struct TvConsoleHandles {
+    XFileHandle output = XStdOutputHandle;
+    XFileHandle error = XStdErrorHandle;
+};
 
 class TvTravex : public XOptionList {
 public:
-    // The names error lines give for the run and for parsing.
-    static constexpr const char* RunFunction = "TvTravex::TvTravex";
-    static constexpr const char* ParseFunction = "TvTravex::ParseCommandLine";
-
-    // Runs one conversion of commandLine, the whole process command line with the program's
-    // name first, as the debug log shows it.
-    explicit TvTravex(const XString& commandLine);
+    // Runs one conversion of commandLine, a whole command line with the program's name first,
+    // as the debug log shows it.
+    explicit TvTravex(const XString& commandLine, const TvConsoleHandles& consoleHandles = {});
     ~TvTravex() override;
     TvTravex(const TvTravex&) = delete;
     TvTravex& operator=(const TvTravex&) = delete;
+
+    // 0, or 1 once any fatal step has failed; read it before the destructor, so that whatever
+    // the stopping output thread reports can't change it.
+    int32_t ExitStatus() const { return exitStatus; }
+
+private:
+    // The names error lines give for the run and for parsing.
+    static constexpr const char* RunFunction = "TvTravex::TvTravex";
+    static constexpr const char* ParseFunction = "TvTravex::ParseCommandLine";
 
     // Start-up, in the order the constructor runs them.
     void SplitCommandLine(const XString& line);
@@ -117,7 +127,7 @@ public:
     void ReportOutputFiles();
     void ClosingText();
 
-private:
+    int32_t exitStatus = 0;
     TvRunPlan plan;
     TvDspChain dsps;
     std::unique_ptr<TvAudioSource> source;
