@@ -184,8 +184,7 @@ bool TvDspChain::RenderSource(TvRenderRun& run) {
     GatheringWriter writer;
     // The reader of the rendered file has no path yet, so a failure's line ends with the colon.
     const auto writeFailed = [&run] {
-        XDebugError(XString(u"Error writing to temporary file ") + XLastErrorText() + u": ", run.logs,
-                    NonLiveFunction);
+        XDebugError(XString(u"Error writing to temporary file ") + XLastErrorText() + u": ", run.logs, NonLiveFunction);
         return false;
     };
     if (!writer.Open(nonLiveTemp)) return writeFailed();

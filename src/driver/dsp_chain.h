@@ -29,7 +29,7 @@ struct DSPEntry {
 // What the chain's non-live rendering uses of its run.
 struct TvRenderRun {
     std::function<bool(AudioBlockRecord&)> decode;  // the run's source, a block at a time
-    OpenFileRecord& record;  // its format and lengths follow the audio through every DSP
+    OpenFileRecord& record;                         // its format and lengths follow the audio through every DSP
     ConversionRecord& conv;
     const XString& tmpFolder;  // empty: the system's
     const XString& quitEventName;

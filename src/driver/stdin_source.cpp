@@ -6,7 +6,6 @@
 #include "foundation/platform/file_io.h"
 #include "plugins/records.h"
 
-
 namespace {
 constexpr const char* OpenFunction = "TvTravex::OpenDecoder";
 constexpr const char* CloseFunction = "TvTravex::CloseDecoder";

@@ -52,23 +52,25 @@ protected:
         }
         setenv("XDG_DATA_HOME", (dir / "data").c_str(), 1);
         setenv("TONVALE_DEBUG", "", 1);
-        ASSERT_EQ(tvtest::RunIn(dir, "sox -n -r 44100 -c 2 -b 16 a.wav synth 1.3 sine 440 && "
-                                     "sox -n -r 22050 -c 1 -b 24 b.wav synth 0.7 square 300")
+        ASSERT_EQ(tvtest::RunIn(dir,
+                                "sox -n -r 44100 -c 2 -b 16 a.wav synth 1.3 sine 440 && "
+                                "sox -n -r 22050 -c 1 -b 24 b.wav synth 0.7 square 300")
                       .status,
                   0);
     }
     void TearDown() override {
-        for (const char* name : {"TONVALE_CONFIG_HOME", "HOME", "XDG_RUNTIME_DIR", "XDG_DOCUMENTS_DIR",
-                                 "XDG_DATA_HOME", "TONVALE_DEBUG"}) {
+        for (const char* name : {"TONVALE_CONFIG_HOME", "HOME", "XDG_RUNTIME_DIR", "XDG_DOCUMENTS_DIR", "XDG_DATA_HOME",
+                                 "TONVALE_DEBUG"}) {
             unsetenv(name);
         }
         for (const auto& [name, value] : saved) setenv(name.c_str(), value.c_str(), 1);
     }
 
     Outcome Process(const std::vector<std::string>& args) {
-        std::string line = "export TONVALE_CONFIG_HOME=\"$PWD\" HOME=\"$PWD\" XDG_RUNTIME_DIR=\"$PWD\" "
-                           "XDG_DOCUMENTS_DIR=\"$PWD\" XDG_DATA_HOME=\"$PWD/data\" TONVALE_DEBUG= && " +
-                           ShellQuote(tvtest::ToolPath("travex"));
+        std::string line =
+            "export TONVALE_CONFIG_HOME=\"$PWD\" HOME=\"$PWD\" XDG_RUNTIME_DIR=\"$PWD\" "
+            "XDG_DOCUMENTS_DIR=\"$PWD\" XDG_DATA_HOME=\"$PWD/data\" TONVALE_DEBUG= && " +
+            ShellQuote(tvtest::ToolPath("travex"));
         for (const auto& a : args) line += " " + ShellQuote(a);
         const tvtest::RunResult r = tvtest::RunIn(dir, line);
         return {r.status, r.out, r.err, ReadBytes(dir / "out.wav")};

@@ -279,14 +279,16 @@ TEST_F(TravexRun, IncompleteTailLosesOnlyItsOddBytes) {
     // Raw PCM on standard input that stops inside a frame ends the same way.
     ClearLog();
     WriteBytes(dir / "in.raw", Input + "\x01\x02\x03");
-    r = Shell("cat in.raw | \"$T\" -infile=- -outfile=o.pcm -convert_to=tvt -sourcefreq=44100 "
-              "-sourcechannels=2 -sourcebits=16 -silent -dspeffect1=tvtlive=invert");
+    r = Shell(
+        "cat in.raw | \"$T\" -infile=- -outfile=o.pcm -convert_to=tvt -sourcefreq=44100 "
+        "-sourcechannels=2 -sourcebits=16 -silent -dspeffect1=tvtlive=invert");
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), Inverted(Input)));
     const auto log = Log();
     ASSERT_FALSE(log.empty());
-    EXPECT_NE(std::find_if(log.begin(), log.end(),
-                           [](const std::string& line) { return line.rfind("live.Block ", 0) == 0 && line.ends_with(" end"); }),
+    EXPECT_NE(std::find_if(
+                  log.begin(), log.end(),
+                  [](const std::string& line) { return line.rfind("live.Block ", 0) == 0 && line.ends_with(" end"); }),
               log.end());
 }
 
@@ -296,20 +298,20 @@ TEST_F(TravexRun, ResampledLengthMatchesSox) {
     const fs::path built(TV_BIN_DIR);
     if (!fs::exists(built / "DSPs/Resample.so")) GTEST_SKIP() << "the Resample effect is not built";
     fs::copy_file(built / "DSPs/Resample.so", dir / "bin/DSPs/Resample.so");
-    auto frames = [&](const std::string& name) {
-        return std::stoll(tvtest::RunIn(dir, "soxi -s " + name).out);
-    };
+    auto frames = [&](const std::string& name) { return std::stoll(tvtest::RunIn(dir, "soxi -s " + name).out); };
     for (int length : {44101, 70001, 12345}) {
         const std::string n = std::to_string(length);
-        Result r = Shell("sox -n -r 44100 -c 2 -b 16 in.wav synth " + n + "s sine 440 && sox in.wav ref.wav rate -v 48000");
+        Result r =
+            Shell("sox -n -r 44100 -c 2 -b 16 in.wav synth " + n + "s sine 440 && sox in.wav ref.wav rate -v 48000");
         ASSERT_EQ(r.status, 0) << r.err;
         r = Travex("-infile=in.wav -outfile=o.wav -convert_to=wave -silent \"-dspeffect1=Resample=-rate=48000\"");
         EXPECT_EQ(r.status, 0) << r.err;
         EXPECT_EQ(frames("o.wav"), frames("ref.wav")) << n;
 
         // The same audio as raw PCM with a partial frame behind it.
-        r = Shell("(sox in.wav -t raw -; printf x) | \"$T\" -infile=- -outfile=o.wav -convert_to=wave -silent "
-                  "-sourcefreq=44100 -sourcechannels=2 -sourcebits=16 \"-dspeffect1=Resample=-rate=48000\"");
+        r = Shell(
+            "(sox in.wav -t raw -; printf x) | \"$T\" -infile=- -outfile=o.wav -convert_to=wave -silent "
+            "-sourcefreq=44100 -sourcechannels=2 -sourcebits=16 \"-dspeffect1=Resample=-rate=48000\"");
         EXPECT_EQ(r.status, 0) << r.err;
         EXPECT_EQ(frames("o.wav"), frames("ref.wav")) << n;
     }
