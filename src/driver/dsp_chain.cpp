@@ -15,8 +15,10 @@ namespace {
 constexpr const char* LoadFunction = "TvTravex::LoadDSPEffects";
 constexpr const char* NonLiveFunction = "TvTravex::HandleNonLiveDSPs";
 constexpr uint32_t MoveRetryMs = 2000;
-// Decoded blocks gather up to this much before they go to the rendered file in one write.
-constexpr uint32_t WriteBytes = 4u << 20;
+// Small decoded blocks gather up to WriteBytes before they go to the rendered file in one
+// write; a block of DirectBytes or more is large enough to go as it is, without a copy.
+constexpr uint32_t WriteBytes = 1u << 20;
+constexpr uint32_t DirectBytes = 64u << 10;
 constexpr const char16_t* Throttle = u"CPU Throttle";
 
 uint64_t MsOfBytes(const XWaveFormatEx& f, uint64_t bytes) {
@@ -25,21 +27,15 @@ uint64_t MsOfBytes(const XWaveFormatEx& f, uint64_t bytes) {
     return bytes * 1000 / divisor;
 }
 
-// Blocks of any size into a file, in writes of WriteBytes.
+// Blocks of any size into a file, in writes of at least DirectBytes where the blocks allow.
 class GatheringWriter {
 public:
     bool Open(const XString& path) { return file.OpenCreate(path) && buffer.Resize(WriteBytes, false, false, 0, true); }
     bool Write(const void* data, uint32_t size) {
-        const auto* bytes = static_cast<const uint8_t*>(data);
-        while (size > 0) {
-            if (fill == buffer.Size() && !Flush()) return false;
-            const uint32_t room = static_cast<uint32_t>(buffer.Size() - fill);
-            const uint32_t take = size < room ? size : room;
-            std::memcpy(buffer.Data() + fill, bytes, take);
-            fill += take;
-            bytes += take;
-            size -= take;
-        }
+        if (size >= DirectBytes) return Flush() && file.Write(data, size);
+        if (buffer.Size() - fill < size && !Flush()) return false;
+        std::memcpy(buffer.Data() + fill, data, size);
+        fill += size;
         return true;
     }
     bool Flush() {

@@ -6,8 +6,9 @@
 namespace {
 constexpr const char* DecodeFunction = "TvTravex::DecodeAudioBlock";
 constexpr uint32_t PieceMs = 500;
-// One read fills this much with whole pieces, at least one.
-constexpr uint64_t ReadBytes = 4u << 20;
+// One read fills this much with whole pieces, at least one: few system calls, and still
+// within the processor's cache when the pieces are used.
+constexpr uint64_t ReadBytes = 1u << 20;
 }  // namespace
 
 uint64_t TvRenderPieceBytes(const XWaveFormat& format) {

@@ -397,6 +397,20 @@ TEST_F(TravexRun, NonLiveChainRendersThroughATemporaryFile) {
     EXPECT_LT(at("enc.End 0"), static_cast<long>(log.size()));
     EXPECT_LT(at("live.End 0"), at("enc.End 0"));
 
+    // Audio longer than one read of the rendered file, in decoder blocks that are gathered
+    // and others that are written as they come: every byte arrives once, in order.
+    const std::string longer = Noise(80 * 17640 + 4 * 7);
+    WriteBytes(dir / "in.tvt", longer);
+    for (const char* block : {"dec.block=17640", "dec.block=100000"}) {
+        r = Travex(
+            "-infile=in.tvt -outfile=o.pcm -convert_to=tvt -silent -tmpfolder=tmp "
+            "-dspeffect1=tvtnonlive=invert -dspeffect2=tvtlive=x",
+            block);
+        EXPECT_EQ(r.status, 0) << r.err;
+        EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), Inverted(longer))) << block;
+    }
+    WriteBytes(dir / "in.tvt", Input);
+
     // The controller sees the rendering steps.
     WriteBytes(dir / "cmd.txt", Utf16("-infile=in.tvt -outfile=o.pcm -convert_to=tvt -tmpfolder=tmp "
                                       "-dspeffect1=tvtnonlive=x -dspeffect2=tvtlive=y"));
