@@ -8,6 +8,7 @@
 #include "foundation/files/xfile.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/paths/xtemp_file.h"
+#include "foundation/platform/handle.h"
 #include "foundation/wave/xwave_format.h"
 #include "plugins/tv_decoder.h"
 #include "tonvale/plugin.h"
@@ -42,8 +43,10 @@ private:
 std::unique_ptr<TvAudioSource> TvMakeDecoderSource(clTvDecoder& decoder, const XOptionList& options,
                                                    const XString& quitEventName);
 
-// Raw PCM on standard input, its format from the source* options, tags from an idtags file.
-std::unique_ptr<TvAudioSource> TvMakeStdinSource(const XOptionList& options, const PluginLogHandles& logs);
+// Raw PCM on standard input (input), its format from the source* options, tags from an idtags
+// file.
+std::unique_ptr<TvAudioSource> TvMakeStdinSource(const XOptionList& options, const PluginLogHandles& logs,
+                                                 XFileHandle input);
 
 // A raw PCM file read in large reads and handed out in pieces of a fixed size, each pointing
 // into the reader's buffer: few system calls and no copy however small the pieces are.

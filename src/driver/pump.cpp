@@ -71,7 +71,7 @@ void TvTravex::CommunicateStage(const char16_t* stage, clTvDecoder& decoder, clT
 }
 
 bool TvTravex::OpenDecoder(clTvDecoder& decoder, OpenFileRecord& record) {
-    source = plan.stdinIsSource ? TvMakeStdinSource(*this, logSinks)
+    source = plan.stdinIsSource ? TvMakeStdinSource(*this, logSinks, consoleHandles.input)
                                 : TvMakeDecoderSource(decoder, *this, plan.quitEventName);
     return source->Open(record);
 }

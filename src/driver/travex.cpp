@@ -10,7 +10,7 @@ constexpr const char16_t* ProductLine = u"Tonvale Travex Core                   
 constexpr const char16_t* Ruler = u" 0%-----------25%-----------50%-----------75%-----------100%";
 }  // namespace
 
-TvTravex::TvTravex(const XString& commandLine, const TvConsoleHandles& consoleHandles) {
+TvTravex::TvTravex(const XString& commandLine, const TvConsoleHandles& handles) : consoleHandles(handles) {
     XSetDefaultRegistryKey(HKEY_CURRENT_USER, XProductRegistryKey);
     ApplyFirstRunDefaults();
 

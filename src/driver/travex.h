@@ -38,6 +38,7 @@
 // Where a run's console text goes: the process's standard handles unless a caller (a test)
 // gives others. The run never closes them.
 struct TvConsoleHandles {
+    XFileHandle input = XStdInputHandle;  // raw PCM when the input file is "-"
     XFileHandle output = XStdOutputHandle;
     XFileHandle error = XStdErrorHandle;
 };
@@ -128,6 +129,7 @@ private:
     void ClosingText();
 
     int32_t exitStatus = 0;
+    TvConsoleHandles consoleHandles;
     TvRunPlan plan;
     TvDspChain dsps;
     std::unique_ptr<TvAudioSource> source;

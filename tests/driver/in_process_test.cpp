@@ -67,26 +67,29 @@ protected:
         for (const auto& [name, value] : saved) setenv(name.c_str(), value.c_str(), 1);
     }
 
-    Outcome Process(const std::vector<std::string>& args) {
+    // input: a file in the folder for standard input, or none.
+    Outcome Process(const std::vector<std::string>& args, const std::string& input = "") {
         std::string line =
             "export TONVALE_CONFIG_HOME=\"$PWD\" HOME=\"$PWD\" XDG_RUNTIME_DIR=\"$PWD\" "
             "XDG_DOCUMENTS_DIR=\"$PWD\" XDG_DATA_HOME=\"$PWD/data\" TONVALE_DEBUG= && " +
             ShellQuote(tvtest::ToolPath("travex"));
         for (const auto& a : args) line += " " + ShellQuote(a);
-        const tvtest::RunResult r = tvtest::RunIn(dir, line);
+        const tvtest::RunResult r = tvtest::RunIn(dir, line, input.empty() ? "</dev/null" : "<" + input);
         return {r.status, r.out, r.err, ReadBytes(dir / "out.wav")};
     }
 
-    Outcome InProcess(const std::vector<std::string>& args) {
+    Outcome InProcess(const std::vector<std::string>& args, const std::string& input = "") {
         std::vector<const char*> argv{"travex"};
         for (const auto& a : args) argv.push_back(a.c_str());
         const int out = open((dir / "in-out.bin").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
         const int err = open((dir / "in-err.bin").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        const int in = open(input.empty() ? "/dev/null" : (dir / input).c_str(), O_RDONLY | O_CLOEXEC);
         Outcome o;
         {
-            TvTravex run(XJoinCommandLine(static_cast<int>(argv.size()), argv.data()), {out, err});
+            TvTravex run(XJoinCommandLine(static_cast<int>(argv.size()), argv.data()), {in, out, err});
             o.status = run.ExitStatus();
         }
+        close(in);
         close(out);
         close(err);
         o.out = ReadBytes(dir / "in-out.bin");
@@ -133,4 +136,16 @@ TEST_F(TravexInProcess, TwoRunsMatchTheExecutable) {
     EXPECT_EQ(WithoutTimes(failed.out), WithoutTimes(failedExe.out));
     EXPECT_EQ(failed.err, failedExe.err);
     EXPECT_EQ(InProcess(runs[0]).status, 0);
+
+    // Raw PCM from the handle the run was given, which it leaves open.
+    ASSERT_EQ(tvtest::RunIn(dir, "sox a.wav -t raw a.raw").status, 0);
+    const std::vector<std::string> raw = {"-infile=-",         "-outfile=" + out,   "-convert_to=wave",
+                                          "-sourcefreq=44100", "-sourcechannels=2", "-sourcebits=16"};
+    const Outcome rawExe = Process(raw, "a.raw");
+    const Outcome rawRun = InProcess(raw, "a.raw");
+    EXPECT_EQ(rawExe.status, 0) << tvtest::AsciiOfUtf16(rawExe.err);
+    EXPECT_EQ(rawRun.status, 0);
+    EXPECT_EQ(WithoutTimes(rawRun.out), WithoutTimes(rawExe.out));
+    EXPECT_TRUE(SameBytes(rawRun.file, rawExe.file));
+    EXPECT_NE(rawRun.file.find(ReadBytes(dir / "a.raw")), std::string::npos);
 }
