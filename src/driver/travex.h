@@ -35,8 +35,8 @@
 #include "tags/id_tags.h"
 #include "tonvale/plugin.h"
 
-// Where a run's console text goes: the process's standard handles unless a caller (a test)
-// gives others. The run never closes them.
+// The standard handles of a run: the process's unless a caller (a test) gives others. The run
+// closes none of them; the process's own standard input it lets go of once its audio is read.
 struct TvConsoleHandles {
     XFileHandle input = XStdInputHandle;  // raw PCM when the input file is "-"
     XFileHandle output = XStdOutputHandle;
@@ -88,7 +88,6 @@ private:
 
     // Output routes (output.cpp).
     bool CreateOutputPipes();
-    bool DrainOutputPipes();
     // Has the output thread drain both pipes now and waits for it, so that every report
     // made so far has counted before the run's result is read.
     void FlushOutputPipes();
