@@ -284,6 +284,11 @@ TEST_F(TravexRun, IncompleteTailLosesOnlyItsOddBytes) {
         "-sourcechannels=2 -sourcebits=16 -silent -dspeffect1=tvtlive=invert");
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), Inverted(Input)));
+    // So does a redirected file.
+    r = Travex("-infile=- -outfile=o.pcm -convert_to=tvt -sourcefreq=44100 -sourcechannels=2 -sourcebits=16 -silent",
+               "", "<in.raw");
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), Input));
     const auto log = Log();
     ASSERT_FALSE(log.empty());
     EXPECT_NE(std::find_if(
