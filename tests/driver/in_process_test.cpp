@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <regex>
 #include <string>
 #include <vector>
@@ -47,12 +48,18 @@ protected:
             fs::create_directories((dir / "data/tonvale" / plugin).parent_path());
             fs::copy_file(fs::path(TV_BIN_DIR) / plugin, dir / "data/tonvale" / plugin);
         }
-        for (const char* name : {"TONVALE_CONFIG_HOME", "HOME", "XDG_RUNTIME_DIR", "XDG_DOCUMENTS_DIR"}) {
-            if (const char* old = std::getenv(name)) saved.emplace_back(name, old);
-            setenv(name, dir.c_str(), 1);
+        // The run's settings, documents and plug-ins live in the test's folder; debugging is off.
+        const std::string data = (dir / "data").string();
+        for (const auto& [name, value] : {std::pair<const char*, std::string>{"TONVALE_CONFIG_HOME", dir.string()},
+                                          {"HOME", dir.string()},
+                                          {"XDG_RUNTIME_DIR", dir.string()},
+                                          {"XDG_DOCUMENTS_DIR", dir.string()},
+                                          {"XDG_DATA_HOME", data},
+                                          {"TONVALE_DEBUG", ""}}) {
+            const char* old = std::getenv(name);
+            saved.emplace_back(name, old != nullptr ? std::optional<std::string>(old) : std::nullopt);
+            setenv(name, value.c_str(), 1);
         }
-        setenv("XDG_DATA_HOME", (dir / "data").c_str(), 1);
-        setenv("TONVALE_DEBUG", "", 1);
         ASSERT_EQ(tvtest::RunIn(dir,
                                 "sox -n -r 44100 -c 2 -b 16 a.wav synth 1.3 sine 440 && "
                                 "sox -n -r 22050 -c 1 -b 24 b.wav synth 0.7 square 300")
@@ -60,11 +67,13 @@ protected:
                   0);
     }
     void TearDown() override {
-        for (const char* name : {"TONVALE_CONFIG_HOME", "HOME", "XDG_RUNTIME_DIR", "XDG_DOCUMENTS_DIR", "XDG_DATA_HOME",
-                                 "TONVALE_DEBUG"}) {
-            unsetenv(name);
+        for (const auto& [name, value] : saved) {
+            if (value) {
+                setenv(name.c_str(), value->c_str(), 1);
+            } else {
+                unsetenv(name.c_str());
+            }
         }
-        for (const auto& [name, value] : saved) setenv(name.c_str(), value.c_str(), 1);
     }
 
     // input: a file in the folder for standard input, or none.
@@ -100,7 +109,7 @@ protected:
 
     tvtest::TempFolder folder{"travex-inproc"};
     const fs::path& dir = folder.path;
-    std::vector<std::pair<std::string, std::string>> saved;
+    std::vector<std::pair<std::string, std::optional<std::string>>> saved;
 };
 
 }  // namespace
