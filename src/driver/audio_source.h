@@ -8,6 +8,7 @@
 #include "foundation/files/xfile.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/paths/xtemp_file.h"
+#include "foundation/platform/handle.h"
 #include "foundation/wave/xwave_format.h"
 #include "plugins/tv_decoder.h"
 #include "tonvale/plugin.h"
@@ -42,15 +43,45 @@ private:
 std::unique_ptr<TvAudioSource> TvMakeDecoderSource(clTvDecoder& decoder, const XOptionList& options,
                                                    const XString& quitEventName);
 
-// Raw PCM on standard input, its format from the source* options, tags from an idtags file.
-std::unique_ptr<TvAudioSource> TvMakeStdinSource(const XOptionList& options, const PluginLogHandles& logs);
+// Raw PCM on standard input (input), its format from the source* options, tags from an idtags
+// file.
+std::unique_ptr<TvAudioSource> TvMakeStdinSource(const XOptionList& options, const PluginLogHandles& logs,
+                                                 XFileHandle input);
+
+// A raw PCM file read in large reads and handed out in pieces of a fixed size, each pointing
+// into the reader's buffer: few system calls and no copy however small the pieces are.
+class TvPieceReader {
+public:
+    // Opens path for pieces of pieceBytes (whole frames); false when it can't be opened or the
+    // buffer can't be had.
+    bool Open(const XString& path, uint64_t pieceBytes);
+    bool IsOpen() const { return file.IsOpen(); }
+    // The next piece, size 0 once the file is used up; false when the file gives less than
+    // its size promised.
+    bool Next(uint8_t*& data, uint32_t& size);
+    bool AtEnd() const { return at == held && left == 0; }
+    uint64_t FileSize() const { return total; }
+    void Close() { file.Close(); }
+
+private:
+    XFile file;
+    XBuffer buffer;
+    uint64_t piece = 0;
+    uint64_t total = 0;
+    uint64_t left = 0;  // not read yet
+    uint64_t held = 0;  // read into the buffer
+    uint64_t at = 0;    // handed out of it
+};
+
+// 500 ms of format in whole frames, at least one: the piece of the rendered file.
+uint64_t TvRenderPieceBytes(const XWaveFormat& format);
 
 // The PCM file that non-live rendering left, of format, read in pieces of 500 ms.
 class TvRenderedSource : public TvAudioSource {
 public:
     TvRenderedSource(const XWaveFormat& format, const PluginLogHandles& logs) : format(format), logs(logs) {}
     // Opens file for reading; false when it can't be.
-    bool OpenFile(const XString& path);
+    bool OpenFile(const XString& path) { return reader.Open(path, TvRenderPieceBytes(format)); }
     bool Open(OpenFileRecord&) override { return reader.IsOpen(); }
     bool Read(AudioBlockRecord& block, uint64_t encodedBytes) override;
     bool Close(ConversionRecord&) override {
@@ -61,7 +92,5 @@ public:
 private:
     XWaveFormat format;
     const PluginLogHandles& logs;
-    XFile reader;
-    uint64_t bytesLeft = 0;
-    XBuffer buffer;
+    TvPieceReader reader;
 };

@@ -10,10 +10,10 @@ namespace {
 constexpr const char16_t* LineEnd = u"\r\n";
 }
 
-bool TvConsoleWriter::Attach() {
-    if (!XIsHandleOpen(XStdOutputHandle)) return false;
-    stdOut.Attach(XStdOutputHandle);
-    stdErr.Attach(XStdErrorHandle);
+bool TvConsoleWriter::Attach(XFileHandle output, XFileHandle error) {
+    if (!XIsHandleOpen(output)) return false;
+    stdOut.Attach(output);
+    stdErr.Attach(error);
     return true;
 }
 

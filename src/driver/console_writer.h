@@ -13,8 +13,9 @@
 
 class TvConsoleWriter {
 public:
-    // Wraps the standard handles. False when standard output is unusable.
-    bool Attach();
+    // Wraps output and error, the standard handles unless a caller gives others; they are
+    // never closed here. False when output is unusable.
+    bool Attach(XFileHandle output, XFileHandle error);
 
     // Text, and CR LF when withLineEnd, to standard output.
     void PrintLine(const XString& text, bool withLineEnd);

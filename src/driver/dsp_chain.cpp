@@ -3,12 +3,54 @@
 #include <cstddef>
 #include <cstring>
 
+#include "foundation/files/xbuffer.h"
+#include "foundation/files/xfile.h"
 #include "foundation/log/xdebug.h"
+#include "foundation/platform/guid.h"
+#include "foundation/platform/last_error.h"
 #include "plugins/codec_handler.h"
+#include "plugins/records.h"
 
 namespace {
 constexpr const char* LoadFunction = "TvTravex::LoadDSPEffects";
+constexpr const char* NonLiveFunction = "TvTravex::HandleNonLiveDSPs";
+constexpr uint32_t MoveRetryMs = 2000;
+// Small decoded blocks gather up to WriteBytes before they go to the rendered file in one
+// write; a block of DirectBytes or more is large enough to go as it is, without a copy.
+constexpr uint32_t WriteBytes = 1u << 20;
+constexpr uint32_t DirectBytes = 64u << 10;
+constexpr const char16_t* Throttle = u"CPU Throttle";
+
+uint64_t MsOfBytes(const XWaveFormatEx& f, uint64_t bytes) {
+    uint64_t divisor = static_cast<uint64_t>(f.nSamplesPerSec) * f.nBlockAlign;
+    if (divisor == 0) divisor = 1;
+    return bytes * 1000 / divisor;
 }
+
+// Blocks of any size into a file, in writes of at least DirectBytes where the blocks allow.
+class GatheringWriter {
+public:
+    bool Open(const XString& path) { return file.OpenCreate(path) && buffer.Resize(WriteBytes, false, false, 0, true); }
+    bool Write(const void* data, uint32_t size) {
+        if (size >= DirectBytes) return Flush() && file.Write(data, size);
+        if (buffer.Size() - fill < size && !Flush()) return false;
+        std::memcpy(buffer.Data() + fill, data, size);
+        fill += size;
+        return true;
+    }
+    bool Flush() {
+        const bool ok = fill == 0 || file.Write(buffer.Data(), fill);
+        fill = 0;
+        return ok;
+    }
+    void Close() { file.Close(); }
+
+private:
+    XFile file;
+    XBuffer buffer;
+    uint32_t fill = 0;
+};
+}  // namespace
 
 void TvDspChain::Add(XString name, XString params) {
     auto entry = std::make_unique<DSPEntry>();
@@ -114,4 +156,164 @@ bool TvDspChain::AfterConversion(const ConversionRecord& conv, const std::functi
 
 void TvDspChain::Unload() {
     for (auto& entry : entries) entry->dsp.Unload();
+}
+
+void TvDspChain::MakeTempName(XTempFile& file, const char* prefix, const XString& tmpFolder) {
+    if (tmpFolder.IsEmpty()) {
+        file.Create(prefix);
+        return;
+    }
+    uint8_t guid[16] = {};
+    // Without a random source the name is still unique enough for one run: all zero fields.
+    XNewGuid(guid);
+    int32_t first;
+    uint16_t second;
+    uint16_t third;
+    std::memcpy(&first, guid, 4);
+    std::memcpy(&second, guid + 4, 2);
+    std::memcpy(&third, guid + 6, 2);
+    file.Adopt(tmpFolder + XString(prefix, false) + XString::FormatInt(first) + XString::FormatUInt(second) +
+               XString::FormatUInt(third) + u".tmp");
+}
+
+bool TvDspChain::RenderSource(TvRenderRun& run) {
+    GatheringWriter writer;
+    // The reader of the rendered file has no path yet, so a failure's line ends with the colon.
+    const auto writeFailed = [&run] {
+        XDebugError(XString(u"Error writing to temporary file ") + XLastErrorText() + u": ", run.logs, NonLiveFunction);
+        return false;
+    };
+    if (!writer.Open(nonLiveTemp)) return writeFailed();
+    TvIdleWait idle;
+    uint64_t total = 0;
+    bool ok = true;
+    while (!run.quit.IsSet()) {
+        run.watchdog.Set();
+        AudioBlockRecord block;
+        std::memset(&block, 0, sizeof block);
+        if (!run.decode(block)) {
+            ok = false;
+            break;
+        }
+        if (block.Data != nullptr && block.Size != 0) {
+            idle.Reset();
+            if (!writer.Write(block.Data, block.Size)) {
+                ok = writeFailed();
+                break;
+            }
+            total += block.Size;
+            run.progress.Count(total);
+        } else if (!block.EndOfStream) {
+            idle.AfterEmptyRead();
+        }
+        if (block.EndOfStream) break;
+    }
+    if (ok && !writer.Flush()) ok = writeFailed();
+    writer.Close();
+    return ok;
+}
+
+bool TvDspChain::RenderLiveDSP(DSPEntry& entry, TvRenderRun& run) {
+    entry.Active = 0;
+    XWaveFormat format;
+    format.SetFromBytes(&run.record.Format, sizeof run.record.Format);
+    const int64_t wholeLengthMs = run.record.LengthMs;
+    if (entry.dsp.BeginConversion(&run.conv, entry.params.Text()) == 0) return false;
+
+    XTempFile target;
+    MakeTempName(target, "DSP", run.tmpFolder);
+    XFile writer;
+    TvPieceReader reader;
+    bool ok = writer.OpenCreate(target) && reader.Open(nonLiveTemp, TvRenderPieceBytes(format));
+    const auto readFailed = [&run] {
+        XDebugError(u"Error: Reading Temporary Rendered DSP file.", run.logs, NonLiveFunction);
+        return false;
+    };
+    if (!ok) readFailed();
+    uint64_t done = 0;
+    while (ok && !reader.AtEnd()) {
+        uint8_t* data = nullptr;
+        uint32_t size = 0;
+        if (!reader.Next(data, size)) {
+            ok = readFailed();
+            break;
+        }
+        AudioBlockRecord block;
+        std::memset(&block, 0, sizeof block);
+        StoreWaveFormat(block.Format, format);
+        block.BlockLengthMs = wholeLengthMs;
+        block.Size = size;
+        block.Data = data;
+        block.EndOfStream = reader.AtEnd() ? 1 : 0;
+        block.PositionMs = static_cast<int64_t>(MsOfBytes(*format.Record(), done));
+        done += size;
+        if (entry.dsp.PassAudioBlock(&block) == 0) {
+            ok = false;
+            break;
+        }
+        // The DSP's own buffer goes out as it is: it is already a large piece.
+        if (block.Data != nullptr && block.Size != 0 && !writer.Write(block.Data, block.Size)) {
+            XDebugError(XString(u"Error: Writing Temporary Rendered DSP file ") + XLastErrorText(), run.logs,
+                        NonLiveFunction);
+            ok = false;
+            break;
+        }
+        if (block.EndOfStream) run.record.Format = block.Format;
+    }
+    writer.Close();
+    reader.Close();
+    nonLiveTemp.Delete();
+    if (!XMoveWithRetry(target, nonLiveTemp, 0, MoveRetryMs, run.quit.Handle())) {
+        XDebugError(XString(u"Error: Copying Temporary Rendered Live-DSP file, over Temp Non-Live DSP file ") +
+                        XLastErrorText(),
+                    run.logs, NonLiveFunction);
+        ok = false;
+    } else {
+        target.Release();
+    }
+    return ok;
+}
+
+bool TvDspChain::HandleNonLiveDSPs(TvRenderRun& run) {
+    if (!AnyNonLive()) return true;
+
+    MakeTempName(nonLiveTemp, "DSP", run.tmpFolder);
+    run.routes.ControllerLine(u"MSGTO: vMX: Action: Rendering For DSPs...");
+    bool result = RenderSource(run);
+
+    XWaveFormat renderedFormat;
+    if (result && !run.quit.IsSet()) {
+        for (const auto& entry : entries) {
+            if (run.quit.IsSet()) break;
+            current = entry.get();
+            run.routes.ControllerLine(XString(u"MSGTO: vMX: Action: Running DSP Effect ") + entry->name);
+            if (entry->IsLive && !(entry->name == Throttle)) {
+                if (!RenderLiveDSP(*entry, run)) result = false;
+            } else if (entry->dsp.PassNonLive(nonLiveTemp.Text(), TvFormatOf(&run.record), entry->params.Text(),
+                                              run.quitEventName.Text()) == 0) {
+                result = false;
+            }
+            const uint64_t size = nonLiveTemp.Size();
+            run.record.LengthBytes = static_cast<int64_t>(size);
+            run.record.LengthMs = static_cast<int64_t>(MsOfBytes(*AsWaveFormat(run.record.Format), size));
+            if (!result) break;
+        }
+    }
+    if (result) {
+        // A quit arrives here too; the pump then ends on its first test.
+        renderedFormat.SetFromBytes(&run.record.Format, sizeof run.record.Format);
+        rendered = std::make_unique<TvRenderedSource>(renderedFormat, run.logs);
+        if (!rendered->OpenFile(nonLiveTemp)) {
+            rendered.reset();
+            XDebugError(u"Error reading back from temporary DSP file.", run.logs, NonLiveFunction);
+            result = false;
+        }
+    }
+    run.routes.ControllerLine(u"MSGTO: vMX: Action: ");
+    return result;
+}
+
+void TvDspChain::DiscardRendered() {
+    rendered.reset();
+    if (!nonLiveTemp.IsEmpty()) nonLiveTemp.Delete();
 }

@@ -16,3 +16,17 @@ void TvTravex::AfterConversionDSPs() {
 }
 
 void TvTravex::UnloadDSPs() { dsps.Unload(); }
+
+bool TvTravex::HandleNonLiveDSPs() {
+    TvRenderRun run{[this](AudioBlockRecord& block) { return DecodeAudioBlock(block); },
+                    *openRecord,
+                    conv,
+                    plan.tmpFolder,
+                    plan.quitEventName,
+                    evtQuit,
+                    evtWatchdog,
+                    progress,
+                    routes,
+                    logSinks};
+    return dsps.HandleNonLiveDSPs(run);
+}

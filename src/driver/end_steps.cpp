@@ -4,6 +4,7 @@
 #include "foundation/files/xfile.h"
 #include "foundation/format/number_format.h"
 #include "foundation/paths/xpath.h"
+#include "foundation/platform/faults.h"
 #include "foundation/platform/last_error.h"
 #include "tags/tag_writer.h"
 
@@ -76,10 +77,11 @@ void TvTravex::EndSteps(clTvDecoder& decoder, clTvEncoder& enc) {
         // After a move, or once another run took it, the name is free: a file there now is
         // another run's temporary.
         if (!moved) temp.DeleteIfSame(written);
+        // The name is dealt with: a later crash of this process must not delete what lies there.
+        XForgetOnFault(tmpOutFile);
     }
 
-    rendered.reset();
-    if (!nonLiveTemp.IsEmpty()) nonLiveTemp.Delete();
+    dsps.DiscardRendered();
 
     XPath out(plan.outFile);
     if (!XString::Equal(out.Extension().Text(), u".iGnore", 0, true)) {
@@ -161,5 +163,5 @@ void TvTravex::ClosingText() {
     }
     FlushOutputPipes();
     if (!plan.silent) PrintLine(IsFailed() ? XString(u"Conversion Failed.") : closing, true);
-    if (IsFailed()) g_exitStatus = 1;
+    if (IsFailed()) exitStatus = 1;
 }

@@ -12,8 +12,6 @@ constexpr const char* PriorityFunction = "TvTravex::SetConversionPriority";
 
 bool TvTravex::CreateOutputPipes() { return routes.CreatePipes(logSinks); }
 
-bool TvTravex::DrainOutputPipes() { return routes.Drain(); }
-
 void TvTravex::FlushOutputPipes() { routes.Flush(); }
 
 void TvTravex::StartOutputThread() { routes.StartThread(); }

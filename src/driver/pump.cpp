@@ -9,8 +9,8 @@
 #include "tags/tag_assembly.h"
 
 bool TvTravex::DecodeAudioBlock(AudioBlockRecord& block) {
-    TvAudioSource& from = rendered ? static_cast<TvAudioSource&>(*rendered) : *source;
-    return from.Read(block, bytesEncoded);
+    TvAudioSource* rendered = dsps.Rendered();
+    return (rendered != nullptr ? *rendered : *source).Read(block, bytesEncoded);
 }
 
 void TvTravex::Pump(clTvEncoder& enc) {
@@ -32,19 +32,20 @@ void TvTravex::Pump(clTvEncoder& enc) {
         }
         if (block.Data == nullptr) block.Size = 0;
         idle.Reset();
-        const uint32_t sourceSize = block.Size;
 
         const uint32_t align = block.Format.Format.nBlockAlign == 0 ? 1 : block.Format.Format.nBlockAlign;
         if (block.Size % align != 0) {
-            if (block.EndOfStream) {
-                block.Size -= block.Size % align;
-                ReportInfo(u"Information: Audio data contains incomplete samples at end.", RunFunction);
-            } else {
+            if (!block.EndOfStream) {
                 ReportError(u"Error: Audio data contains incomplete samples mid-stream.");
                 MarkFailed();
+                break;
             }
-            break;
+            // Only the odd bytes go: the whole frames before them and the end of the stream
+            // still pass, so that effects holding samples give them up.
+            block.Size -= block.Size % align;
+            ReportInfo(u"Information: Audio data contains incomplete samples at end.", RunFunction);
         }
+        const uint32_t sourceSize = block.Size;
 
         progress.Position(block.PositionMs, openRecord->LengthMs);
 
@@ -70,7 +71,7 @@ void TvTravex::CommunicateStage(const char16_t* stage, clTvDecoder& decoder, clT
 }
 
 bool TvTravex::OpenDecoder(clTvDecoder& decoder, OpenFileRecord& record) {
-    source = plan.stdinIsSource ? TvMakeStdinSource(*this, logSinks)
+    source = plan.stdinIsSource ? TvMakeStdinSource(*this, logSinks, consoleHandles.input)
                                 : TvMakeDecoderSource(decoder, *this, plan.quitEventName);
     return source->Open(record);
 }

@@ -1,40 +1,63 @@
-// The file of non-live rendering as the pump's source.
+// The file of non-live rendering as the pump's source, and the reader of rendered files.
 #include "driver/audio_source.h"
 #include "foundation/log/xdebug.h"
 #include "plugins/records.h"
 
-extern int32_t g_exitStatus;
-
 namespace {
 constexpr const char* DecodeFunction = "TvTravex::DecodeAudioBlock";
 constexpr uint32_t PieceMs = 500;
+// One read fills this much with whole pieces, at least one: few system calls, and still
+// within the processor's cache when the pieces are used.
+constexpr uint64_t ReadBytes = 1u << 20;
 }  // namespace
 
-bool TvRenderedSource::OpenFile(const XString& path) {
-    if (!reader.OpenRead(path)) return false;
-    bytesLeft = reader.Size();
+uint64_t TvRenderPieceBytes(const XWaveFormat& format) {
+    const uint64_t size = format.FloorToBlock(static_cast<uint64_t>(format.Average()) * PieceMs / 1000);
+    return size == 0 ? format.BlockAlign() : size;
+}
+
+bool TvPieceReader::Open(const XString& path, uint64_t pieceBytes) {
+    piece = pieceBytes == 0 ? 1 : pieceBytes;
+    held = at = 0;
+    if (!file.OpenRead(path)) return false;
+    total = left = file.Size();
+    uint64_t size = piece * (ReadBytes / piece > 0 ? ReadBytes / piece : 1);
+    // A short file needs no more than its own size.
+    if (size > total) size = (total + piece - 1) / piece * piece;
+    if (size == 0) size = piece;
+    if (!buffer.Resize(size, false, false, 0, true)) {
+        file.Close();
+        return false;
+    }
+    return true;
+}
+
+bool TvPieceReader::Next(uint8_t*& data, uint32_t& size) {
+    data = buffer.Data();
+    size = 0;
+    if (at == held) {
+        if (left == 0) return true;
+        const uint32_t want = static_cast<uint32_t>(left < buffer.Size() ? left : buffer.Size());
+        if (file.Read(buffer.Data(), want) != want) return false;
+        left -= want;
+        held = want;
+        at = 0;
+    }
+    const uint64_t rest = held - at;
+    size = static_cast<uint32_t>(rest < piece ? rest : piece);
+    data = buffer.Data() + at;
+    at += size;
     return true;
 }
 
 bool TvRenderedSource::Read(AudioBlockRecord& block, uint64_t encodedBytes) {
-    if (buffer.Size() == 0) {
-        uint64_t size = format.FloorToBlock(static_cast<uint64_t>(format.Average()) * PieceMs / 1000);
-        if (size == 0) size = format.BlockAlign();
-        if (!buffer.Resize(size, false, false, 0, true)) {
-            XDebugError(u"Error allocating buffer", logs, DecodeFunction);
-            g_exitStatus = 1;
-            return false;
-        }
-    }
-    const uint64_t want = buffer.Size() < bytesLeft ? buffer.Size() : bytesLeft;
-    const uint32_t got = reader.Read(buffer.Data(), static_cast<uint32_t>(want));
-    if (want > 0 && got == 0) {
+    uint8_t* data = nullptr;
+    uint32_t got = 0;
+    if (!reader.Next(data, got)) {
         XDebugError(u"Error reading back from temporary DSP file.", logs, DecodeFunction);
-        g_exitStatus = 1;
         return false;
     }
-    bytesLeft -= got < bytesLeft ? got : bytesLeft;
-    TvFillBlock(block, format, buffer.Data(), got, encodedBytes);
-    block.EndOfStream = bytesLeft == 0 ? 1 : 0;
+    TvFillBlock(block, format, data, got, encodedBytes);
+    block.EndOfStream = reader.AtEnd() ? 1 : 0;
     return true;
 }

@@ -92,7 +92,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
         ReportError(XString(u"Error: Unable to load decoder for file type '") +
                         clTvCodecHandler::ExtensionOf(plan.inFile) + u"', codec not installed? visit 'Format Depot'.",
                     RunFunction);
-        g_exitStatus = 1;
+        exitStatus = 1;
     } else {
         if (plan.batchId != 0 && !plan.stdinIsSource) {
             PluginArgs args{};
@@ -101,7 +101,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
         }
         if (!clTvCodecHandler::LoadEncoder(plan.encoderName, encoder, &logSinks, nullptr)) {
             ReportError(XString(u"Error: Unable to load encoder '") + plan.encoderName + u"'.", RunFunction);
-            g_exitStatus = 1;
+            exitStatus = 1;
         } else {
             encoderLoaded = true;
         }
@@ -121,7 +121,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
     // load, the plug-ins hear that the source is about to open, and the source opens.
     bool ready = encoderLoaded && !TryRawUncompressed(encoderOptions, decoder, encoder);
     if (ready && !LoadDSPEffects()) {
-        g_exitStatus = 1;
+        exitStatus = 1;
         UnloadDSPs();
         ready = false;
     }
@@ -136,7 +136,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
         record.RecordKind = TV_RECORD_KIND_PUMP;
         openRecord = &record;
         if (!OpenDecoder(decoder, record)) {
-            g_exitStatus = 1;
+            exitStatus = 1;
             UnloadDSPs();
             dspsLoaded = false;
             ready = false;
@@ -216,7 +216,7 @@ void TvTravex::Run(clTvDecoder& decoder) {
     if (dspsLoaded) UnloadDSPs();
     encoderOptions.Clear();
     encoder.Unload();
-    rendered.reset();
+    dsps.CloseRendered();
     conv.Format = nullptr;
     openRecord = nullptr;
 

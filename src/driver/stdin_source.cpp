@@ -6,8 +6,6 @@
 #include "foundation/platform/file_io.h"
 #include "plugins/records.h"
 
-extern int32_t g_exitStatus;
-
 namespace {
 constexpr const char* OpenFunction = "TvTravex::OpenDecoder";
 constexpr const char* CloseFunction = "TvTravex::CloseDecoder";
@@ -16,7 +14,8 @@ constexpr uint32_t StdinChunk = 1u << 20;
 
 class StdinSource : public TvAudioSource {
 public:
-    StdinSource(const XOptionList& options, const PluginLogHandles& logs) : options(options), logs(logs) {}
+    StdinSource(const XOptionList& options, const PluginLogHandles& logs, XFileHandle input)
+        : options(options), logs(logs), input(input) {}
 
     bool Open(OpenFileRecord& record) override;
     bool Read(AudioBlockRecord& block, uint64_t encodedBytes) override;
@@ -24,12 +23,13 @@ public:
 
 private:
     void Fail(const char16_t* message) {
+        // The run fails by the false that Open then returns.
         XDebugError(message, logs, OpenFunction);
-        g_exitStatus = 1;
     }
 
     const XOptionList& options;
     const PluginLogHandles& logs;
+    XFileHandle input;
     XWaveFormat format;
     XBuffer tags;
     XBuffer buffer;  // what the last read took
@@ -38,7 +38,7 @@ private:
 
 bool StdinSource::Open(OpenFileRecord& record) {
     XDebugWrite(u"->->", logs, OpenFunction);
-    if (!XIsHandleOpen(XStdInputHandle)) {
+    if (!XIsHandleOpen(input)) {
         Fail(u"Error: Cannot open StdInput for audio reading.");
         return false;
     }
@@ -100,16 +100,21 @@ bool StdinSource::Read(AudioBlockRecord& block, uint64_t encodedBytes) {
     uint32_t want = StdinChunk;
     uint32_t waiting = 0;
     const uint32_t align = format.BlockAlign() == 0 ? 1 : format.BlockAlign();
-    if (XSysPeekPipe(XStdInputHandle, &waiting) && waiting > 0) {
+    if (XSysPeekPipe(input, &waiting) && waiting > 0) {
         if (waiting >= align) {
             want = waiting < StdinChunk ? waiting : StdinChunk - StdinChunk % align;
             want -= want % align;
-        } else if (!XSysWriterGone(XStdInputHandle)) {
+        } else if (!XSysWriterGone(input)) {
             return true;  // part of a frame: the rest is on its way
+        } else {
+            // The writer is gone and less than a frame is left: that is the stream's end,
+            // and the block says so, so that the odd bytes count as a tail and not mid-stream.
+            XSysReadReady(input, buffer.Data(), waiting, &got, &atEnd);
+            atEnd = true;
         }
     }
     // A read that fails is the end of the stream.
-    if (!atEnd) XSysReadReady(XStdInputHandle, buffer.Data(), want, &got, &atEnd);
+    if (!atEnd) XSysReadReady(input, buffer.Data(), want, &got, &atEnd);
     if (atEnd) ended = true;
     if (got > 0) TvFillBlock(block, format, buffer.Data(), got, encodedBytes);
     block.EndOfStream = ended ? 1 : 0;
@@ -119,13 +124,16 @@ bool StdinSource::Read(AudioBlockRecord& block, uint64_t encodedBytes) {
 bool StdinSource::Close(ConversionRecord&) {
     XDebugWrite(u"->->", logs, CloseFunction);
     ended = true;
-    XCloseStdInput();
+    // The process's own standard input is let go of, so that a writer learns at once that
+    // nothing more is read; a handle a caller gave stays the caller's.
+    if (input == XStdInputHandle) XCloseStdInput();
     XDebugWrite(u"<-<-", logs, CloseFunction);
     return true;
 }
 
 }  // namespace
 
-std::unique_ptr<TvAudioSource> TvMakeStdinSource(const XOptionList& options, const PluginLogHandles& logs) {
-    return std::make_unique<StdinSource>(options, logs);
+std::unique_ptr<TvAudioSource> TvMakeStdinSource(const XOptionList& options, const PluginLogHandles& logs,
+                                                 XFileHandle input) {
+    return std::make_unique<StdinSource>(options, logs, input);
 }

@@ -5,23 +5,21 @@
 #include "foundation/settings/xregistry.h"
 #include "tags/tag_settings.h"
 
-int32_t g_exitStatus = 0;
-
 namespace {
 constexpr const char16_t* ProductLine = u"Tonvale Travex Core                          2025";
 constexpr const char16_t* Ruler = u" 0%-----------25%-----------50%-----------75%-----------100%";
 }  // namespace
 
-TvTravex::TvTravex(const XString& commandLine) {
+TvTravex::TvTravex(const XString& commandLine, const TvConsoleHandles& handles) : consoleHandles(handles) {
     XSetDefaultRegistryKey(HKEY_CURRENT_USER, XProductRegistryKey);
     ApplyFirstRunDefaults();
 
     // Debug set-up. With the standard descriptors guaranteed at process entry the console
     // fails only when descriptor 1 is unusable all the same.
     if (XDebugOpenFile(debugFile, debugWatchEvent)) logSinks.DebugLog = debugFile.Handle();
-    if (!console.Attach()) {
+    if (!console.Attach(consoleHandles.output, consoleHandles.error)) {
         XMessageBox(u"GetStdHandle", u"Console Error", XBox::Ok);
-        g_exitStatus = 1;
+        exitStatus = 1;
         return;
     }
     CreateOutputPipes();
@@ -30,11 +28,11 @@ TvTravex::TvTravex(const XString& commandLine) {
     SplitCommandLine(commandLine);
     if (!ReadCommandFiles()) {
         XMessageBox(u"Error reading Tv Command File.", u"Travex Core", XBox::Ok);
-        g_exitStatus = 1;
+        exitStatus = 1;
         return;
     }
     if (!ParseCommandLine()) {
-        g_exitStatus = 1;
+        exitStatus = 1;
         return;
     }
     if (!plan.silent) ShowBanner();

@@ -1,7 +1,8 @@
 #pragma once
 // TvTravex: the driver. Its constructor is the whole run of one conversion; when it returns
-// the run is over, whatever the outcome, and g_exitStatus tells it. The destructor only stops
-// the output thread and frees members. The object is itself the run's option list.
+// the run is over, whatever the outcome, and ExitStatus tells it. The destructor only stops
+// the output thread and frees members. The object is itself the run's option list. Everything
+// a run holds is its own, so runs can follow one another in one process.
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -20,6 +21,7 @@
 #include "foundation/files/xpipe.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/paths/xtemp_file.h"
+#include "foundation/platform/handle.h"
 #include "foundation/sync/xevent.h"
 #include "foundation/sync/xshared_memory.h"
 #include "foundation/sync/xthread.h"
@@ -33,22 +35,31 @@
 #include "tags/id_tags.h"
 #include "tonvale/plugin.h"
 
-// Process-wide result: 0, or 1 once any fatal step has failed. The exit code is 1 when it is
-// non-zero at the moment the constructor has returned.
-extern int32_t g_exitStatus;
+// The standard handles of a run: the process's unless a caller (a test) gives others. The run
+// closes none of them; the process's own standard input it lets go of once its audio is read.
+struct TvConsoleHandles {
+    XFileHandle input = XStdInputHandle;  // raw PCM when the input file is "-"
+    XFileHandle output = XStdOutputHandle;
+    XFileHandle error = XStdErrorHandle;
+};
 
 class TvTravex : public XOptionList {
 public:
-    // The names error lines give for the run and for parsing.
-    static constexpr const char* RunFunction = "TvTravex::TvTravex";
-    static constexpr const char* ParseFunction = "TvTravex::ParseCommandLine";
-
-    // Runs one conversion of commandLine, the whole process command line with the program's
-    // name first, as the debug log shows it.
-    explicit TvTravex(const XString& commandLine);
+    // Runs one conversion of commandLine, a whole command line with the program's name first,
+    // as the debug log shows it.
+    explicit TvTravex(const XString& commandLine, const TvConsoleHandles& consoleHandles = {});
     ~TvTravex() override;
     TvTravex(const TvTravex&) = delete;
     TvTravex& operator=(const TvTravex&) = delete;
+
+    // 0, or 1 once any fatal step has failed; read it before the destructor, so that whatever
+    // the stopping output thread reports can't change it.
+    int32_t ExitStatus() const { return exitStatus; }
+
+private:
+    // The names error lines give for the run and for parsing.
+    static constexpr const char* RunFunction = "TvTravex::TvTravex";
+    static constexpr const char* ParseFunction = "TvTravex::ParseCommandLine";
 
     // Start-up, in the order the constructor runs them.
     void SplitCommandLine(const XString& line);
@@ -77,7 +88,6 @@ public:
 
     // Output routes (output.cpp).
     bool CreateOutputPipes();
-    bool DrainOutputPipes();
     // Has the output thread drain both pipes now and waits for it, so that every report
     // made so far has counted before the run's result is read.
     void FlushOutputPipes();
@@ -109,24 +119,19 @@ public:
     void AfterConversionDSPs();
     void UnloadDSPs();
 
-    // Non-live rendering (nonlive.cpp).
+    // Non-live rendering, by the chain (dsp_chain.h).
     bool HandleNonLiveDSPs();
-    void MakeTempName(XTempFile& file, const char* prefix);
-    // Runs one live DSP over the rendered file, into a second file that then replaces it.
-    bool RenderLiveDSP(DSPEntry& entry, OpenFileRecord& record);
 
     // After the pump (end_steps.cpp).
     void EndSteps(clTvDecoder& decoder, clTvEncoder& encoder);
     void ReportOutputFiles();
     void ClosingText();
 
-private:
+    int32_t exitStatus = 0;
+    TvConsoleHandles consoleHandles;
     TvRunPlan plan;
     TvDspChain dsps;
-    XTempFile nonLiveTemp;  // the rendered PCM file
     std::unique_ptr<TvAudioSource> source;
-    std::unique_ptr<TvRenderedSource> rendered;  // set: the pump reads the rendered file
-    XWaveFormat renderedFormat;                  // the rendered file's, after the last DSP
     // Error sink, information sink, debug file.
     PluginLogHandles logSinks{0, 0, 0};
     // The console writer (stdOut and stdErr) and the pipes to it; their thread may fail the

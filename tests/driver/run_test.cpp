@@ -262,17 +262,65 @@ TEST_F(TravexRun, FailuresEndTheRunWithStatusOne) {
     EXPECT_EQ(r.err, "Error: Audio data contains incomplete samples mid-stream.\r\n");
 }
 
-TEST_F(TravexRun, IncompleteTailIsDroppedWithInformation) {
+TEST_F(TravexRun, IncompleteTailLosesOnlyItsOddBytes) {
     WriteBytes(dir / "in.tvt", Input);
-    Result r = Travex("-infile=in.tvt -outfile=o.pcm -convert_to=tvt", "dec.tail=7");
+    Result r = Travex("-infile=in.tvt -outfile=o.pcm -convert_to=tvt -dspeffect1=tvtlive=invert", "dec.tail=7");
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.err, "");
     EXPECT_NE(r.out.find("\r\nInformation: Audio data contains incomplete samples at end.  "
                          "[TvTravex::TvTravex]\r\n\r\n"),
               std::string::npos)
         << r.out;
-    // The whole last block goes, not only its seven odd bytes.
-    EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), Input.substr(0, 4 * 17640)));
+    // The seven bytes hold one whole frame: it, the rest of the last block and the end of the
+    // stream reach the DSP and the encoder; only three bytes go.
+    EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), Inverted(Input + "\x55\x55\x55\x55")));
+    EXPECT_TRUE(Logged("live.Block 17644 end"));
+    EXPECT_TRUE(Logged("enc.Block 17644 end"));
+
+    // Raw PCM on standard input that stops inside a frame ends the same way.
+    ClearLog();
+    WriteBytes(dir / "in.raw", Input + "\x01\x02\x03");
+    r = Shell(
+        "cat in.raw | \"$T\" -infile=- -outfile=o.pcm -convert_to=tvt -sourcefreq=44100 "
+        "-sourcechannels=2 -sourcebits=16 -silent -dspeffect1=tvtlive=invert");
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), Inverted(Input)));
+    // So does a redirected file.
+    r = Travex("-infile=- -outfile=o.pcm -convert_to=tvt -sourcefreq=44100 -sourcechannels=2 -sourcebits=16 -silent",
+               "", "<in.raw");
+    EXPECT_EQ(r.status, 0) << r.err;
+    EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), Input));
+    const auto log = Log();
+    ASSERT_FALSE(log.empty());
+    EXPECT_NE(std::find_if(
+                  log.begin(), log.end(),
+                  [](const std::string& line) { return line.rfind("live.Block ", 0) == 0 && line.ends_with(" end"); }),
+              log.end());
+}
+
+// The resampler holds samples back; they come out at the end of the stream, so the output has
+// exactly the length sox gives, also when the stream's end is no multiple of a block.
+TEST_F(TravexRun, ResampledLengthMatchesSox) {
+    const fs::path built(TV_BIN_DIR);
+    if (!fs::exists(built / "DSPs/Resample.so")) GTEST_SKIP() << "the Resample effect is not built";
+    fs::copy_file(built / "DSPs/Resample.so", dir / "bin/DSPs/Resample.so");
+    auto frames = [&](const std::string& name) { return std::stoll(tvtest::RunIn(dir, "soxi -s " + name).out); };
+    for (int length : {44101, 70001, 12345}) {
+        const std::string n = std::to_string(length);
+        Result r =
+            Shell("sox -n -r 44100 -c 2 -b 16 in.wav synth " + n + "s sine 440 && sox in.wav ref.wav rate -v 48000");
+        ASSERT_EQ(r.status, 0) << r.err;
+        r = Travex("-infile=in.wav -outfile=o.wav -convert_to=wave -silent \"-dspeffect1=Resample=-rate=48000\"");
+        EXPECT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(frames("o.wav"), frames("ref.wav")) << n;
+
+        // The same audio as raw PCM with a partial frame behind it.
+        r = Shell(
+            "(sox in.wav -t raw -; printf x) | \"$T\" -infile=- -outfile=o.wav -convert_to=wave -silent "
+            "-sourcefreq=44100 -sourcechannels=2 -sourcebits=16 \"-dspeffect1=Resample=-rate=48000\"");
+        EXPECT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(frames("o.wav"), frames("ref.wav")) << n;
+    }
 }
 
 TEST_F(TravexRun, CommandFileModeSpeaksOnlyToTheController) {
@@ -354,6 +402,20 @@ TEST_F(TravexRun, NonLiveChainRendersThroughATemporaryFile) {
     EXPECT_EQ(at("enc.Block 88200 end") + 1, at("dec.Communicate EndEncoding 1"));  // 500 ms, one piece
     EXPECT_LT(at("enc.End 0"), static_cast<long>(log.size()));
     EXPECT_LT(at("live.End 0"), at("enc.End 0"));
+
+    // Audio longer than one read of the rendered file, in decoder blocks that are gathered
+    // and others that are written as they come: every byte arrives once, in order.
+    const std::string longer = Noise(80 * 17640 + 4 * 7);
+    WriteBytes(dir / "in.tvt", longer);
+    for (const char* block : {"dec.block=17640", "dec.block=100000"}) {
+        r = Travex(
+            "-infile=in.tvt -outfile=o.pcm -convert_to=tvt -silent -tmpfolder=tmp "
+            "-dspeffect1=tvtnonlive=invert -dspeffect2=tvtlive=x",
+            block);
+        EXPECT_EQ(r.status, 0) << r.err;
+        EXPECT_TRUE(SameBytes(ReadBytes(dir / "o.pcm"), Inverted(longer))) << block;
+    }
+    WriteBytes(dir / "in.tvt", Input);
 
     // The controller sees the rendering steps.
     WriteBytes(dir / "cmd.txt", Utf16("-infile=in.tvt -outfile=o.pcm -convert_to=tvt -tmpfolder=tmp "

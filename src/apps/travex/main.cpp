@@ -13,7 +13,7 @@ int main(int argc, char** argv) {
 
     std::optional<TvTravex> run;
     run.emplace(XJoinCommandLine(argc, argv));
-    const int code = g_exitStatus != 0 ? 1 : 0;
+    const int code = run->ExitStatus() != 0 ? 1 : 0;
     run.reset();
     return code;
 }
