@@ -35,15 +35,16 @@ void TvTravex::Pump(clTvEncoder& enc) {
 
         const uint32_t align = block.Format.Format.nBlockAlign == 0 ? 1 : block.Format.Format.nBlockAlign;
         if (block.Size % align != 0) {
-            if (!block.EndOfStream) {
+            if (block.EndOfStream) {
+                // The whole last block goes, not only its odd bytes: the stream's end is
+                // where its last whole block ended.
+                block.Size -= block.Size % align;
+                ReportInfo(u"Information: Audio data contains incomplete samples at end.", RunFunction);
+            } else {
                 ReportError(u"Error: Audio data contains incomplete samples mid-stream.");
                 MarkFailed();
-                break;
             }
-            // Only the odd bytes go: the whole frames before them and the end of the stream
-            // still pass, so that effects holding samples give them up.
-            block.Size -= block.Size % align;
-            ReportInfo(u"Information: Audio data contains incomplete samples at end.", RunFunction);
+            break;
         }
         const uint32_t sourceSize = block.Size;
 

@@ -44,7 +44,8 @@ class TravexInProcess : public ::testing::Test {
 protected:
     void SetUp() override {
         // The plug-ins come from the user's folder, since the test's own program folder has none.
-        for (const char* plugin : {"decoder/wave.so", "encoder/wave.so"}) {
+        // tvtags.so is the bundled plug-ins' tag part, found beside their folders.
+        for (const char* plugin : {"decoder/wave.so", "encoder/wave.so", "tvtags.so"}) {
             fs::create_directories((dir / "data/tonvale" / plugin).parent_path());
             fs::copy_file(fs::path(TV_BIN_DIR) / plugin, dir / "data/tonvale" / plugin);
         }

@@ -103,10 +103,11 @@ void netStreamSecure::secureAfterConnect(const std::string& host) {
 }
 
 void netStreamSecure::secureAfterConnect(const std::string& host, netStreamSecure& other) {
-    auto model = std::dynamic_pointer_cast<netStreamSSL_Impl_OpenSSL>(other.m_inner);
-    if (!m_inner || !m_inner->isOpen() || !model || !model->established() || !model->isOpen())
+    if (!m_inner || !m_inner->isOpen() || !other.m_inner || !other.m_inner->isOpen())
         throw std::runtime_error("Not connected");
-    m_inner = model->sibling(m_inner, host);
+    auto s = secureProvider().wrapSecureLike(m_inner, host, other.m_inner);
+    if (!s) throw std::runtime_error("Not connected");
+    m_inner = std::move(s);
     m_secure = true;
 }
 

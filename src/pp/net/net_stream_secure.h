@@ -51,6 +51,11 @@ public:
     // sent and checked (empty on a server).
     virtual std::shared_ptr<netStreamBase> wrapSecure(std::shared_ptr<netStreamBase> lower, const std::string& host,
                                                       uint32_t flags) = 0;
+    // TLS over an open stream in the role and trust of `model`, an established TLS stream of
+    // this provider, resuming its session where the system can; null when `model` is none.
+    virtual std::shared_ptr<netStreamBase> wrapSecureLike(std::shared_ptr<netStreamBase> lower,
+                                                          const std::string& host,
+                                                          const std::shared_ptr<netStreamBase>& model) = 0;
 };
 
 // The process's provider: OpenSSL on Linux (SSL_CERT_FILE and SSL_CERT_DIR honoured), the

@@ -41,6 +41,13 @@ public:
         return s;
     }
 
+    std::shared_ptr<netStreamBase> wrapSecureLike(std::shared_ptr<netStreamBase> lower, const std::string& host,
+                                                  const std::shared_ptr<netStreamBase>& model) override {
+        auto m = std::dynamic_pointer_cast<netStreamSSL_Impl_OpenSSL>(model);
+        if (!m || !m->established()) return nullptr;
+        return m->sibling(std::move(lower), host);
+    }
+
     void setIdentity(const secureIdentity& identity) {
         std::lock_guard<std::mutex> g(m_lock);
         m_identity = identity;

@@ -24,6 +24,15 @@ public:
         return s;
     }
 
+    // The system keeps its own session cache per credentials, so a new hand-shake in the
+    // model's role is all that is asked here.
+    std::shared_ptr<netStreamBase> wrapSecureLike(std::shared_ptr<netStreamBase> lower, const std::string& host,
+                                                  const std::shared_ptr<netStreamBase>& model) override {
+        auto m = std::dynamic_pointer_cast<netStreamSSL_Impl_Schannel>(model);
+        if (!m || !m->established()) return nullptr;
+        return wrapSecure(std::move(lower), host, m->flags());
+    }
+
     void setIdentity(const secureIdentity& identity) {
         std::lock_guard<std::mutex> g(m_lock);
         m_identity = identity;

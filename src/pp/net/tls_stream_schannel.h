@@ -51,6 +51,8 @@ public:
     // The hand-shake on the open lower stream, as client to `host` (then the server's
     // certificate is checked unless secureSkipVerify) or, with secureServer, as server.
     void handshake(const std::string& host);
+    bool established() const { return m_established; }
+    uint32_t flags() const { return m_flags; }
 
 private:
     void release();
