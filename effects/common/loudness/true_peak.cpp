@@ -32,6 +32,14 @@ void TruePeak::Start(unsigned ch, unsigned rate) {
         }
     }
     kept.assign(ch, std::vector<float>(history, 0.0f));
+    gainBound = 0;
+    for (const Phase& p : phases) {
+        double sum = 0;
+        for (float c : p.coeff) sum += std::fabs(c);
+        gainBound = std::max(gainBound, sum);
+    }
+    // The filter sums a dozen float products: its rounding stays far below this margin.
+    gainBound *= 1.0001;
 }
 
 namespace {
@@ -46,6 +54,15 @@ Vec4 Load(const float* p) {
 }
 Vec4 Abs(Vec4 v) { return v < 0 ? -v : v; }
 Vec4 Max(Vec4 a, Vec4 b) { return a > b ? a : b; }
+
+float MaxAbs(const float* x, size_t n) {
+    Vec4 top = {0, 0, 0, 0};
+    size_t i = 0;
+    for (; i + 4 <= n; i += 4) top = Max(top, Abs(Load(x + i)));
+    float m = std::max({top[0], top[1], top[2], top[3]});
+    for (; i < n; ++i) m = std::max(m, std::fabs(x[i]));
+    return m;
+}
 }  // namespace
 
 void TruePeak::Add(const double* s, size_t frames) {
@@ -64,33 +81,43 @@ void TruePeak::Add(const double* s, size_t frames) {
             line[history + n] = static_cast<float>(v);
             samplePeak = std::max(samplePeak, std::fabs(v));
         }
-        Vec4 top = {0, 0, 0, 0};
-        float rest = 0;
-        for (const Phase& p : phases) {
-            // Eight outputs at a time, their sums kept in registers while the coefficients go
-            // by; each output sums its terms in the order a sample-by-sample filter would.
-            const size_t taps = p.coeff.size();
-            size_t n = 0;
-            for (; n + 8 <= frames; n += 8) {
-                Vec4 a0 = {0, 0, 0, 0}, a1 = {0, 0, 0, 0};
-                for (size_t t = 0; t < taps; ++t) {
-                    const float k = p.coeff[t];
-                    const float* x = line.data() + history - p.back[t] + n;
-                    a0 += Load(x) * k;
-                    a1 += Load(x + 4) * k;
-                }
-                top = Max(top, Max(Abs(a0), Abs(a1)));
-            }
-            for (; n < frames; ++n) {
-                float a = 0;
-                for (size_t t = 0; t < taps; ++t) a += line[history - p.back[t] + n] * p.coeff[t];
-                rest = std::max(rest, std::fabs(a));
-            }
+        peak = std::max(peak, samplePeak);
+        // A stretch whose loudest input, times the largest sum of a phase's coefficients, can't
+        // pass the peak so far can't raise it: it is left out. Most stretches of music are.
+        for (size_t from = 0; from < frames; from += Stretch) {
+            const size_t to = std::min(frames, from + Stretch);
+            if (MaxAbs(line.data() + from, to - from + history) * gainBound <= peak) continue;
+            peak = std::max(peak, static_cast<double>(Filtered(from, to)));
         }
-        const float filtered = std::max({top[0], top[1], top[2], top[3], rest});
-        peak = std::max({peak, samplePeak, static_cast<double>(filtered)});
         std::copy(line.end() - history, line.end(), kept[c].begin());
     }
+}
+
+float TruePeak::Filtered(size_t from, size_t to) const {
+    Vec4 top = {0, 0, 0, 0};
+    float rest = 0;
+    for (const Phase& p : phases) {
+        // Eight outputs at a time, their sums kept in registers while the coefficients go by;
+        // each output sums its terms in the order a sample-by-sample filter would.
+        const size_t taps = p.coeff.size();
+        size_t n = from;
+        for (; n + 8 <= to; n += 8) {
+            Vec4 a0 = {0, 0, 0, 0}, a1 = {0, 0, 0, 0};
+            for (size_t t = 0; t < taps; ++t) {
+                const float k = p.coeff[t];
+                const float* x = line.data() + history - p.back[t] + n;
+                a0 += Load(x) * k;
+                a1 += Load(x + 4) * k;
+            }
+            top = Max(top, Max(Abs(a0), Abs(a1)));
+        }
+        for (; n < to; ++n) {
+            float a = 0;
+            for (size_t t = 0; t < taps; ++t) a += line[history - p.back[t] + n] * p.coeff[t];
+            rest = std::max(rest, std::fabs(a));
+        }
+    }
+    return std::max({top[0], top[1], top[2], top[3], rest});
 }
 
 }  // namespace tvfx
