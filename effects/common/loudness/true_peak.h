@@ -17,8 +17,8 @@ public:
     double Peak() const { return peak; }
 
 private:
-    // Outputs judged together, a multiple of the eight the filter makes at a time.
-    static constexpr size_t Stretch = 64;
+    // Outputs judged together, a multiple of the sixteen the filter makes at a time.
+    static constexpr size_t Stretch = 128;
     // The largest of the outputs from .. to - 1 of the channel in line, over all phases.
     float Filtered(size_t from, size_t to) const;
 
