@@ -77,8 +77,8 @@ for to in flac mp3; do
     awk -v pc="${cpu[$to.plain]}" -v rc="${cpu[$to.resample]}" -v lc="${cpu[$to.live]}" -v cc="${cpu[$to.chain]}" \
         -v sc="${cpu[$to.sox]}" -v pw="${wall[$to.plain]}" -v rw="${wall[$to.resample]}" -v lw="${wall[$to.live]}" \
         -v cw="${wall[$to.chain]}" -v sw="${wall[$to.sox]}" 'BEGIN {
-        printf "  3 live effects apart from the resampler: CPU +%.1f %%, wall +%.1f %%\n", (lc - rc) * 100 / pc, (lw - rw) * 100 / pw
-        printf "  whole chain apart from the resampler:    CPU +%.1f %%, wall +%.1f %% (target at most 10 %%)\n",
+        printf "  3 live effects apart from the resampler: CPU %+.1f %%, wall %+.1f %%\n", (lc - rc) * 100 / pc, (lw - rw) * 100 / pw
+        printf "  whole chain apart from the resampler:    CPU %+.1f %%, wall %+.1f %% (target at most 10 %%)\n",
                (cc - rc) * 100 / pc, (cw - rw) * 100 / pw
         printf "  sox / travex, the chain:                 CPU %.2f, wall %.2f\n", sc / cc, sw / cw }'
 done
