@@ -42,8 +42,8 @@ bool ForEachRawPiece(std::u16string_view path, const Layout& layout, bool writeB
     }
 }
 
-bool ForEachPiece(std::u16string_view path, const Layout& layout,
-                  const std::function<void(const double*, size_t)>& fn, std::u16string& error) {
+bool ForEachPiece(std::u16string_view path, const Layout& layout, const std::function<void(const double*, size_t)>& fn,
+                  std::u16string& error) {
     std::vector<double> samples(PieceFrames * layout.channels);
     return ForEachRawPiece(
         path, layout, false,
@@ -58,9 +58,7 @@ bool MeasurePeak(std::u16string_view path, const Layout& layout, double& peak, s
     peak = 0;
     return ForEachRawPiece(
         path, layout, false,
-        [&](uint8_t* data, size_t frames) {
-            peak = std::max(peak, PeakOfPcm(data, frames * layout.channels, layout));
-        },
+        [&](uint8_t* data, size_t frames) { peak = std::max(peak, PeakOfPcm(data, frames * layout.channels, layout)); },
         error);
 }
 

@@ -52,9 +52,20 @@ TEST(KitPcm, IntegerOutputRoundsTiesToEvenAndClipsAtEveryDepth) {
     std::uniform_real_distribution<double> wide(-1.3, 1.3), steps(-1.0, 1.0);
     for (unsigned bits : {8u, 16u, 24u, 32u}) {
         const double scale = std::ldexp(1.0, static_cast<int>(bits) - 1);
-        std::vector<double> in = {0.0,  -0.0, 1.0, -1.0, 2.0, -2.0, std::numeric_limits<double>::quiet_NaN(),
-                                  HUGE_VAL, -HUGE_VAL, (scale - 1) / scale, (scale - 0.5) / scale,
-                                  (scale - 1.5) / scale, -(scale - 0.5) / scale, (-scale - 0.5) / scale};
+        std::vector<double> in = {0.0,
+                                  -0.0,
+                                  1.0,
+                                  -1.0,
+                                  2.0,
+                                  -2.0,
+                                  std::numeric_limits<double>::quiet_NaN(),
+                                  HUGE_VAL,
+                                  -HUGE_VAL,
+                                  (scale - 1) / scale,
+                                  (scale - 0.5) / scale,
+                                  (scale - 1.5) / scale,
+                                  -(scale - 0.5) / scale,
+                                  (-scale - 0.5) / scale};
         // Exact halves of a step, where a careless rounding goes the wrong way.
         for (int k = -6; k <= 6; ++k) in.push_back((k + 0.5) / scale);
         for (int i = 0; i < 4000; ++i) in.push_back(wide(random));

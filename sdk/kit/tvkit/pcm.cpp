@@ -187,19 +187,17 @@ bool ReadPcmLayout(const TvWaveFormatExtensible& f, PcmLayout& out) {
 std::u16string DescribePcm(const TvWaveFormatExtensible& f) {
     PcmLayout l;
     const bool known = ReadPcmLayout(f, l);
-    std::u16string text = Number16(static_cast<unsigned long long>(f.Format.wBitsPerSample)) +
-                          (!known ? u"-bit non-PCM" : l.isFloat ? u"-bit float" : u"-bit PCM");
+    std::u16string text =
+        Number16(static_cast<unsigned long long>(f.Format.wBitsPerSample)) + (!known      ? u"-bit non-PCM"
+                                                                              : l.isFloat ? u"-bit float"
+                                                                                          : u"-bit PCM");
     text += u", " + Number16(static_cast<unsigned long long>(f.Format.nChannels)) + u" channels, ";
     return text + Number16(static_cast<unsigned long long>(f.Format.nSamplesPerSec)) + u" Hz";
 }
 
-void PcmToFloat(const uint8_t* in, size_t samples, const PcmLayout& l, float* out) {
-    ToReal(in, samples, l, out);
-}
+void PcmToFloat(const uint8_t* in, size_t samples, const PcmLayout& l, float* out) { ToReal(in, samples, l, out); }
 
-void PcmToDouble(const uint8_t* in, size_t samples, const PcmLayout& l, double* out) {
-    ToReal(in, samples, l, out);
-}
+void PcmToDouble(const uint8_t* in, size_t samples, const PcmLayout& l, double* out) { ToReal(in, samples, l, out); }
 
 void DoubleToPcm(const double* in, size_t samples, const PcmLayout& l, uint8_t* out, const double* steps) {
     if (l.isFloat) {
