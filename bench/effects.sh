@@ -1,22 +1,27 @@
 #!/usr/bin/env bash
-# Whole-process timing of the bundled effects on a 10-minute 44.1 kHz stereo WAV converted to
-# FLAC: the same conversion without effects, with the resampler alone, and with a chain of three
-# live effects (Volume Adjust, Resample, ReplayGain) and one non-live (Volume Normalize); beside
-# sox doing that chain (gain, rate -v, normalisation) to FLAC.
+# Whole-process timing of the bundled effects on a 10-minute 44.1 kHz stereo WAV, converted to
+# FLAC and to MP3 -V 2: the same conversion without effects, with the resampler alone, with the
+# three live effects of the chain (Volume Adjust, Resample, ReplayGain) and with the whole chain
+# of those three and one non-live effect (Volume Normalize); beside sox doing that chain (gain,
+# rate -v, normalisation) to FLAC, and into lame for MP3.
 #   bench/effects.sh [build folder, default build] [runs per case, default 5]
-# Use a Release build. The overhead of the chain apart from the resampler's own work is
-# (chain - resampler alone) / plain; the three live effects alone show how much of it is the
-# rendering of the whole file that a non-live effect brings.
+# Use a Release build. Each case is timed in CPU (user + system, of every process and thread it
+# starts) and in wall time, medians of the runs; on a shared machine the CPU time is the figure
+# to trust. The chain's cost apart from the resampler's own work is
+#   (chain - resampler alone) / plain,
+# since the resampler alone holds the resampler and the encoder's extra work on the higher rate.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build=${1:-$root/build}
 runs=${2:-5}
 bin=$build/bin
-for tool in travex tvreg decoder/wave.so encoder/flac.so "DSPs/Volume Adjust.so" DSPs/Resample.so DSPs/ReplayGain.so \
-            "DSPs/Volume Normalize.so"; do
+for tool in travex tvreg decoder/wave.so encoder/flac.so encoder/mp3.so "DSPs/Volume Adjust.so" DSPs/Resample.so \
+            DSPs/ReplayGain.so "DSPs/Volume Normalize.so"; do
     [[ -e $bin/$tool ]] || { echo "missing $bin/$tool: build travex, tvreg, the plug-ins and tv_effects first" >&2; exit 2; }
 done
-command -v sox >/dev/null || { echo "sox is needed (scripts/packages.txt)" >&2; exit 2; }
+for tool in sox lame; do
+    command -v $tool >/dev/null || { echo "$tool is needed (scripts/packages.txt)" >&2; exit 2; }
+done
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -26,40 +31,54 @@ mkdir -p "$TONVALE_CONFIG_HOME" "$XDG_RUNTIME_DIR"
 
 # A tone with some noise, so that no tool can take a shortcut over silence.
 sox -n -r 44100 -c 2 -b 16 "$work/ten.wav" synth 600 sine 440 synth 600 whitenoise amod 0.1 0.9
+cat "$work/ten.wav" >/dev/null
 
-now() { date +%s%N; }
-median() { printf '%s\n' "$@" | sort -n | awk '{a[NR]=$1} END {print (NR%2) ? a[(NR+1)/2] : int((a[NR/2]+a[NR/2+1])/2)}'; }
+# Median of the arguments.
+median() { printf '%s\n' "$@" | sort -g | awk '{a[NR]=$1} END {print (NR%2) ? a[(NR+1)/2] : (a[NR/2]+a[NR/2+1])/2}'; }
 
-declare -A result
+# measure NAME COMMAND...: medians of wall and CPU seconds into wall[NAME], cpu[NAME].
+declare -A wall cpu
 measure() {
     local name=$1; shift
-    local times=() start
+    local walls=() cpus=() line TIMEFORMAT='%R %U %S'
     for ((i = 0; i < runs; i++)); do
-        rm -f "$work/out.flac"
-        start=$(now)
-        "$@" >/dev/null 2>&1
-        times+=($(( $(now) - start )))
+        rm -f "$work"/out.*
+        line=$({ time "$@" >/dev/null 2>&1; } 2>&1 | tail -1)
+        walls+=("${line%% *}")
+        cpus+=("$(awk '{print $2 + $3}' <<<"$line")")
     done
-    result[$name]=$(median "${times[@]}")
+    wall[$name]=$(median "${walls[@]}")
+    cpu[$name]=$(median "${cpus[@]}")
 }
 
-travex() { "$bin/travex" -infile="$work/ten.wav" -outfile="$work/out.flac" -convert_to=flac -silent "$@"; }
-cat "$work/ten.wav" >/dev/null
-measure plain travex
-measure resample travex "-dspeffect1=Resample=-rate=48000"
-measure live travex "-dspeffect1=Volume Adjust=-gain=-3" "-dspeffect2=Resample=-rate=48000" -dspeffect3=ReplayGain=
-measure chain travex "-dspeffect1=Volume Adjust=-gain=-3" "-dspeffect2=Resample=-rate=48000" -dspeffect3=ReplayGain= \
-    "-dspeffect4=Volume Normalize=-peak=-1"
-measure sox sox "$work/ten.wav" "$work/out.flac" gain -3 rate -v 48000 gain -n -1
+live=("-dspeffect1=Volume Adjust=-gain=-3" "-dspeffect2=Resample=-rate=48000" -dspeffect3=ReplayGain=)
+nonlive=("-dspeffect4=Volume Normalize=-peak=-1")
+flac() { "$bin/travex" -infile="$work/ten.wav" -outfile="$work/out.flac" -convert_to=flac -silent "$@"; }
+mp3() { "$bin/travex" -infile="$work/ten.wav" -outfile="$work/out.mp3" -convert_to=mp3 -V=2 -silent "$@"; }
+sox_flac() { sox "$work/ten.wav" "$work/out.flac" gain -3 rate -v 48000 gain -n -1; }
+sox_mp3() { sox "$work/ten.wav" -t wav - gain -3 rate -v 48000 gain -n -1 | lame -V2 --quiet - "$work/out.mp3"; }
 
-ms() { awk -v n="$1" 'BEGIN {printf "%.0f ms", n / 1e6}'; }
-echo "10-minute 44.1 kHz stereo WAV to FLAC, median of $runs runs (load: $(cut -d' ' -f1-3 /proc/loadavg)):"
-echo "  travex, no effects          $(ms "${result[plain]}")"
-echo "  travex, Resample alone      $(ms "${result[resample]}")"
-echo "  travex, the 3 live effects  $(ms "${result[live]}")"
-echo "  travex, chain of 3 live + 1 non-live  $(ms "${result[chain]}")"
-echo "  sox, the same chain         $(ms "${result[sox]}")"
-awk -v c="${result[chain]}" -v l="${result[live]}" -v r="${result[resample]}" -v p="${result[plain]}" -v s="${result[sox]}" 'BEGIN {
-    printf "  3 live effects, overhead apart from the resampler = %.1f %%\n", (l - r) * 100 / p
-    printf "  whole chain, overhead apart from the resampler = %.1f %% (target at most 10 %%)\n", (c - r) * 100 / p
-    printf "  sox / travex chain = %.2f\n", s / c }'
+for to in flac mp3; do
+    measure $to.plain $to
+    measure $to.resample $to "-dspeffect1=Resample=-rate=48000"
+    measure $to.live $to "${live[@]}"
+    measure $to.chain $to "${live[@]}" "${nonlive[@]}"
+    measure $to.sox sox_$to
+done
+
+echo "10-minute 44.1 kHz stereo WAV, median of $runs runs (load: $(cut -d' ' -f1-3 /proc/loadavg))"
+for to in flac mp3; do
+    label=$([[ $to == flac ]] && echo "FLAC" || echo "MP3 -V 2")
+    echo "to $label:                      CPU s    wall s"
+    for c in plain:"no effects" resample:"Resample alone" live:"the 3 live effects" chain:"3 live + 1 non-live" \
+             sox:"sox, the same chain"; do
+        printf '  %-28s %7.2f %9.2f\n' "${c#*:}" "${cpu[$to.${c%%:*}]}" "${wall[$to.${c%%:*}]}"
+    done
+    awk -v pc="${cpu[$to.plain]}" -v rc="${cpu[$to.resample]}" -v lc="${cpu[$to.live]}" -v cc="${cpu[$to.chain]}" \
+        -v sc="${cpu[$to.sox]}" -v pw="${wall[$to.plain]}" -v rw="${wall[$to.resample]}" -v lw="${wall[$to.live]}" \
+        -v cw="${wall[$to.chain]}" -v sw="${wall[$to.sox]}" 'BEGIN {
+        printf "  3 live effects apart from the resampler: CPU %+.1f %%, wall %+.1f %%\n", (lc - rc) * 100 / pc, (lw - rw) * 100 / pw
+        printf "  whole chain apart from the resampler:    CPU %+.1f %%, wall %+.1f %% (target at most 10 %%)\n",
+               (cc - rc) * 100 / pc, (cw - rw) * 100 / pw
+        printf "  sox / travex, the chain:                 CPU %.2f, wall %.2f\n", sc / cc, sw / cw }'
+done

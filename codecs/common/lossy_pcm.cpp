@@ -26,79 +26,12 @@ constexpr unsigned kVorbisOfWave[kMaxChannels + 1][kMaxChannels] = {
     {0, 2, 1, 7, 5, 6, 3, 4},
 };
 
-int32_t Signed24(const uint8_t* p) {
-    return static_cast<int32_t>(static_cast<uint32_t>(p[0]) << 8 | static_cast<uint32_t>(p[1]) << 16 |
-                                static_cast<uint32_t>(p[2]) << 24) >>
-           8;
-}
-
 }  // namespace
-
-bool ReadLayout(const TvWaveFormatExtensible& f, Layout& out) {
-    uint16_t tag = f.Format.wFormatTag;
-    if (tag == TV_WAVE_FORMAT_EXTENSIBLE && f.Format.cbSize >= TV_WAVE_EXTENSIBLE_EXTRA)
-        tag = static_cast<uint16_t>(f.SubFormat.Data1);
-    const unsigned bits = f.Format.wBitsPerSample;
-    out.isFloat = tag == TV_WAVE_FORMAT_IEEE_FLOAT;
-    out.container = bits;
-    out.channels = f.Format.nChannels;
-    out.rate = f.Format.nSamplesPerSec;
-    out.frameBytes = f.Format.nBlockAlign;
-    const bool sizeOk = out.isFloat
-                            ? (bits == 32 || bits == 64)
-                            : tag == TV_WAVE_FORMAT_PCM && (bits == 8 || bits == 16 || bits == 24 || bits == 32);
-    return sizeOk && out.channels > 0 && out.rate > 0 && out.frameBytes == bits / 8 * out.channels;
-}
-
-std::u16string Describe(const TvWaveFormatExtensible& f) {
-    Layout l;
-    const bool known = ReadLayout(f, l);
-    std::u16string text =
-        tvkit::Number16(static_cast<unsigned long long>(f.Format.wBitsPerSample)) + (!known      ? u"-bit non-PCM"
-                                                                                     : l.isFloat ? u"-bit float"
-                                                                                                 : u"-bit PCM");
-    text += u", " + tvkit::Number16(static_cast<unsigned long long>(f.Format.nChannels)) + u" channels, ";
-    return text + tvkit::Number16(static_cast<unsigned long long>(f.Format.nSamplesPerSec)) + u" Hz";
-}
 
 bool SameShape(const TvWaveFormatExtensible& a, const TvWaveFormatExtensible& b) {
     return a.Format.wFormatTag == b.Format.wFormatTag && a.Format.nChannels == b.Format.nChannels &&
            a.Format.nSamplesPerSec == b.Format.nSamplesPerSec && a.Format.wBitsPerSample == b.Format.wBitsPerSample &&
            a.SubFormat.Data1 == b.SubFormat.Data1;
-}
-
-void ToFloat(const uint8_t* p, size_t samples, const Layout& l, float* out) {
-    if (l.isFloat && l.container == 32) {
-        std::memcpy(out, p, samples * sizeof(float));
-        return;
-    }
-    if (l.isFloat) {
-        for (size_t i = 0; i < samples; ++i, p += 8) {
-            double d;
-            std::memcpy(&d, p, 8);
-            out[i] = static_cast<float>(d);
-        }
-        return;
-    }
-    switch (l.container) {
-        case 8:
-            for (size_t i = 0; i < samples; ++i) out[i] = (static_cast<int>(p[i]) - 128) * (1.0f / 128);
-            break;
-        case 16:
-            for (size_t i = 0; i < samples; ++i, p += 2)
-                out[i] = static_cast<int16_t>(static_cast<uint16_t>(p[0] | p[1] << 8)) * (1.0f / 32768);
-            break;
-        case 24:
-            for (size_t i = 0; i < samples; ++i, p += 3) out[i] = static_cast<float>(Signed24(p) * (1.0 / 8388608));
-            break;
-        default:
-            for (size_t i = 0; i < samples; ++i, p += 4) {
-                int32_t v;
-                std::memcpy(&v, p, 4);
-                out[i] = static_cast<float>(v * (1.0 / 2147483648.0));
-            }
-            break;
-    }
 }
 
 TvWaveFormatExtensible MakePcm16(unsigned channels, unsigned rate) {

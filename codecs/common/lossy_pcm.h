@@ -9,28 +9,23 @@
 #include <vector>
 
 #include "tonvale/plugin.h"
+#include "tvkit/pcm.h"
 
 namespace lossy {
 
 constexpr unsigned kMaxChannels = 8;
 
-// The sample layout of a host format record.
-struct Layout {
-    bool isFloat = false;
-    unsigned container = 0;  // bits of one sample in memory
-    unsigned channels = 0;
-    unsigned rate = 0;
-    size_t frameBytes = 0;
-};
-
-// False for anything but integer PCM of 8/16/24/32 bits or float of 32/64 bits.
-bool ReadLayout(const TvWaveFormatExtensible& f, Layout& out);
-// "16-bit PCM, 2 channels, 44100 Hz" for messages.
-std::u16string Describe(const TvWaveFormatExtensible& f);
+// The sample layout of a host format record, its description and its conversion to float:
+// the kit's.
+using Layout = tvkit::PcmLayout;
+inline bool ReadLayout(const TvWaveFormatExtensible& f, Layout& out) { return tvkit::ReadPcmLayout(f, out); }
+inline std::u16string Describe(const TvWaveFormatExtensible& f) { return tvkit::DescribePcm(f); }
 bool SameShape(const TvWaveFormatExtensible& a, const TvWaveFormatExtensible& b);
 
 // Interleaved samples to interleaved float, full scale at +-1.
-void ToFloat(const uint8_t* data, size_t samples, const Layout& layout, float* out);
+inline void ToFloat(const uint8_t* data, size_t samples, const Layout& layout, float* out) {
+    tvkit::PcmToFloat(data, samples, layout, out);
+}
 
 // The record of 16-bit PCM: plain up to stereo, extensible with the usual speaker mask above.
 TvWaveFormatExtensible MakePcm16(unsigned channels, unsigned rate);

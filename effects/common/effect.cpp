@@ -32,7 +32,7 @@ int32_t Effect::BeginConversion(ConversionRecord& conv, std::u16string_view sett
     return Begin(conv) ? 1 : 0;
 }
 
-bool Effect::Unpack(const AudioBlockRecord& block, const char* function) {
+bool Effect::ReadBlock(const AudioBlockRecord& block, const char* function) {
     const bool empty = !block.Data || block.Size == 0;
     Layout given;
     if (ReadLayout(block.Format, given)) {
@@ -47,22 +47,35 @@ bool Effect::Unpack(const AudioBlockRecord& block, const char* function) {
         return false;
     }
     frames = block.Data ? block.Size / inLayout.frameBytes : 0;
+    return true;
+}
+
+bool Effect::Unpack(const AudioBlockRecord& block, const char* function) {
+    if (!ReadBlock(block, function)) return false;
     const size_t count = frames * inLayout.channels;
     if (samples.size() < count) samples.resize(count);
     if (count) ToDouble(static_cast<const uint8_t*>(block.Data), count, inLayout, samples.data());
     return true;
 }
 
-void Effect::Pack(AudioBlockRecord& block, const double* data, size_t count, const Layout& layout, uint32_t mask,
-                  Dither* dither) {
-    const size_t bytes = count * layout.frameBytes;
+uint8_t* Effect::OutBuffer(size_t bytes) {
     // One byte at least, so that an empty block still has a buffer to point at.
     if (out.size() < bytes + 1) out.resize(bytes + 1);
-    FromDouble(data, count * layout.channels, layout, out.data(), dither);
+    return out.data();
+}
+
+void Effect::Emit(AudioBlockRecord& block, size_t bytes, const Layout& layout, uint32_t mask) {
     block.Format = MakeFormat(layout, mask);
     block.Data = out.data();
     block.Size = static_cast<uint32_t>(bytes);
     block.BitsPerSecond = block.Format.Format.nAvgBytesPerSec * 8;
+}
+
+void Effect::Pack(AudioBlockRecord& block, const double* data, size_t count, const Layout& layout, uint32_t mask,
+                  Dither* dither) {
+    const size_t bytes = count * layout.frameBytes;
+    FromDouble(data, count * layout.channels, layout, OutBuffer(bytes), dither);
+    Emit(block, bytes, layout, mask);
 }
 
 }  // namespace tvfx

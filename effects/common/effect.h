@@ -41,13 +41,19 @@ protected:
     // (only the first entry of a run does; later ones only trace them).
     bool Configure(std::u16string_view settings, bool report);
 
-    // The block's samples as double (interleaved), its layout in inLayout. False with an error
-    // line for a layout no effect handles. An empty block without a format keeps the layout of
-    // the blocks before it (inLayout.rate stays 0 when there were none).
+    // Reads the block's layout into inLayout and its frame count into frames. False with an
+    // error line for a layout no effect handles. An empty block without a format keeps the
+    // layout of the blocks before it (inLayout.rate stays 0 when there were none).
+    bool ReadBlock(const AudioBlockRecord& block, const char* function);
+    // ReadBlock, and the block's samples as double (interleaved) in samples.
     bool Unpack(const AudioBlockRecord& block, const char* function);
     // Writes samples (frames of layout) into the effect's buffer and points the block at it.
     void Pack(AudioBlockRecord& block, const double* data, size_t frames, const Layout& layout, uint32_t mask,
               Dither* dither = nullptr);
+    // The effect's own buffer of at least bytes, for an effect that writes PCM itself, and
+    // pointing the block at its first bytes, as audio of layout.
+    uint8_t* OutBuffer(size_t bytes);
+    void Emit(AudioBlockRecord& block, size_t bytes, const Layout& layout, uint32_t mask);
 
     Layout inLayout;
     std::vector<double> samples;  // of the last Unpack

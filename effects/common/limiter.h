@@ -4,7 +4,7 @@
 // peak near passes untouched. The look-ahead delays the audio; Flush gives back the rest at
 // the end, so the output is exactly as long as the input.
 #include <cstddef>
-#include <deque>
+#include <cstdint>
 #include <vector>
 
 namespace tvfx {
@@ -30,9 +30,15 @@ private:
     size_t lookAhead = 1;
     double ceiling = 1, releaseCoeff = 1;
     unsigned long long pushed = 0, real = 0;
-    std::deque<std::pair<unsigned long long, double>> minima;  // rising needs in the window
-    std::vector<double> delayed;                               // lookAhead + 1 frames, a ring
-    std::vector<double> released;                              // lookAhead gains, a ring
+    // The least need over the window: rising needs with the frame each belongs to, in a ring
+    // a little longer than the window, so that each frame costs no search.
+    std::vector<unsigned long long> minFrame;
+    std::vector<double> minNeed;
+    size_t minHead = 0, minCount = 0;
+    std::vector<double> delayed;  // lookAhead + 1 frames, a ring; the next write goes to delayedAt
+    size_t delayedAt = 0;
+    std::vector<double> released;  // lookAhead gains, a ring; the oldest at releasedAt
+    size_t releasedAt = 0;
     double releasedSum = 0, last = 1;
 };
 

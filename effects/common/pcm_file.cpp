@@ -1,7 +1,6 @@
 #include "pcm_file.h"
 
 #include <algorithm>
-#include <cmath>
 #include <vector>
 
 #include "tvkit/os_file.h"
@@ -12,8 +11,8 @@ namespace {
 constexpr size_t PieceFrames = 32768;
 }
 
-bool ForEachPiece(std::u16string_view path, const Layout& layout, bool writeBack,
-                  const std::function<void(double*, size_t)>& fn, std::u16string& error) {
+bool ForEachRawPiece(std::u16string_view path, const Layout& layout, bool writeBack,
+                     const std::function<void(uint8_t*, size_t)>& fn, std::u16string& error) {
     const std::u16string name(path);
     tvkit::os::File file;
     if (!(writeBack ? file.OpenReadWrite(name) : file.OpenRead(name))) {
@@ -21,7 +20,6 @@ bool ForEachPiece(std::u16string_view path, const Layout& layout, bool writeBack
         return false;
     }
     std::vector<uint8_t> bytes(PieceFrames * layout.frameBytes);
-    std::vector<double> samples(PieceFrames * layout.channels);
     for (uint64_t at = 0;;) {
         size_t got = 0;
         if (!file.ReadAt(bytes.data(), bytes.size(), at, got)) {
@@ -35,40 +33,39 @@ bool ForEachPiece(std::u16string_view path, const Layout& layout, bool writeBack
             error = u"can't write '" + name + u"': " + tvkit::os::LastErrorText();
             return false;
         }
-        ToDouble(bytes.data(), frames * layout.channels, layout, samples.data());
-        fn(samples.data(), frames);
-        if (writeBack) {
-            FromDouble(samples.data(), frames * layout.channels, layout, bytes.data());
-            if (!file.WriteAt(bytes.data(), frames * layout.frameBytes, at)) {
-                error = u"can't write '" + name + u"': " + tvkit::os::LastErrorText();
-                return false;
-            }
+        fn(bytes.data(), frames);
+        if (writeBack && !file.WriteAt(bytes.data(), frames * layout.frameBytes, at)) {
+            error = u"can't write '" + name + u"': " + tvkit::os::LastErrorText();
+            return false;
         }
         at += frames * layout.frameBytes;
     }
 }
 
-}  // namespace tvfx
-
-namespace tvfx {
-
-bool MeasurePeak(std::u16string_view path, const Layout& layout, double& peak, std::u16string& error) {
-    peak = 0;
-    return ForEachPiece(
+bool ForEachPiece(std::u16string_view path, const Layout& layout, const std::function<void(const double*, size_t)>& fn,
+                  std::u16string& error) {
+    std::vector<double> samples(PieceFrames * layout.channels);
+    return ForEachRawPiece(
         path, layout, false,
-        [&](double* s, size_t frames) {
-            for (size_t i = 0; i < frames * layout.channels; ++i) peak = std::max(peak, std::fabs(s[i]));
+        [&](uint8_t* data, size_t frames) {
+            ToDouble(data, frames * layout.channels, layout, samples.data());
+            fn(samples.data(), frames);
         },
         error);
 }
 
-bool ApplyGain(std::u16string_view path, const Layout& layout, double gain, std::u16string& error) {
-    return ForEachPiece(
-        path, layout, true,
-        [&](double* s, size_t frames) {
-            for (size_t i = 0; i < frames * layout.channels; ++i) s[i] *= gain;
-        },
+bool MeasurePeak(std::u16string_view path, const Layout& layout, double& peak, std::u16string& error) {
+    peak = 0;
+    return ForEachRawPiece(
+        path, layout, false,
+        [&](uint8_t* data, size_t frames) { peak = std::max(peak, PeakOfPcm(data, frames * layout.channels, layout)); },
         error);
+}
+
+bool ApplyGain(std::u16string_view path, const Layout& layout, double gain, std::u16string& error) {
+    return ForEachRawPiece(
+        path, layout, true,
+        [&](uint8_t* data, size_t frames) { ScalePcm(data, frames * layout.channels, layout, gain, data); }, error);
 }
 
 }  // namespace tvfx

@@ -1,6 +1,6 @@
 #pragma once
-// Walks the raw PCM file of the non-live pass in pieces, as double, and may store each piece
-// back where it was read: the format stays, so the file is rewritten in place.
+// Walks the raw PCM file of the non-live pass in pieces and may store each piece back where it
+// was read: the format stays, so the file is rewritten in place.
 #include <functional>
 #include <string>
 #include <string_view>
@@ -9,13 +9,13 @@
 
 namespace tvfx {
 
-// fn gets interleaved samples and their frame count. False with a reason in error.
-bool ForEachPiece(std::u16string_view path, const Layout& layout, bool writeBack,
-                  const std::function<void(double* samples, size_t frames)>& fn, std::u16string& error);
-
-}  // namespace tvfx
-
-namespace tvfx {
+// fn gets a piece of whole frames as the file holds them, and may change it in place when
+// writeBack is set. False with a reason in error.
+bool ForEachRawPiece(std::u16string_view path, const Layout& layout, bool writeBack,
+                     const std::function<void(uint8_t* data, size_t frames)>& fn, std::u16string& error);
+// The same, read only, with the samples as interleaved double.
+bool ForEachPiece(std::u16string_view path, const Layout& layout,
+                  const std::function<void(const double* samples, size_t frames)>& fn, std::u16string& error);
 
 // The largest absolute sample of the file.
 bool MeasurePeak(std::u16string_view path, const Layout& layout, double& peak, std::u16string& error);

@@ -16,7 +16,6 @@ public:
     uint64_t Frames() const { return frames; }
 
 private:
-    void Mix(uint64_t v);
     uint64_t h = 1469598103934665603ULL;
     uint64_t frames = 0;
 };

@@ -16,18 +16,21 @@ public:
 
     int32_t PassAudioBlock(AudioBlockRecord& block) override {
         static const char* const kFunction = "VolumeAdjust::PassAudioBlock";
-        if (!Unpack(block, kFunction)) return 0;
+        if (!ReadBlock(block, kFunction)) return 0;
         if (inLayout.rate == 0) return 1;  // an empty last block before any audio: nothing to shape
         // Integer samples can't pass the ceiling at this gain: the limiter would change nothing.
         const bool quiet = !inLayout.isFloat && gain <= tvfx::LimiterCeiling && !limiter.Started();
         if (gain == 1.0 && (quiet || !limit)) return 1;  // the block goes on untouched
-        double* s = samples.data();
         const size_t count = frames * inLayout.channels;
-        for (size_t i = 0; i < count; ++i) s[i] *= gain;
         if (!limit || quiet) {
-            Pack(block, s, frames, inLayout, tvfx::SpeakerMask(block.Format));
+            const size_t bytes = frames * inLayout.frameBytes;
+            tvfx::ScalePcm(static_cast<const uint8_t*>(block.Data), count, inLayout, gain, OutBuffer(bytes));
+            Emit(block, bytes, inLayout, tvfx::SpeakerMask(block.Format));
             return 1;
         }
+        Unpack(block, kFunction);
+        double* s = samples.data();
+        for (size_t i = 0; i < count; ++i) s[i] *= gain;
         if (!limiter.Started()) limiter.Start(inLayout.channels, inLayout.rate);
         limited.clear();
         limiter.Process(s, frames, limited);

@@ -35,7 +35,7 @@ public:
                 return 0;
             }
             if (!tvfx::ForEachPiece(
-                    path, layout, false, [&](double* s, size_t n) { meter.Add(s, n); }, error)) {
+                    path, layout, [&](const double* s, size_t n) { meter.Add(s, n); }, error)) {
                 Log().Error(u"Error: Volume Normalize " + error, kFunction);
                 return 0;
             }

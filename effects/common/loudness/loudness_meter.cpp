@@ -25,7 +25,9 @@ LoudnessMeter::~LoudnessMeter() {
 
 bool LoudnessMeter::Start(unsigned ch, unsigned r) {
     if (state) ebur128_destroy(&state);
-    state = ebur128_init(ch, r, EBUR128_MODE_I);
+    // Momentary mode only: the gating blocks are kept here, so libebur128 need not compute
+    // each of them a second time for its own integrated loudness.
+    state = ebur128_init(ch, r, EBUR128_MODE_M);
     if (!state) return false;
     // WAV order of 7.1: the side pair after the back pair; both pairs weigh as surround.
     if (ch == 8) {
@@ -75,12 +77,7 @@ void LoudnessMeter::Add(const double* s, size_t frames) {
     }
 }
 
-double LoudnessMeter::Loudness() const {
-    double out = -std::numeric_limits<double>::infinity();
-    if (state && ebur128_loudness_global(state, &out) != EBUR128_SUCCESS)
-        out = -std::numeric_limits<double>::infinity();
-    return out;
-}
+double LoudnessMeter::Loudness() const { return GatedLoudness({&blocks}); }
 
 double LoudnessMeter::TruePeak() const { return truePeak.Peak(); }
 

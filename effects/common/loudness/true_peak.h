@@ -17,6 +17,11 @@ public:
     double Peak() const { return peak; }
 
 private:
+    // Outputs judged together, a multiple of the sixteen the filter makes at a time.
+    static constexpr size_t Stretch = 128;
+    // The largest of the outputs from .. to - 1 of the channel in line, over all phases.
+    float Filtered(size_t from, size_t to) const;
+
     struct Phase {
         std::vector<float> coeff;
         std::vector<unsigned> back;  // how many samples back each coefficient reaches
@@ -27,6 +32,7 @@ private:
     std::vector<std::vector<float>> kept;
     std::vector<float> line;
     double peak = 0;
+    double gainBound = 0;  // no output exceeds its inputs' largest magnitude times this
 };
 
 }  // namespace tvfx
