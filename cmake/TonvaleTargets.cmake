@@ -22,6 +22,13 @@ function(tv_filter_platform_sources var)
   set(${var} ${srcs} PARENT_SCOPE)
 endfunction()
 
+# The stream library needs the sockets and wait-handle backends; while the Windows tree has none
+# yet, it and everything that needs it (pictures, tvget, tvimage and their tests) stay out there.
+set(TV_NET ON)
+if(WIN32 AND NOT EXISTS ${CMAKE_SOURCE_DIR}/src/foundation/platform/win32/wait_handles.cpp)
+  set(TV_NET OFF)
+endif()
+
 # The Windows form of an absolute path of the build machine, as Wine's drive Z: shows it, for
 # paths compiled into test programs that run under Wine.
 function(tv_native_path var path)
@@ -67,10 +74,6 @@ function(tv_plugin name kind outdir)
     LIBRARY_OUTPUT_DIRECTORY ${outdir}/${kind}
     C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden)
   target_link_libraries(${target} PRIVATE tv_sdk ${P_LIBS})
-  if(WIN32)
-    # The kit's stand-ins for the POSIX calls that plug-ins make (see sdk/kit/win32).
-    target_link_libraries(${target} PRIVATE tv_pluginkit)
-  endif()
   target_link_options(${target} PRIVATE -Wl,--no-undefined)
   # The bundled plug-ins (those of the program's own tree, not the tests') are installed.
   if(outdir STREQUAL TV_BIN_DIR)
