@@ -8,26 +8,23 @@ set(TV_INSTALL_TREE lib/tonvale)
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME runtime)
 
 # Each system builds only its own backend: files below a posix/ folder, and those listed in
-# TV_POSIX_ONLY_SOURCES, on POSIX; files below a win32/ folder on Windows.
+# TV_POSIX_ONLY_SOURCES, on POSIX; files below a win32/ folder on Windows. Where a library of
+# the system does the work, the file names say which: *_openssl.cpp on POSIX, *_schannel.cpp
+# and *_bcrypt.cpp on Windows.
 function(tv_filter_platform_sources var)
   set(srcs ${${var}})
   if(WIN32)
     list(FILTER srcs EXCLUDE REGEX "/posix/")
+    list(FILTER srcs EXCLUDE REGEX "_openssl\\.cpp$")
     foreach(posix_only ${TV_POSIX_ONLY_SOURCES})
       list(REMOVE_ITEM srcs ${posix_only})
     endforeach()
   else()
     list(FILTER srcs EXCLUDE REGEX "/win32/")
+    list(FILTER srcs EXCLUDE REGEX "_(schannel|bcrypt)\\.cpp$")
   endif()
   set(${var} ${srcs} PARENT_SCOPE)
 endfunction()
-
-# The stream library needs the sockets and wait-handle backends; while the Windows tree has none
-# yet, it and everything that needs it (pictures, tvget, tvimage and their tests) stay out there.
-set(TV_NET ON)
-if(WIN32 AND NOT EXISTS ${CMAKE_SOURCE_DIR}/src/foundation/platform/win32/wait_handles.cpp)
-  set(TV_NET OFF)
-endif()
 
 # The Windows form of an absolute path of the build machine, as Wine's drive Z: shows it, for
 # paths compiled into test programs that run under Wine.

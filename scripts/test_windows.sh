@@ -33,6 +33,7 @@ trap '"$wineserver" -k >/dev/null 2>&1; "$wineserver" -w >/dev/null 2>&1' EXIT
 status=0
 ctest --test-dir "$build" --output-on-failure -j"$jobs" --timeout 300 2>&1 | tee "$logs/windows.log" || status=1
 bash "$root/tests/windows/e2e.sh" "$build" "$root/build" 2>&1 | tee "$logs/windows-e2e.log" || status=1
+bash "$root/tests/windows/tvget_e2e.sh" "$build" 2>&1 | tee "$logs/windows-tvget.log" || status=1
 echo "windows leg: packages $((started - installing)) s, build $((built - started)) s, tests $(($(date +%s) - built)) s"
 
 passed=0 failed=0
@@ -45,6 +46,13 @@ else
   failed=1
 fi
 line=$(grep -E '^windows e2e: ' "$logs/windows-e2e.log" | tail -n 1 || true)
+if [ -n "$line" ]; then
+  passed=$((passed + $(sed -E 's/.*: ([0-9]+) passed.*/\1/' <<<"$line")))
+  failed=$((failed + $(sed -E 's/.* ([0-9]+) failed.*/\1/' <<<"$line")))
+else
+  failed=$((failed + 1))
+fi
+line=$(grep -E '^windows tvget: ' "$logs/windows-tvget.log" | tail -n 1 || true)
 if [ -n "$line" ]; then
   passed=$((passed + $(sed -E 's/.*: ([0-9]+) passed.*/\1/' <<<"$line")))
   failed=$((failed + $(sed -E 's/.* ([0-9]+) failed.*/\1/' <<<"$line")))

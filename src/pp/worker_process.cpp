@@ -58,7 +58,7 @@ void workerProcess::start() {
         }
         std::vector<std::string> words;
         if (!commandLine.empty()) {
-            words = {"/bin/sh", "-c", commandLine};
+            words = XShellCommandWords(commandLine);
         } else {
             words.push_back(program);
             words.insert(words.end(), arguments.begin(), arguments.end());

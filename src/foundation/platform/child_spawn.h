@@ -1,6 +1,8 @@
 #pragma once
 // Starting a child with chosen standard handles, for the stream library's worker process.
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "foundation/platform/handle.h"
 #include "foundation/platform/process.h"
@@ -15,6 +17,10 @@ constexpr XFileHandle XInheritStdHandle = -2;
 // (2, file not found, for a program that is not there).
 bool XSpawnWithHandles(const char* const* argv, const char* directory, const XFileHandle stdHandles[3],
                        XProcessId* pid);
+
+// The words that run one command line through the system's shell: /bin/sh -c LINE on POSIX,
+// cmd.exe /s /c LINE on Windows (where the line is passed on as it stands, quotes included).
+std::vector<std::string> XShellCommandWords(const std::string& line);
 
 // Writing to a pipe whose reader is gone fails with broken pipe instead of ending the process.
 void XIgnoreBrokenPipeSignal();

@@ -53,8 +53,9 @@ public:
                                                       uint32_t flags) = 0;
 };
 
-// The process's provider on OpenSSL. Clients trust the system store (SSL_CERT_FILE and
-// SSL_CERT_DIR honoured); a server needs setServerIdentity first.
+// The process's provider: OpenSSL on Linux (SSL_CERT_FILE and SSL_CERT_DIR honoured), the
+// system's secure channel on Windows. Clients trust the system store; a server needs
+// setServerIdentity first.
 secureNetStreamProvider& secureProvider();
 void setServerIdentity(const secureIdentity& identity);
 

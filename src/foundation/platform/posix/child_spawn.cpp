@@ -50,6 +50,8 @@ bool XSpawnWithHandles(const char* const* argv, const char* directory, const XFi
     return true;
 }
 
+std::vector<std::string> XShellCommandWords(const std::string& line) { return {"/bin/sh", "-c", line}; }
+
 void XIgnoreBrokenPipeSignal() {
     static std::once_flag once;
     std::call_once(once, [] { signal(SIGPIPE, SIG_IGN); });

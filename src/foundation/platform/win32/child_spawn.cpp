@@ -1,12 +1,63 @@
-// The stream library's worker processes on Windows: chosen standard handles, nothing else
-// inherited.
+// The worker's child through CreateProcessW: its three standard handles are the only ones it
+// inherits, and it sits in a job that ends it when this process ends.
 #include "foundation/platform/child_spawn.h"
 
 #include <windows.h>
 
+#include <cstring>
+#include <string>
+#include <vector>
+
 #include "foundation/platform/last_error.h"
-#include "foundation/platform/win32/child_start.h"
+#include "foundation/platform/win32/child_table.h"
 #include "foundation/platform/win32/win32_util.h"
+
+namespace {
+
+// One argument quoted the way the C run-time splits it back.
+void AppendArgument(std::wstring& line, const std::wstring& argument) {
+    if (!line.empty()) line += L' ';
+    if (!argument.empty() && argument.find_first_of(L" \t\n\v\"") == std::wstring::npos) {
+        line += argument;
+        return;
+    }
+    line += L'"';
+    size_t backslashes = 0;
+    for (wchar_t c : argument) {
+        if (c == L'\\') {
+            ++backslashes;
+            continue;
+        }
+        line.append(c == L'"' ? backslashes * 2 + 1 : backslashes, L'\\');
+        backslashes = 0;
+        line += c;
+    }
+    line.append(backslashes * 2, L'\\');
+    line += L'"';
+}
+
+const char shellProgram[] = "cmd.exe";
+
+bool IsShellCommand(const char* const* argv) {
+    return std::strcmp(argv[0], shellProgram) == 0 && argv[1] && std::strcmp(argv[1], "/s") == 0 && argv[2] &&
+           std::strcmp(argv[2], "/c") == 0 && argv[3] && !argv[4];
+}
+
+// The job every worker child joins; closing its last handle, at this process's end, ends them.
+HANDLE WorkerJob() {
+    static HANDLE job = [] {
+        HANDLE j = CreateJobObjectW(nullptr, nullptr);
+        if (!j) return j;
+        JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+        limits.BasicLimitInformation.LimitFlags =
+            JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE | JOB_OBJECT_LIMIT_SILENT_BREAKAWAY_OK;
+        SetInformationJobObject(j, JobObjectExtendedLimitInformation, &limits, sizeof limits);
+        return j;
+    }();
+    return job;
+}
+
+}  // namespace
 
 bool XSpawnWithHandles(const char* const* argv, const char* directory, const XFileHandle stdHandles[3],
                        XProcessId* pid) {
@@ -14,24 +65,72 @@ bool XSpawnWithHandles(const char* const* argv, const char* directory, const XFi
         XSetLastError(XErr::InvalidParameter);
         return false;
     }
-    const std::wstring program = XFindProgram(argv[0]);
-    if (program.empty()) return false;
-    const DWORD own[3] = {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE};
-    HANDLE standard[3] = {};
-    for (int n = 0; n < 3; ++n) {
-        if (stdHandles[n] == XInheritStdHandle) {
-            standard[n] = GetStdHandle(own[n]);
-        } else if (stdHandles[n] != XInvalidHandle) {
-            standard[n] = XNativeHandle(stdHandles[n]);
-        }  // else left null: the child has no handle there
+    std::wstring line;
+    const bool shell = IsShellCommand(argv);
+    for (int i = 0; argv[i]; ++i) {
+        // cmd.exe reads its command line as it stands, between the quotes /s strips.
+        if (shell && i == 3)
+            line += L" \"" + XWideFromUtf8(argv[i]) + L"\"";
+        else
+            AppendArgument(line, XWideFromUtf8(argv[i]));
     }
-    const std::wstring folder = directory ? XWideFromUtf8(directory) : std::wstring();
+    const DWORD stdIds[3] = {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE};
+    // Inheritable copies of the three, so that the caller's own handles stay private.
+    HANDLE given[3] = {nullptr, nullptr, nullptr};
+    std::vector<HANDLE> inherited;
+    for (int n = 0; n < 3; ++n) {
+        HANDLE source = stdHandles[n] == XInheritStdHandle ? GetStdHandle(stdIds[n])
+                        : stdHandles[n] == XInvalidHandle  ? nullptr
+                                                           : XNativeHandle(stdHandles[n]);
+        if (!XUsableHandle(source)) continue;
+        if (DuplicateHandle(GetCurrentProcess(), source, GetCurrentProcess(), &given[n], 0, TRUE,
+                            DUPLICATE_SAME_ACCESS))
+            inherited.push_back(given[n]);
+    }
+    auto closeGiven = [&] {
+        for (HANDLE h : inherited) CloseHandle(h);
+    };
+
+    SIZE_T size = 0;
+    InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+    std::vector<uint8_t> attributeBytes(size);
+    auto* attributes = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(attributeBytes.data());
+    bool haveList = !inherited.empty() && InitializeProcThreadAttributeList(attributes, 1, 0, &size);
+    if (haveList)
+        haveList = UpdateProcThreadAttribute(attributes, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, inherited.data(),
+                                             inherited.size() * sizeof(HANDLE), nullptr, nullptr);
+
+    STARTUPINFOEXW startup{};
+    startup.StartupInfo.cb = sizeof startup;
+    startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+    startup.StartupInfo.hStdInput = given[0];
+    startup.StartupInfo.hStdOutput = given[1];
+    startup.StartupInfo.hStdError = given[2];
+    if (haveList) startup.lpAttributeList = attributes;
+    const std::wstring folder = directory && *directory ? XWideFromUtf8(directory) : std::wstring();
     PROCESS_INFORMATION info{};
-    if (!XCreateChild(program, argv, folder.c_str(), standard, 0, info)) return false;
+    const DWORD flags = CREATE_SUSPENDED | CREATE_NO_WINDOW | (haveList ? EXTENDED_STARTUPINFO_PRESENT : 0);
+    const BOOL started =
+        CreateProcessW(nullptr, line.data(), nullptr, nullptr, inherited.empty() ? FALSE : TRUE, flags, nullptr,
+                       folder.empty() ? nullptr : folder.c_str(), &startup.StartupInfo, &info);
+    const DWORD error = GetLastError();
+    if (haveList) DeleteProcThreadAttributeList(attributes);
+    closeGiven();
+    if (!started) {
+        XSetLastError(error);
+        return false;
+    }
+    // Without the job (a system that refuses it) the child still runs; it is ended by stop.
+    if (HANDLE job = WorkerJob()) AssignProcessToJobObject(job, info.hProcess);
+    ResumeThread(info.hThread);
     CloseHandle(info.hThread);
-    if (pid) *pid = static_cast<XProcessId>(info.dwProcessId);
+    const XProcessId id = static_cast<XProcessId>(info.dwProcessId);
+    XAdoptChildHandle(id, info.hProcess);
+    if (pid) *pid = id;
     return true;
 }
 
-// Windows has no broken-pipe signal: a write to a pipe without a reader fails with 109.
+std::vector<std::string> XShellCommandWords(const std::string& line) { return {shellProgram, "/s", "/c", line}; }
+
+// Windows has no signal for a gone reader: the write fails with broken pipe by itself.
 void XIgnoreBrokenPipeSignal() {}

@@ -109,11 +109,11 @@ bool XCreateChild(const std::wstring& program, const char* const* argv, const wc
         SetLastError(error);
         return false;
     }
-    XRememberChild(static_cast<XProcessId>(info.dwProcessId), info.hProcess);
+    XAdoptChildHandle(static_cast<XProcessId>(info.dwProcessId), info.hProcess);
     return true;
 }
 
-void XRememberChild(XProcessId pid, HANDLE process) {
+void XAdoptChildHandle(XProcessId pid, HANDLE process) {
     std::lock_guard<std::mutex> lock(g_childrenLock);
     g_children[pid] = process;
 }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "foundation/platform/process.h"
+#include "foundation/platform/win32/child_table.h"
 
 // argv joined into one command line, each argument quoted where the run-time needs it.
 std::wstring XCommandLineOf(const char* const* argv);
@@ -22,6 +23,5 @@ std::wstring XFindProgram(const char* name);
 bool XCreateChild(const std::wstring& program, const char* const* argv, const wchar_t* directory,
                   const HANDLE standard[3], DWORD flags, PROCESS_INFORMATION& info);
 
-void XRememberChild(XProcessId pid, HANDLE process);
 // The remembered handle of pid, or null; taken out of the table when remove is set.
 HANDLE XChildHandle(XProcessId pid, bool remove);

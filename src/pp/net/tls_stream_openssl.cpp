@@ -1,4 +1,4 @@
-#include "pp/net/tls_stream.h"
+#include "pp/net/tls_stream_openssl.h"
 
 #include <openssl/err.h>
 #include <openssl/ssl.h>
@@ -43,16 +43,6 @@ uint32_t verifyStatus(long result) {
 }
 
 }  // namespace
-
-void throwSecureError(uint32_t status, const std::string& description) {
-    if (status == secIncompleteMessage) throwFixed<network_error>();
-    std::string text = exception_network_authentication::fixedText();
-    if (!description.empty()) text += ": " + description;
-    char hex[16];
-    std::snprintf(hex, sizeof hex, "%08X", unsigned(status));
-    text += std::string(" (") + hex + ")";
-    throw exception_network_authentication(text);
-}
 
 netStreamSSL_Impl_OpenSSL::netStreamSSL_Impl_OpenSSL(std::shared_ptr<SSL_CTX> context,
                                                      std::shared_ptr<netStreamBase> lower, uint32_t flags)
