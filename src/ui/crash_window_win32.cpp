@@ -62,7 +62,7 @@ LRESULT CALLBACK WindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lPa
                 AddControl(window, L"STATIC", Wide(text.links[i]), SS_LEFT | SS_NOPREFIX | SS_NOTIFY, LinkIndent,
                            LinkTops[i], Width - LinkIndent - Left, 20, LinkId + i, report->link);
             AddControl(window, L"BUTTON", Wide(text.button), BS_DEFPUSHBUTTON | WS_TABSTOP,
-                       Width - Left - ButtonWidth - 16, Height - ButtonHeight - 50, ButtonWidth, ButtonHeight, ExitId,
+                       Width - Left - ButtonWidth - 16, Height - ButtonHeight - 14, ButtonWidth, ButtonHeight, ExitId,
                        report->font);
             return 0;
         }
