@@ -81,10 +81,6 @@ function(tv_plugin name kind outdir)
     LIBRARY_OUTPUT_DIRECTORY ${outdir}/${kind}
     C_VISIBILITY_PRESET hidden CXX_VISIBILITY_PRESET hidden)
   target_link_libraries(${target} PRIVATE tv_sdk ${P_LIBS})
-  if(WIN32)
-    # The kit's stand-ins for the POSIX calls that plug-ins make (see sdk/kit/win32).
-    target_link_libraries(${target} PRIVATE tv_pluginkit)
-  endif()
   target_link_options(${target} PRIVATE -Wl,--no-undefined ${TV_STATIC_CXX_LINK})
   # The bundled plug-ins (those of the program's own tree, not the tests') are installed.
   if(outdir STREQUAL TV_BIN_DIR)

@@ -10,6 +10,7 @@ root=$(dirname "$here")
 logs=${1:-$(mktemp -d)}
 build=$root/build-win
 jobs=$(nproc)
+installing=$(date +%s)
 "$here/deps.sh" "$here/packages-windows.txt"
 wine=/usr/lib/wine/wine64
 wineserver=/usr/lib/wine/wineserver
@@ -33,7 +34,7 @@ status=0
 ctest --test-dir "$build" --output-on-failure -j"$jobs" --timeout 300 2>&1 | tee "$logs/windows.log" || status=1
 bash "$root/tests/windows/e2e.sh" "$build" "$root/build" 2>&1 | tee "$logs/windows-e2e.log" || status=1
 bash "$root/tests/windows/tvget_e2e.sh" "$build" 2>&1 | tee "$logs/windows-tvget.log" || status=1
-echo "windows leg: build $((built - started)) s, tests $(($(date +%s) - built)) s"
+echo "windows leg: packages $((started - installing)) s, build $((built - started)) s, tests $(($(date +%s) - built)) s"
 
 passed=0 failed=0
 line=$(grep -E 'tests passed, [0-9]+ tests failed out of [0-9]+' "$logs/windows.log" | tail -n 1 || true)

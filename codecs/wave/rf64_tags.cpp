@@ -1,5 +1,6 @@
 #include "rf64_tags.h"
 
+#include <cstring>
 #include <vector>
 
 #include "tvkit/os_file.h"
@@ -31,28 +32,32 @@ std::vector<uint8_t> InfoListOf(const void* block, uint32_t size) {
 
 }  // namespace
 
-bool WriteRf64InfoTags(const std::u16string& path, const void* block, uint32_t blockSize, const tvkit::PluginLog& log) {
+bool WriteInfoTags(const std::u16string& path, const void* block, uint32_t blockSize, const tvkit::PluginLog& log) {
     auto fail = [&](const std::u16string& why) {
         log.Error(u"Error: Unable to write the tags of '" + path + u"': " + why + u".", kFunction);
         return false;
     };
     uint64_t tailAt = 0;
     std::vector<uint8_t> tail;
+    bool rf64 = false;
     {
         tvkit::os::Mapping map;
         if (!map.Open(path)) return fail(tvkit::os::LastErrorText());
         std::string error;
-        if (!Rf64TagTail(map.Data(), map.Size(), tailAt, tail, error)) return fail(tvkit::Utf8ToUtf16(error));
+        if (!InfoTagTail(map.Data(), map.Size(), tailAt, tail, error)) return fail(tvkit::Utf8ToUtf16(error));
+        rf64 = std::memcmp(map.Data(), "RIFF", 4) != 0;  // RF64 or BW64, as InfoTagTail checked
     }
     const std::vector<uint8_t> info = InfoListOf(block, blockSize);
     tail.insert(tail.end(), info.begin(), info.end());
     const uint64_t riff = tailAt + tail.size() - 8;
-    uint8_t size64[8];
-    for (int i = 0; i < 8; ++i) size64[i] = static_cast<uint8_t>(riff >> (8 * i));
+    if (!rf64 && riff > 0xFFFFFFFFu) return fail(u"the file would outgrow RIFF");
+    // RF64 keeps its size in ds64; RIFF right after its id.
+    uint8_t size[8];
+    for (int i = 0; i < 8; ++i) size[i] = static_cast<uint8_t>(riff >> (8 * i));
     tvkit::os::File file;
     const bool ok = file.OpenReadWrite(path) && file.WriteAt(tail.data(), tail.size(), tailAt) &&
-                    file.Truncate(tailAt + tail.size()) && file.WriteAt(size64, sizeof size64, kDs64At + 8) &&
-                    file.Close();
+                    file.Truncate(tailAt + tail.size()) &&
+                    (rf64 ? file.WriteAt(size, 8, kDs64At + 8) : file.WriteAt(size, 4, 4)) && file.Close();
     return ok || fail(tvkit::os::LastErrorText());
 }
 

@@ -52,12 +52,12 @@ public:
     }
 
     // The host's tag writer: TagLib for RIFF; RF64 gets its INFO texts from here, as TagLib
-    // can't rewrite those.
+    // can't rewrite those, and so does RIFF in a build without TagLib.
     int32_t SetProperty(std::u16string_view name, PluginArgs& args) override {
         if (name == u"IDTags") {
             const std::u16string path(tvkit::View16(args.Text));
-            if (!path.empty() && IsRf64File(path))
-                return wavefile::WriteRf64InfoTags(path, args.Data, static_cast<uint32_t>(args.Value), Log()) ? 1 : 0;
+            if (!path.empty() && (IsRf64File(path) || !tvtags::kHasTagLibrary))
+                return wavefile::WriteInfoTags(path, args.Data, static_cast<uint32_t>(args.Value), Log()) ? 1 : 0;
             return tvtags::SetIDTagsProperty(args, Log(), tvtags::FileKind::Wave);
         }
         return DecoderBase::SetProperty(name, args);

@@ -314,14 +314,14 @@ std::vector<uint8_t> BuildWaveHeader(const TvWaveFormatExtensible& format, uint6
     return out;
 }
 
-bool Rf64TagTail(const uint8_t* data, uint64_t size, uint64_t& tailAt, std::vector<uint8_t>& kept, std::string& error) {
+bool InfoTagTail(const uint8_t* data, uint64_t size, uint64_t& tailAt, std::vector<uint8_t>& kept, std::string& error) {
     kept.clear();
     WaveHeader header;
     if (!ParseWaveHeader(data, size, header)) {
         error = header.error;
         return false;
     }
-    if (!header.rf64 || size < kDs64At + 16 || !Is(data + kDs64At, "ds64")) {
+    if (header.rf64 && (size < kDs64At + 16 || !Is(data + kDs64At, "ds64"))) {
         error = "it has no ds64 chunk in first place";
         return false;
     }

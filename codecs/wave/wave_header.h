@@ -57,12 +57,13 @@ std::vector<uint8_t> BuildWaveHeader(const TvWaveFormatExtensible& format, uint6
 // Whether a file with this much data must be written as RF64.
 bool NeedsRf64(const TvWaveFormatExtensible& format, uint64_t dataSize, uint64_t trailing = 0);
 
-// Where the text tags of an RF64 file go: the chunks behind its data start at tailAt, and kept
-// gets those of them that stay (all but LIST INFO). False with error filled when the file has
-// no ds64 chunk in first place, its data ends early, or the chunks behind it don't line up.
+// Where the text tags of a RIFF or RF64 file go: the chunks behind its data start at tailAt, and
+// kept gets those of them that stay (all but LIST INFO). False with error filled when an RF64
+// file has no ds64 chunk in first place, the data ends early, or the chunks behind it don't
+// line up.
 constexpr uint64_t kDs64At = 12;              // ds64 comes first in an RF64 file
 constexpr uint64_t kMaxTailBytes = 16 << 20;  // chunks behind the data that are kept
-bool Rf64TagTail(const uint8_t* data, uint64_t size, uint64_t& tailAt, std::vector<uint8_t>& kept, std::string& error);
+bool InfoTagTail(const uint8_t* data, uint64_t size, uint64_t& tailAt, std::vector<uint8_t>& kept, std::string& error);
 
 // One LIST INFO text: a chunk id such as "INAM" and its UTF-8 value.
 struct InfoEntry {

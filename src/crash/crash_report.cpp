@@ -1,20 +1,16 @@
 #include "crash/crash_report.h"
 
-#include <initializer_list>
 #include <string>
 #include <vector>
 
 #include "crash/crash_window.h"
 #include "foundation/paths/xpath.h"
 #include "foundation/platform/console.h"
+#include "foundation/platform/desktop.h"
 #include "foundation/platform/dynamic_library.h"
-#include "foundation/platform/environment.h"
-#include "foundation/platform/process.h"
 #include "foundation/settings/xregistry.h"
 
 namespace {
-
-constexpr uint32_t FileManagerWaitMs = 3000;
 
 XString g_dumpPath;  // for the links' actions
 XString g_forum;
@@ -35,35 +31,16 @@ void WriteRow(const XString& row) {
     XWriteHandle(XStdErrorHandle, bytes.data(), bytes.size());
 }
 
-bool Run(std::initializer_list<std::string> args, bool wait) {
-    std::vector<const char*> argv;
-    for (const auto& a : args) argv.push_back(a.c_str());
-    argv.push_back(nullptr);
-    XProcessId pid = 0;
-    if (!XSpawnProcess(argv.data(), &pid)) return false;
-    return !wait || XWaitProcess(pid, FileManagerWaitMs) == 0;
-}
-
 // A link that can't start does nothing: the report has said where the dump is.
 void OpenLink(int link, void*) {
-    if (link == 0) {
-        Run({"xdg-open", g_forum.ToStdUtf8()}, false);
-        return;
-    }
-    // The file manager's own call selects the dump; the folder alone where none answers it.
-    const std::string uri = "file://" + g_dumpPath.ToStdUtf8();
-    if (Run({"dbus-send", "--session", "--print-reply", "--dest=org.freedesktop.FileManager1",
-             "/org/freedesktop/FileManager1", "org.freedesktop.FileManager1.ShowItems", "array:string:" + uri,
-             "string:"},
-            true)) {
-        return;
-    }
-    Run({"xdg-open", XPath(g_dumpPath).Folder().ToStdUtf8()}, false);
+    if (link == 0)
+        XOpenAddress(g_forum);
+    else
+        XShowFileInFolder(g_dumpPath);
 }
 
 void ShowWindow(const XCrashReportRows& report, const XString& displayName) {
-    XString display;
-    if (!XGetEnvironmentVariable(u"DISPLAY", display) || display.IsEmpty()) return;
+    if (!XHasDesktop()) return;
     XModuleHandle module = XSysLoadLibrary(InModuleFolder(TV_CRASH_WINDOW_MODULE));
     if (!module) return;
     auto show = reinterpret_cast<TvShowCrashWindowFn>(XSysGetProcAddress(module, TV_CRASH_WINDOW_EXPORT));

@@ -20,7 +20,11 @@ struct TvCrashWindowText {
 // Shows the window until it is closed: 1, or 0 when no window could be made.
 typedef int32_t (*TvShowCrashWindowFn)(const struct TvCrashWindowText* text);
 #define TV_CRASH_WINDOW_EXPORT "TvShowCrashWindow"
+#ifdef _WIN32
+#define TV_CRASH_WINDOW_MODULE u"tvcrashwindow.dll"
+#else
 #define TV_CRASH_WINDOW_MODULE u"tvcrashwindow.so"
+#endif
 
 #ifdef __cplusplus
 }

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "driver/run_plan.h"
+#include "foundation/platform/path_rules.h"
 
 namespace {
 TvPlanProblem Read(const char16_t* line, TvRunPlan& plan) { return TvReadRunPlan(XOptionList(XString(line)), plan); }
@@ -22,7 +23,7 @@ TEST(RunPlan, ValuesAsTheRunUsesThem) {
               TvPlanProblem::None);
     EXPECT_TRUE(plan.stdinIsSource);
     EXPECT_EQ(plan.tagLoadFile, u"o.mp3");
-    EXPECT_EQ(plan.tmpFolder, u"t/");
+    EXPECT_EQ(plan.tmpFolder, XString(u"t") + XPathSepText);
     EXPECT_TRUE(plan.batchLeader);
     EXPECT_EQ(plan.batchId, 0u);
     EXPECT_EQ(plan.quitEventName, u"q");

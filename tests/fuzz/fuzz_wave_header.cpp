@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     uint64_t tailAt = 0;
     std::vector<uint8_t> kept;
     std::string error;
-    if (wavefile::Rf64TagTail(data, size, tailAt, kept, error) && (tailAt > size || kept.size() > size - tailAt))
+    if (wavefile::InfoTagTail(data, size, tailAt, kept, error) && (tailAt > size || kept.size() > size - tailAt))
         __builtin_trap();
     return 0;
 }

@@ -23,6 +23,8 @@
 
 namespace tvtags {
 
+const bool kHasTagLibrary = true;
+
 using detail::FromTagLib;
 using detail::Style;
 using detail::ToTagLib;

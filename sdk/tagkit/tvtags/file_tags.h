@@ -24,6 +24,9 @@
 
 namespace tvtags {
 
+// False in a build without TagLib (the Windows cross build): nothing is read or written then.
+extern const bool kHasTagLibrary;
+
 enum class FileKind { Unknown, Flac, OggFlac, OggVorbis, Opus, Mp3, Wave };
 
 // The kind of a file: by its extension when that is unambiguous, otherwise by its first bytes

@@ -1,10 +1,12 @@
-// The tag part where TagLib can't be had (the Windows cross build): nothing is read, and a
-// WAV file counts as tagged by the LIST INFO texts its encoder wrote while encoding. Pictures
-// and ID3 frames are not carried there. The picture-name helpers are not part of this build.
+// The tag part where TagLib can't be had (the Windows cross build): nothing is read, and the
+// WAV decoder writes a WAV file's LIST INFO texts itself. Pictures and ID3 frames are not
+// carried there. The picture-name helpers are not part of this build.
 #include "tvkit/text.h"
 #include "tvtags/file_tags.h"
 
 namespace tvtags {
+
+const bool kHasTagLibrary = false;
 
 namespace {
 
@@ -42,12 +44,7 @@ bool WriteFileTags(std::u16string_view, const std::vector<tvkit::TagItem>&, std:
     return false;
 }
 
-int32_t SetIDTagsProperty(const PluginArgs& args, const tvkit::PluginLog& log, FileKind kind) {
-    if (kind == FileKind::Wave) {
-        // The encoder put the texts in LIST INFO already; only the extras are lost.
-        log.Debug(u"Tags of '" + std::u16string(tvkit::View16(args.Text)) + u"' stay the LIST INFO texts: " + kMissing);
-        return 1;
-    }
+int32_t SetIDTagsProperty(const PluginArgs&, const tvkit::PluginLog& log, FileKind) {
     log.Error(std::u16string(u"Error: ") + kMissing + u".", "SetIDTags");
     return 0;
 }

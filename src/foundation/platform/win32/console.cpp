@@ -20,6 +20,15 @@ void XEnsureStandardHandles() {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX);
 }
 
+void XCloseStdInput() {
+    // The writer of a pipe learns of the end only when its last reader handle is gone.
+    HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+    HANDLE nul = CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                             FILE_ATTRIBUTE_NORMAL, nullptr);
+    SetStdHandle(STD_INPUT_HANDLE, XUsableHandle(nul) ? nul : nullptr);
+    if (XUsableHandle(input)) CloseHandle(input);
+}
+
 // Windows keeps the command line itself.
 void XSetProcessArguments(int, const char* const*) {}
 

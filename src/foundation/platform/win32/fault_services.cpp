@@ -1,8 +1,9 @@
 // What a fault handler may call on Windows: guarded reads of its own memory, the successor
 // process, raw files, the system's facts, and the system's Minidump writer with the
 // exception of the fault.
-#include <dbghelp.h>
 #include <windows.h>
+
+#include <dbghelp.h>
 
 #include <cstring>
 

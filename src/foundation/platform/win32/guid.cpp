@@ -1,7 +1,8 @@
 #include "foundation/platform/guid.h"
 
-#include <bcrypt.h>
 #include <windows.h>
+
+#include <bcrypt.h>
 
 #include <cstring>
 

@@ -2,8 +2,9 @@
 // older folder that stands in where the shell has none.
 #include "foundation/platform/known_folders.h"
 
-#include <shlobj.h>
 #include <windows.h>
+
+#include <shlobj.h>
 
 #include "foundation/platform/win32/win32_util.h"
 
