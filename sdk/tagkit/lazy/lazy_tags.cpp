@@ -5,6 +5,9 @@
 
 namespace tvtags {
 
+// This build has TagLib, even if it is loaded only when first needed.
+const bool kHasTagLibrary = true;
+
 namespace {
 
 struct Engine {
