@@ -33,7 +33,8 @@ const tvkit::DecodesEntry kDecodes[] = {
 // the file is already as it should be, and TagLib need not be loaded to find that out.
 bool NothingToTag(const PluginArgs& args) {
     const std::u16string_view path = tvkit::View16(args.Text);
-    if (path.empty() || (!args.Data && args.Value) || !tvkit::ParseTagBlock(args.Data, args.Value).empty()) return false;
+    if (path.empty() || (!args.Data && args.Value) || !tvkit::ParseTagBlock(args.Data, args.Value).empty())
+        return false;
     if (tvtags::KindOfFile(path) != tvtags::FileKind::Flac) return false;
     FLAC__Metadata_SimpleIterator* it = FLAC__metadata_simple_iterator_new();
     if (!it) return false;
@@ -50,7 +51,8 @@ bool NothingToTag(const PluginArgs& args) {
         if (!untagged || !FLAC__metadata_simple_iterator_next(it)) break;
     }
     // A damaged header also leaves the decision to the tag kit, which reports it.
-    if (untagged && FLAC__metadata_simple_iterator_status(it) != FLAC__METADATA_SIMPLE_ITERATOR_STATUS_OK) untagged = false;
+    if (untagged && FLAC__metadata_simple_iterator_status(it) != FLAC__METADATA_SIMPLE_ITERATOR_STATUS_OK)
+        untagged = false;
     FLAC__metadata_simple_iterator_delete(it);
     return untagged;
 }

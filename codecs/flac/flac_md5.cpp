@@ -4,9 +4,8 @@
 
 #include <cstring>
 
-#include "tvkit/os_process.h"
 #include <system_error>
-
+#include "tvkit/os_process.h"
 
 namespace flacmd5 {
 

@@ -43,12 +43,12 @@ bool Output::Close() {
 FLAC__StreamEncoderWriteStatus Output::WriteCb(const FLAC__StreamEncoder*, const FLAC__byte buffer[], size_t bytes,
                                                uint32_t, uint32_t, void* self) {
     return static_cast<Output*>(self)->Write(buffer, bytes) ? FLAC__STREAM_ENCODER_WRITE_STATUS_OK
-                                                           : FLAC__STREAM_ENCODER_WRITE_STATUS_FATAL_ERROR;
+                                                            : FLAC__STREAM_ENCODER_WRITE_STATUS_FATAL_ERROR;
 }
 
 FLAC__StreamEncoderSeekStatus Output::SeekCb(const FLAC__StreamEncoder*, FLAC__uint64 at, void* self) {
     return static_cast<Output*>(self)->Seek(at) ? FLAC__STREAM_ENCODER_SEEK_STATUS_OK
-                                               : FLAC__STREAM_ENCODER_SEEK_STATUS_ERROR;
+                                                : FLAC__STREAM_ENCODER_SEEK_STATUS_ERROR;
 }
 
 FLAC__StreamEncoderTellStatus Output::TellCb(const FLAC__StreamEncoder*, FLAC__uint64* at, void* self) {

@@ -27,7 +27,9 @@ FileKind Sniff(std::u16string_view path) {
     unsigned char p[kSniffBytes];
     size_t n = 0;
     if (!file.ReadAt(p, sizeof p, 0, n)) return FileKind::Unknown;
-    auto at = [&](size_t off, const char* sig, size_t len) { return n >= off + len && std::memcmp(p + off, sig, len) == 0; };
+    auto at = [&](size_t off, const char* sig, size_t len) {
+        return n >= off + len && std::memcmp(p + off, sig, len) == 0;
+    };
     if (at(0, "fLaC", 4)) return FileKind::Flac;
     if (at(0, "RIFF", 4) && at(8, "WAVE", 4)) return FileKind::Wave;
     if (at(0, "ID3", 3)) return FileKind::Mp3;
@@ -36,7 +38,11 @@ FileKind Sniff(std::u16string_view path) {
         const size_t packet = 27 + p[26];
         if (at(packet, "\x01vorbis", 7)) return FileKind::OggVorbis;
         if (at(packet, "OpusHead", 8)) return FileKind::Opus;
-        if (at(packet, "\x7F" "FLAC", 5)) return FileKind::OggFlac;
+        if (at(packet,
+               "\x7F"
+               "FLAC",
+               5))
+            return FileKind::OggFlac;
         return FileKind::Unknown;
     }
     if (n >= 2 && p[0] == 0xFF && (p[1] & 0xE0) == 0xE0) return FileKind::Mp3;

@@ -36,8 +36,8 @@ const Engine& Load() {
         auto* e = new Engine;
         const std::u16string folder = tvkit::os::ModuleFolder();
         if (!TryOpen(*e, folder + engine::kLibraryName) && !TryOpen(*e, folder + u"../" + engine::kLibraryName)) {
-            e->error = u"Tags can't be read or written: " + std::u16string(engine::kLibraryName) + u" can't be loaded (" +
-                       tvkit::os::LastErrorText() + u")";
+            e->error = u"Tags can't be read or written: " + std::u16string(engine::kLibraryName) +
+                       u" can't be loaded (" + tvkit::os::LastErrorText() + u")";
         }
         return e;
     }();

@@ -53,8 +53,7 @@ public:
                                                       uint32_t flags) = 0;
     // TLS over an open stream in the role and trust of `model`, an established TLS stream of
     // this provider, resuming its session where the system can; null when `model` is none.
-    virtual std::shared_ptr<netStreamBase> wrapSecureLike(std::shared_ptr<netStreamBase> lower,
-                                                          const std::string& host,
+    virtual std::shared_ptr<netStreamBase> wrapSecureLike(std::shared_ptr<netStreamBase> lower, const std::string& host,
                                                           const std::shared_ptr<netStreamBase>& model) = 0;
 };
 

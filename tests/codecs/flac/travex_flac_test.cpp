@@ -83,8 +83,8 @@ TEST(FlacTravex, EmptyTagBlockKeepsUntaggedAndClearsTagged) {
     EXPECT_EQ(before, ReadFile(flac));
 
     std::u16string error;
-    const std::vector<tvkit::TagItem> tagged = {
-        {u"Title", u"Gone soon", {}}, {u"_albumart_1_Front Album Cover", u"", Bytes{0xFF, 0xD8, 0xFF, 0xD9}}};
+    const std::vector<tvkit::TagItem> tagged = {{u"Title", u"Gone soon", {}},
+                                                {u"_albumart_1_Front Album Cover", u"", Bytes{0xFF, 0xD8, 0xFF, 0xD9}}};
     ASSERT_TRUE(tvtags::WriteFileTags(wide.Text(), tagged, error));
     EXPECT_NE(0, dec.Set(u"IDTags", &args));
     std::vector<tvkit::TagItem> left;
