@@ -1,5 +1,7 @@
 // Reading and writing tags in a plug-in: TagLib is loaded, through tvtags.so, at the first
 // call, so that plug-ins that never touch tags (most runs) don't pay for loading it.
+#include <new>
+
 #include "tag_engine.h"
 #include "tvkit/os_process.h"
 
@@ -31,9 +33,11 @@ bool TryOpen(Engine& e, const std::u16string& path) {
 // The run-time tree holds decoder/, encoder/ and DSPs/ with the library beside them.
 const Engine& Load() {
     // Never unloaded: TagLib's library takes the shared C++ run-time with it, and unloading
-    // that one before the process ends crashes it on the way out.
+    // that one before the process ends crashes it on the way out. The record lives in static
+    // storage rather than on the heap, so a plug-in that is unloaded leaves no block behind.
+    alignas(Engine) static unsigned char storage[sizeof(Engine)];
     static Engine* const engine = [] {
-        auto* e = new Engine;
+        auto* e = new (storage) Engine;
         const std::u16string folder = tvkit::os::ModuleFolder();
         if (!TryOpen(*e, folder + engine::kLibraryName) && !TryOpen(*e, folder + u"../" + engine::kLibraryName)) {
             e->error = u"Tags can't be read or written: " + std::u16string(engine::kLibraryName) +

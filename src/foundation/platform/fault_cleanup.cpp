@@ -13,7 +13,7 @@ enum : uint32_t { Free = 0, Busy = 1, Held = 2 };
 
 struct Slot {
     std::atomic<uint32_t> state{Free};
-    char name[NameCapacity];
+    char name[NameCapacity]{};
 };
 // constinit: zero pages from the start, not a loop at process start that touches every one.
 constinit Slot g_slots[XFaultCleanupSlots];

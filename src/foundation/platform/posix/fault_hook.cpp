@@ -37,7 +37,7 @@ void* g_helperStack = nullptr;
 // The threads that answered a stop request, filled by each thread's own handler.
 struct StopSlot {
     std::atomic<uint32_t> ready{0};
-    XStoppedThread thread;
+    XStoppedThread thread{};
 };
 // constinit: zero pages from the start, not a loop at process start that touches every one.
 constinit StopSlot g_slots[MaxStopped];
