@@ -7,7 +7,7 @@ namespace oggopus {
 
 namespace {
 
-constexpr size_t kMaxPacket = 1277 * 3 + 2;  // the largest 20 ms stereo packet, with room
+constexpr size_t kMaxPacket = 4000;                          // above the largest packet, 1275 bytes a frame
 constexpr int64_t kMaxPageSpan = SingleStreamWriter::kRate;  // a page holds at most 1 s
 
 void PutLE(std::vector<unsigned char>& out, uint32_t v, int bytes) {
@@ -25,8 +25,7 @@ ogg_packet MakePacket(std::vector<unsigned char>& data, int64_t granule, int64_t
     return p;
 }
 
-}  // namespace
-
+// The OpusHead and OpusTags packets, for mapping family 0.
 std::vector<unsigned char> HeadPacket(unsigned channels, uint32_t preSkip, uint32_t inputRate) {
     std::vector<unsigned char> out{'O', 'p', 'u', 's', 'H', 'e', 'a', 'd', 1, static_cast<unsigned char>(channels)};
     PutLE(out, preSkip, 2);
@@ -44,7 +43,9 @@ std::vector<unsigned char> TagsPacket(const std::string& vendor) {
     return out;
 }
 
-bool SingleStreamWriter::Open(const std::string& path, unsigned ch, uint32_t inputRate, const Settings& s,
+}  // namespace
+
+bool SingleStreamWriter::Open(const std::filesystem::path& path, unsigned ch, uint32_t inputRate, const Settings& s,
                               std::string& error) {
     channels = ch;
     int err = OPUS_OK;
@@ -153,8 +154,8 @@ bool SingleStreamWriter::WritePages(bool flush) {
     while (flush ? ogg_stream_flush(&stream, &page) : ogg_stream_pageout(&stream, &page)) {
         ok = ok && std::fwrite(page.header, 1, static_cast<size_t>(page.header_len), file) ==
                        static_cast<size_t>(page.header_len);
-        ok = ok && std::fwrite(page.body, 1, static_cast<size_t>(page.body_len), file) ==
-                       static_cast<size_t>(page.body_len);
+        ok = ok &&
+             std::fwrite(page.body, 1, static_cast<size_t>(page.body_len), file) == static_cast<size_t>(page.body_len);
         if (ogg_page_granulepos(&page) > 0) pageStart = ogg_page_granulepos(&page);
     }
     return ok;

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -31,7 +32,7 @@ public:
 
     // Creates the file and writes its two header pages; inputRate is the source's rate, which
     // OpusHead records. On failure error says why.
-    bool Open(const std::string& path, unsigned channels, uint32_t inputRate, const Settings& settings,
+    bool Open(const std::filesystem::path& path, unsigned channels, uint32_t inputRate, const Settings& settings,
               std::string& error);
     // frames interleaved 48 kHz float frames.
     bool Write(const float* samples, size_t frames, std::string& error);
@@ -51,16 +52,12 @@ private:
     ogg_stream_state stream{};
     unsigned channels = 0;
     uint32_t preSkip = 0;
-    uint64_t fed = 0;                // 48 kHz frames given to Write
-    uint64_t encoded = 0;            // frames in the packets so far
-    int64_t packetNo = 2;            // after the two headers
-    int64_t pageStart = 0;           // granule position of the last page written
-    std::vector<float> pending;      // less than one frame of audio
+    uint64_t fed = 0;            // 48 kHz frames given to Write
+    uint64_t encoded = 0;        // frames in the packets so far
+    int64_t packetNo = 2;        // after the two headers
+    int64_t pageStart = 0;       // granule position of the last page written
+    std::vector<float> pending;  // less than one frame of audio
     std::vector<unsigned char> packet;
 };
-
-// The OpusHead and OpusTags packets, for mapping family 0.
-std::vector<unsigned char> HeadPacket(unsigned channels, uint32_t preSkip, uint32_t inputRate);
-std::vector<unsigned char> TagsPacket(const std::string& vendor);
 
 }  // namespace oggopus

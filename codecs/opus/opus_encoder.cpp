@@ -157,8 +157,8 @@ private:
         s.complexity = static_cast<int>(settings.complexity);
         direct = std::make_unique<oggopus::SingleStreamWriter>();
         std::string error;
-        if (!direct->Open(std::filesystem::path(tvkit::Utf16ToUtf8(OutputPath())).string(), layout.channels,
-                          layout.rate, s, error)) {
+        if (!direct->Open(std::filesystem::path(tvkit::Utf16ToUtf8(OutputPath())), layout.channels, layout.rate, s,
+                          error)) {
             Log().Error(u"Error: Unable to create file '" + path + u"': " + tvkit::Utf8ToUtf16(error), function);
             Release();
             return false;
@@ -221,7 +221,7 @@ private:
     }
 
     std::unique_ptr<oggopus::SingleStreamWriter> direct;  // mono and stereo
-    OggOpusEnc* encoder = nullptr;  // more channels
+    OggOpusEnc* encoder = nullptr;                        // more channels
     OggOpusComments* comments = nullptr;
     soxr_t resampler = nullptr;
     Settings settings;

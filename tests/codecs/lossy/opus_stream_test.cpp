@@ -48,8 +48,12 @@ TEST(OpusStream, LengthsAroundFramesAndPreSkipComeBackExact) {
     };
     // 648 + 312 pre-skip fill one frame exactly; 649 needs a second one.
     const Case cases[] = {
-        {2, 1, 40000, u""},         {2, 648, 40000, u""},   {1, 649, 40000, u""},
-        {2, 960, 40000, u""},       {1, 961, 100, u""},     {2, 48000, 1000, u"--hard-cbr"},
+        {2, 1, 40000, u""},
+        {2, 648, 40000, u""},
+        {1, 649, 40000, u""},
+        {2, 960, 40000, u""},
+        {1, 961, 100, u""},
+        {2, 48000, 1000, u"--hard-cbr"},
         {1, 48000 * 3 + 17, 40000, u"--bitrate 6"},
     };
     for (const Case& c : cases) {
@@ -110,8 +114,8 @@ TEST(OpusStream, OutsideToolsAgreeOnLengthAndFindNoFault) {
         EXPECT_EQ(std::string::npos, info.find("WARNING")) << info;
         EXPECT_EQ(std::string::npos, info.find("ERROR")) << info;
         // opusdec gives back the source's rate from the header, at the source's length.
-        const std::string count = RunCommand("opusdec --quiet " + Quote(out) + " " + Quote(wav) +
-                                             " 2>/dev/null && soxi -s " + Quote(wav));
+        const std::string count =
+            RunCommand("opusdec --quiet " + Quote(out) + " " + Quote(wav) + " 2>/dev/null && soxi -s " + Quote(wav));
         const long got = std::atol(count.c_str());
         if (rate == 48000) {
             EXPECT_EQ(long(frames), got);
