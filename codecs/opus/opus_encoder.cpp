@@ -1,4 +1,5 @@
-// encoder/opus.so: PCM to Ogg Opus through libopusenc. Options as the opusenc tool takes them:
+// encoder/opus.so: PCM to Ogg Opus, mono and stereo through libopus and libogg directly, more
+// channels through libopusenc. Options as the opusenc tool takes them:
 // --bitrate n (kbps; default 96 mono, 128 stereo, 64 a channel above), --comp n (complexity
 // 0..10), --vbr, --cvbr, --hard-cbr. Opus runs at 48 kHz: other rates go through libsoxr at
 // high quality first, and the header records the source's rate as its input rate, as the
@@ -8,10 +9,12 @@
 #include <soxr.h>
 
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "lossy_encoder.h"
+#include "ogg_opus_stream.h"
 #include "opus_head.h"
 #include "tvkit/text.h"
 
@@ -44,7 +47,7 @@ private:
         return names;
     }
 
-    bool Started() const override { return encoder != nullptr; }
+    bool Started() const override { return encoder != nullptr || direct != nullptr; }
 
     std::vector<std::u16string_view> ValueOptions() const override { return {u"--bitrate", u"--comp"}; }
     void ResetSettings() override { settings = Settings{}; }
@@ -76,6 +79,12 @@ private:
 
     bool Finish(const char* function) override {
         if (resampler && !Feed(nullptr, 0, function)) return false;
+        if (direct) {
+            std::string error;
+            if (direct->Finish(error)) return true;
+            Log().Error(u"Error: Unable to finish Opus file '" + path + u"': " + tvkit::Utf8ToUtf16(error), function);
+            return false;
+        }
         // libopusenc asserts when it drains a stream that never began; an empty write begins
         // it, so that a source without audio gives a valid file of length 0.
         const float none = 0;
@@ -115,6 +124,9 @@ private:
                 return false;
             }
         }
+        resampled.resize((kChunkFrames * kRate / layout.rate + 64) * layout.channels);
+        const long kbps = settings.kbps ? settings.kbps : DefaultKbps(layout.channels);
+        if (layout.channels <= 2) return StartDirect(kbps, function);
         comments = ope_comments_create();  // the host's tag writer fills them later
         int err = OPE_OK;
         if (comments)
@@ -128,14 +140,29 @@ private:
             Release();
             return false;
         }
-        const long kbps = settings.kbps ? settings.kbps : DefaultKbps(layout.channels);
         ope_encoder_ctl(encoder, OPUS_SET_BITRATE(static_cast<opus_int32>(kbps * 1000)));
         ope_encoder_ctl(encoder, OPUS_SET_VBR(settings.mode == RateMode::Cbr ? 0 : 1));
         ope_encoder_ctl(encoder, OPUS_SET_VBR_CONSTRAINT(settings.mode == RateMode::Cvbr ? 1 : 0));
         if (settings.complexity >= 0)
             ope_encoder_ctl(encoder, OPUS_SET_COMPLEXITY(static_cast<opus_int32>(settings.complexity)));
-        resampled.resize((kChunkFrames * kRate / layout.rate + 64) * layout.channels);
         ordered.resize(resampled.size());
+        return true;
+    }
+
+    bool StartDirect(long kbps, const char* function) {
+        oggopus::Settings s;
+        s.bitrate = static_cast<int32_t>(kbps * 1000);
+        s.vbr = settings.mode != RateMode::Cbr;
+        s.constrained = settings.mode == RateMode::Cvbr;
+        s.complexity = static_cast<int>(settings.complexity);
+        direct = std::make_unique<oggopus::SingleStreamWriter>();
+        std::string error;
+        if (!direct->Open(std::filesystem::path(tvkit::Utf16ToUtf8(OutputPath())), layout.channels, layout.rate, s,
+                          error)) {
+            Log().Error(u"Error: Unable to create file '" + path + u"': " + tvkit::Utf8ToUtf16(error), function);
+            Release();
+            return false;
+        }
         return true;
     }
 
@@ -159,6 +186,12 @@ private:
     }
 
     bool Encode(const float* data, size_t frames, const char* function) {
+        if (direct) {
+            std::string error;
+            if (direct->Write(data, frames, error)) return true;
+            Log().Error(u"Error: Opus encoding of '" + path + u"' failed: " + tvkit::Utf8ToUtf16(error), function);
+            return false;
+        }
         const float* src = data;
         if (layout.channels > 2) {
             // Family 1 takes the Vorbis channel order.
@@ -178,6 +211,7 @@ private:
     }
 
     void Release() override {
+        direct.reset();
         if (encoder) ope_encoder_destroy(encoder);
         encoder = nullptr;
         if (comments) ope_comments_destroy(comments);
@@ -186,7 +220,8 @@ private:
         resampler = nullptr;
     }
 
-    OggOpusEnc* encoder = nullptr;
+    std::unique_ptr<oggopus::SingleStreamWriter> direct;  // mono and stereo
+    OggOpusEnc* encoder = nullptr;                        // more channels
     OggOpusComments* comments = nullptr;
     soxr_t resampler = nullptr;
     Settings settings;
