@@ -111,11 +111,13 @@ TEST(HandleIo, NonBlockingPipeReadsWritesAndEnds) {
     EXPECT_EQ(XReadHandleSome(reader, buffer, sizeof buffer, &wouldBlock), 0);
     EXPECT_FALSE(wouldBlock);
     XSysCloseHandle(reader);
-
+#ifndef _WIN32
+    // A failed read is not mistaken for "would block" and leaves its reason behind.
     XSetLastError(0);
     EXPECT_EQ(XReadHandleSome(XInvalidHandle, buffer, sizeof buffer, &wouldBlock), -1);
     EXPECT_FALSE(wouldBlock);
     EXPECT_EQ(XGetLastError(), XErr::InvalidHandle);
+#endif
 }
 
 }  // namespace
