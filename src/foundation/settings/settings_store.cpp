@@ -345,21 +345,6 @@ void ReadValue(sqlite3_stmt* s, int typeColumn, Value& value) {
 
 }  // namespace
 
-std::u16string NormalPath(std::u16string_view path) {
-    std::u16string out;
-    size_t from = 0;
-    while (from <= path.size()) {
-        size_t at = path.find(u'\\', from);
-        if (at == std::u16string_view::npos) at = path.size();
-        if (at > from) {
-            if (!out.empty()) out += u'\\';
-            out.append(path.substr(from, at - from));
-        }
-        from = at + 1;
-    }
-    return out;
-}
-
 XString DatabasePath() {
     XString folder;
     if (!XGetEnvironmentVariable(u"TONVALE_CONFIG_HOME", folder) || folder.IsEmpty()) {

@@ -24,6 +24,13 @@ public:
     std::string digestText();
 
 private:
+    static constexpr size_t digestBytes = 16;
+    // The system library's part: one piece of at most maxPiece bytes into the hash, and the
+    // raw digest at the end.
+    static constexpr size_t maxPiece = 0x80000000u;
+    void update(const void* piece, size_t length);
+    void finishRaw(unsigned char (&digest)[digestBytes]);
+
     struct state;
     std::unique_ptr<state> m_state;
 };

@@ -2,18 +2,12 @@
 // after windows.h, which it needs
 #include <bcrypt.h>
 
-#include <algorithm>
-#include <cstdint>
-
 #include "pp/exceptions.h"
 #include "pp/http/hasher_md5.h"
 
 namespace PP {
 
 namespace {
-// Largest piece handed to the hash at once.
-constexpr size_t maxPiece = 0x80000000u;
-constexpr ULONG md5Bytes = 16;
 
 BCRYPT_ALG_HANDLE md5Algorithm() {
     static BCRYPT_ALG_HANDLE algorithm = [] {
@@ -45,39 +39,13 @@ void hasherMD5::reset() {
         throwFixed<bug_check>();
 }
 
-void hasherMD5::write(const void* buffer, size_t length) {
-    const uint8_t* p = static_cast<const uint8_t*>(buffer);
-    while (length > 0) {
-        size_t piece = std::min(length, maxPiece);
-        if (!BCRYPT_SUCCESS(BCryptHashData(m_state->hash, const_cast<PUCHAR>(p), ULONG(piece), 0)))
-            throwFixed<bug_check>();
-        p += piece;
-        length -= piece;
-    }
+void hasherMD5::update(const void* piece, size_t length) {
+    if (!BCRYPT_SUCCESS(BCryptHashData(m_state->hash, static_cast<PUCHAR>(const_cast<void*>(piece)), ULONG(length), 0)))
+        throwFixed<bug_check>();
 }
 
-std::string hasherMD5::finish() {
-    unsigned char digest[md5Bytes];
-    if (!BCRYPT_SUCCESS(BCryptFinishHash(m_state->hash, digest, md5Bytes, 0))) throwFixed<bug_check>();
-    static const char hex[] = "0123456789abcdef";
-    std::string out;
-    for (unsigned char b : digest) {
-        out += hex[b >> 4];
-        out += hex[b & 15];
-    }
-    return out;
-}
-
-std::string hasherMD5::digestText() {
-    std::string d = finish();
-    reset();
-    return d;
-}
-
-std::string md5Hex(std::string_view text) {
-    hasherMD5 h;
-    h.write(text.data(), text.size());
-    return h.finish();
+void hasherMD5::finishRaw(unsigned char (&digest)[digestBytes]) {
+    if (!BCRYPT_SUCCESS(BCryptFinishHash(m_state->hash, digest, digestBytes, 0))) throwFixed<bug_check>();
 }
 
 }  // namespace PP

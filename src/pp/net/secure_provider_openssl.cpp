@@ -7,7 +7,7 @@
 #include <mutex>
 
 #include "pp/exceptions.h"
-#include "pp/net/proxy.h"
+#include "pp/net/secure_provider_install.h"
 #include "pp/net/tls_stream_openssl.h"
 
 namespace PP {
@@ -108,21 +108,12 @@ private:
     std::string m_trustFile, m_trustDir;
 };
 
-SSLProvider_OpenSSL& provider() {
-    static SSLProvider_OpenSSL p;
-    // An https proxy is reached through the same transport.
-    static bool installed = [] {
-        setProxySecureFactory([](const std::string&) { return provider().createSecure(0); });
-        return true;
-    }();
-    (void)installed;
-    return p;
-}
-
 }  // namespace
 
-secureNetStreamProvider& secureProvider() { return provider(); }
+secureNetStreamProvider& secureProvider() { return installedSecureProvider<SSLProvider_OpenSSL>(); }
 
-void setServerIdentity(const secureIdentity& identity) { provider().setIdentity(identity); }
+void setServerIdentity(const secureIdentity& identity) {
+    installedSecureProvider<SSLProvider_OpenSSL>().setIdentity(identity);
+}
 
 }  // namespace PP

@@ -2,7 +2,7 @@
 #include <mutex>
 
 #include "pp/net/net_stream_secure.h"
-#include "pp/net/proxy.h"
+#include "pp/net/secure_provider_install.h"
 #include "pp/net/tls_stream_schannel.h"
 
 namespace PP {
@@ -54,21 +54,12 @@ private:
     std::shared_ptr<const CERT_CONTEXT> m_server;
 };
 
-SSLProvider_Schannel& provider() {
-    static SSLProvider_Schannel p;
-    // An https proxy is reached through the same transport.
-    static bool installed = [] {
-        setProxySecureFactory([](const std::string&) { return provider().createSecure(0); });
-        return true;
-    }();
-    (void)installed;
-    return p;
-}
-
 }  // namespace
 
-secureNetStreamProvider& secureProvider() { return provider(); }
+secureNetStreamProvider& secureProvider() { return installedSecureProvider<SSLProvider_Schannel>(); }
 
-void setServerIdentity(const secureIdentity& identity) { provider().setIdentity(identity); }
+void setServerIdentity(const secureIdentity& identity) {
+    installedSecureProvider<SSLProvider_Schannel>().setIdentity(identity);
+}
 
 }  // namespace PP

@@ -4,12 +4,10 @@
 #include <spawn.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <mutex>
 
 #include "foundation/platform/last_error.h"
-
-extern char** environ;
+#include "foundation/platform/posix/spawn_child.h"
 
 bool XSpawnWithHandles(const char* const* argv, const char* directory, const XFileHandle stdHandles[3],
                        XProcessId* pid) {
@@ -30,24 +28,9 @@ bool XSpawnWithHandles(const char* const* argv, const char* directory, const XFi
         }
     }
     if (directory && *directory) posix_spawn_file_actions_addchdir_np(&actions, directory);
-    posix_spawnattr_t attr;
-    posix_spawnattr_init(&attr);
-    sigset_t none, all;
-    sigemptyset(&none);
-    sigfillset(&all);
-    posix_spawnattr_setsigmask(&attr, &none);
-    posix_spawnattr_setsigdefault(&attr, &all);
-    posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    pid_t child = 0;
-    int r = posix_spawnp(&child, argv[0], &actions, &attr, const_cast<char* const*>(argv), environ);
-    posix_spawnattr_destroy(&attr);
+    const bool started = XPosixSpawn(argv, &actions, pid);
     posix_spawn_file_actions_destroy(&actions);
-    if (r != 0) {
-        XSetLastErrorFromErrno(r);
-        return false;
-    }
-    if (pid) *pid = child;
-    return true;
+    return started;
 }
 
 std::vector<std::string> XShellCommandWords(const std::string& line) { return {"/bin/sh", "-c", line}; }

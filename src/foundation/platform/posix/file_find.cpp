@@ -18,15 +18,7 @@ struct XFindState {
     XString pattern;  // last component, matched against each entry
 };
 
-void XFindData::Clear() {
-    attributes = 0;
-    created = accessed = modified = size = 0;
-    name.Clear();
-}
-
 namespace {
-
-char16_t Upper(char16_t c) { return (c >= u'a' && c <= u'z') ? static_cast<char16_t>(c - 32) : c; }
 
 void Fill(XFindData& data, const struct stat& st, const char* name) {
     data.Clear();
@@ -82,29 +74,6 @@ bool NextMatch(XFindState* state, XFindData& data) {
 }
 
 }  // namespace
-
-bool XSysMatchPattern(const char16_t* pattern, const char16_t* name) {
-    // "*.*" is every name on Windows, also those without a dot.
-    if (XString::Equal(pattern, u"*.*")) pattern = u"*";
-    const char16_t* star = nullptr;
-    const char16_t* resume = nullptr;
-    while (*name) {
-        if (*pattern == u'*') {
-            star = pattern++;
-            resume = name;
-        } else if (*pattern == u'?' || (*pattern && Upper(*pattern) == Upper(*name))) {
-            ++pattern;
-            ++name;
-        } else if (star) {
-            pattern = star + 1;
-            name = ++resume;
-        } else {
-            return false;
-        }
-    }
-    while (*pattern == u'*') ++pattern;
-    return *pattern == 0;
-}
 
 XFindState* XSysFindFirst(const XString& pattern, XFindData& data) {
     data.Clear();

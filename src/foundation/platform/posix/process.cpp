@@ -9,6 +9,7 @@
 #include <cerrno>
 
 #include "foundation/platform/last_error.h"
+#include "foundation/platform/posix/spawn_child.h"
 
 extern char** environ;
 
@@ -30,11 +31,7 @@ void TerminationSet(sigset_t& set, bool withChild) {
 
 }  // namespace
 
-bool XSpawnProcess(const char* const* argv, XProcessId* pid) {
-    if (!argv || !argv[0]) {
-        XSetLastError(XErr::InvalidParameter);
-        return false;
-    }
+bool XPosixSpawn(const char* const* argv, const posix_spawn_file_actions_t* actions, XProcessId* pid) {
     posix_spawnattr_t attr;
     posix_spawnattr_init(&attr);
     sigset_t none, all;
@@ -44,7 +41,7 @@ bool XSpawnProcess(const char* const* argv, XProcessId* pid) {
     posix_spawnattr_setsigdefault(&attr, &all);
     posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     pid_t child = 0;
-    int r = posix_spawnp(&child, argv[0], nullptr, &attr, const_cast<char* const*>(argv), environ);
+    int r = posix_spawnp(&child, argv[0], actions, &attr, const_cast<char* const*>(argv), environ);
     posix_spawnattr_destroy(&attr);
     if (r != 0) {
         XSetLastErrorFromErrno(r);
@@ -52,6 +49,14 @@ bool XSpawnProcess(const char* const* argv, XProcessId* pid) {
     }
     if (pid) *pid = child;
     return true;
+}
+
+bool XSpawnProcess(const char* const* argv, XProcessId* pid) {
+    if (!argv || !argv[0]) {
+        XSetLastError(XErr::InvalidParameter);
+        return false;
+    }
+    return XPosixSpawn(argv, nullptr, pid);
 }
 
 int XWaitProcess(XProcessId pid, uint32_t timeoutMs) {

@@ -62,6 +62,23 @@ int64_t NowMs() {
     return static_cast<int64_t>(t.tv_sec) * 1000 + t.tv_nsec / 1000000;
 }
 
+// One read or write, retried when a signal cuts it short; "would block" is not a failure.
+template <typename Transfer>
+int64_t TransferSome(Transfer transfer, bool* wouldBlock) {
+    *wouldBlock = false;
+    for (;;) {
+        ssize_t r = transfer();
+        if (r >= 0) return r;
+        if (errno == EINTR) continue;
+        if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            *wouldBlock = true;
+            return 0;
+        }
+        XSetLastErrorFromErrno(errno);
+        return -1;
+    }
+}
+
 }  // namespace
 
 int XWaitHandles(XWaitEntry* entries, size_t count, uint32_t milliseconds) {
@@ -124,31 +141,9 @@ bool XSetHandleNonBlocking(XFileHandle handle, bool nonBlocking) {
 }
 
 int64_t XReadHandleSome(XFileHandle handle, void* buffer, size_t length, bool* wouldBlock) {
-    *wouldBlock = false;
-    for (;;) {
-        ssize_t r = read(static_cast<int>(handle), buffer, length);
-        if (r >= 0) return r;
-        if (errno == EINTR) continue;
-        if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            *wouldBlock = true;
-            return 0;
-        }
-        XSetLastErrorFromErrno(errno);
-        return -1;
-    }
+    return TransferSome([&] { return read(static_cast<int>(handle), buffer, length); }, wouldBlock);
 }
 
 int64_t XWriteHandleSome(XFileHandle handle, const void* buffer, size_t length, bool* wouldBlock) {
-    *wouldBlock = false;
-    for (;;) {
-        ssize_t r = write(static_cast<int>(handle), buffer, length);
-        if (r >= 0) return r;
-        if (errno == EINTR) continue;
-        if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            *wouldBlock = true;
-            return 0;
-        }
-        XSetLastErrorFromErrno(errno);
-        return -1;
-    }
+    return TransferSome([&] { return write(static_cast<int>(handle), buffer, length); }, wouldBlock);
 }

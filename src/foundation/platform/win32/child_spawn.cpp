@@ -9,32 +9,11 @@
 #include <vector>
 
 #include "foundation/platform/last_error.h"
+#include "foundation/platform/win32/child_start.h"
 #include "foundation/platform/win32/child_table.h"
 #include "foundation/platform/win32/win32_util.h"
 
 namespace {
-
-// One argument quoted the way the C run-time splits it back.
-void AppendArgument(std::wstring& line, const std::wstring& argument) {
-    if (!line.empty()) line += L' ';
-    if (!argument.empty() && argument.find_first_of(L" \t\n\v\"") == std::wstring::npos) {
-        line += argument;
-        return;
-    }
-    line += L'"';
-    size_t backslashes = 0;
-    for (wchar_t c : argument) {
-        if (c == L'\\') {
-            ++backslashes;
-            continue;
-        }
-        line.append(c == L'"' ? backslashes * 2 + 1 : backslashes, L'\\');
-        backslashes = 0;
-        line += c;
-    }
-    line.append(backslashes * 2, L'\\');
-    line += L'"';
-}
 
 const char shellProgram[] = "cmd.exe";
 
@@ -72,7 +51,7 @@ bool XSpawnWithHandles(const char* const* argv, const char* directory, const XFi
         if (shell && i == 3)
             line += L" \"" + XWideFromUtf8(argv[i]) + L"\"";
         else
-            AppendArgument(line, XWideFromUtf8(argv[i]));
+            XAppendArgument(line, XWideFromUtf8(argv[i]));
     }
     const DWORD stdIds[3] = {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE};
     // Inheritable copies of the three, so that the caller's own handles stay private.

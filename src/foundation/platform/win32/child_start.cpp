@@ -12,8 +12,19 @@ namespace {
 std::mutex g_childrenLock;
 std::map<XProcessId, HANDLE> g_children;  // started here and not yet waited for
 
-// One argument quoted the way the C run-time splits it back.
-void AppendArgument(std::wstring& line, const std::wstring& argument) {
+// An inheritable copy of handle, for the child alone; null when there is none to copy.
+HANDLE InheritableCopy(HANDLE handle) {
+    HANDLE copy = nullptr;
+    if (!XUsableHandle(handle)) return nullptr;
+    if (!DuplicateHandle(GetCurrentProcess(), handle, GetCurrentProcess(), &copy, 0, TRUE, DUPLICATE_SAME_ACCESS)) {
+        return nullptr;
+    }
+    return copy;
+}
+
+}  // namespace
+
+void XAppendArgument(std::wstring& line, const std::wstring& argument) {
     if (!line.empty()) line += L' ';
     if (!argument.empty() && argument.find_first_of(L" \t\n\v\"") == std::wstring::npos) {
         line += argument;
@@ -35,21 +46,9 @@ void AppendArgument(std::wstring& line, const std::wstring& argument) {
     line += L'"';
 }
 
-// An inheritable copy of handle, for the child alone; null when there is none to copy.
-HANDLE InheritableCopy(HANDLE handle) {
-    HANDLE copy = nullptr;
-    if (!XUsableHandle(handle)) return nullptr;
-    if (!DuplicateHandle(GetCurrentProcess(), handle, GetCurrentProcess(), &copy, 0, TRUE, DUPLICATE_SAME_ACCESS)) {
-        return nullptr;
-    }
-    return copy;
-}
-
-}  // namespace
-
 std::wstring XCommandLineOf(const char* const* argv) {
     std::wstring line;
-    for (int i = 0; argv[i]; ++i) AppendArgument(line, XWideFromUtf8(argv[i]));
+    for (int i = 0; argv[i]; ++i) XAppendArgument(line, XWideFromUtf8(argv[i]));
     return line;
 }
 

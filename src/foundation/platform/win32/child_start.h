@@ -9,6 +9,10 @@
 #include "foundation/platform/process.h"
 #include "foundation/platform/win32/child_table.h"
 
+// argument added to line, after a space unless line is empty, quoted the way the C run-time
+// splits it back.
+void XAppendArgument(std::wstring& line, const std::wstring& argument);
+
 // argv joined into one command line, each argument quoted where the run-time needs it.
 std::wstring XCommandLineOf(const char* const* argv);
 

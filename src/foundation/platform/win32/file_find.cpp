@@ -9,12 +9,6 @@ struct XFindState {
     HANDLE handle = INVALID_HANDLE_VALUE;
 };
 
-void XFindData::Clear() {
-    attributes = 0;
-    created = accessed = modified = size = 0;
-    name.Clear();
-}
-
 namespace {
 
 uint64_t Join(DWORD high, DWORD low) { return (static_cast<uint64_t>(high) << 32) | low; }
@@ -28,8 +22,6 @@ void Fill(XFindData& data, const WIN32_FIND_DATAW& found) {
     data.size = Join(found.nFileSizeHigh, found.nFileSizeLow);
     data.name = XFromWide(found.cFileName);
 }
-
-char16_t Upper(char16_t c) { return (c >= u'a' && c <= u'z') ? static_cast<char16_t>(c - 32) : c; }
 
 }  // namespace
 
@@ -60,27 +52,4 @@ void XSysFindClose(XFindState* state) {
     if (!state) return;
     FindClose(state->handle);
     delete state;
-}
-
-// The rules FindFirstFileW applies, for callers that match names they already have.
-bool XSysMatchPattern(const char16_t* pattern, const char16_t* name) {
-    if (XString::Equal(pattern, u"*.*")) pattern = u"*";
-    const char16_t* star = nullptr;
-    const char16_t* resume = nullptr;
-    while (*name) {
-        if (*pattern == u'*') {
-            star = pattern++;
-            resume = name;
-        } else if (*pattern == u'?' || (*pattern && Upper(*pattern) == Upper(*name))) {
-            ++pattern;
-            ++name;
-        } else if (star) {
-            pattern = star + 1;
-            name = ++resume;
-        } else {
-            return false;
-        }
-    }
-    while (*pattern == u'*') ++pattern;
-    return *pattern == 0;
 }
