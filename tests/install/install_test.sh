@@ -104,7 +104,7 @@ version=$(sed -n 's/^set(CPACK_PACKAGE_VERSION "\(.*\)")$/\1/p' "$build/CPackCon
 deb=$work/pkg/tonvale_${version}_amd64.deb dev=$work/pkg/tonvale-dev_${version}_amd64.deb
 [ -f "$deb" ] && [ -f "$dev" ] || fail "no tonvale_${version}_amd64.deb and tonvale-dev package: $(ls "$work/pkg")"
 depends=$(dpkg-deb -f "$deb" Depends)
-for lib in libc6 libflac12 libmp3lame0 libsqlite3-0; do
+for lib in libc6 libflac12 libmp3lame0; do
   grep -q "$lib" <<<"$depends" || fail "Depends lacks $lib: $depends"
 done
 
