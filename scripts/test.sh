@@ -25,11 +25,10 @@ run_ctest "$root/build" normal || status=1
 
 "$here/configure.sh" "$root/build-asan" -DCMAKE_BUILD_TYPE=Debug -DTV_SANITIZE=ON -DTV_BENCH=OFF
 cmake --build "$root/build-asan"
-# Leak checking is off in this leg for now: under ctest, the leak checker's own thread walk
-# faults at exit in processes that loaded and unloaded plug-ins with the lazily loaded tag
-# library (a fault in the sanitizer run-time's scan of thread-local storage). Address and
-# undefined-behaviour checks stay on.
-ASAN_OPTIONS=detect_leaks=0 run_ctest "$root/build-asan" sanitized || status=1
+# The sanitizer run-time's record of dynamic thread-local blocks goes wrong once plug-ins with
+# thread-local storage have been loaded and unloaded, and its leak check then faults at exit.
+# Without that record the leak check still scans stacks and static thread-local storage.
+ASAN_OPTIONS=detect_leaks=1:intercept_tls_get_addr=0 run_ctest "$root/build-asan" sanitized || status=1
 
 # Fuzz targets: clang with libFuzzer, each run for a bounded time.
 CC=clang CXX=clang++ "$here/configure.sh" "$root/build-fuzz" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTV_FUZZ=ON -DTV_BENCH=OFF -DTV_TESTS=OFF
