@@ -1,5 +1,6 @@
 // decoder/flac.so: native FLAC and FLAC in Ogg through libFLAC, in blocks of about 100 ms,
-// with the stream's MD5 checked at the end. Tags come from the tag kit, which also writes them.
+// with the stream's MD5 checked at the end; a long stream is decoded ahead on a second thread. Tags come from the tag
+// kit, which also writes them.
 #include <FLAC/metadata.h>
 #include <FLAC/stream_decoder.h>
 
@@ -8,6 +9,7 @@
 #include <system_error>
 #include <vector>
 
+#include "decode_ahead.h"
 #include "decoder_records.h"
 #include "file_decoder.h"
 #include "flac_pcm.h"
@@ -22,6 +24,8 @@ constexpr unsigned kBlocksPerSecond = 10;
 constexpr unsigned kMaxChannels = 8;
 constexpr unsigned kMinDepth = 4;
 constexpr unsigned kMaxDepth = 32;
+constexpr unsigned kAheadSeconds = 20;
+const char* const kDecodeFunction = "Flac::DecodeBlock";
 
 // ".oga" is left to the Ogg Vorbis decoder: most such files are Vorbis, and two libraries that
 // list one extension are chosen between at random. FLAC in Ogg is still read when it comes here.
@@ -116,11 +120,50 @@ public:
     }
 
     int32_t DecodeBlock(AudioBlockRecord& out) override {
-        static const char* const kFunction = "Flac::DecodeBlock";
         if (!decoder) return 0;
         codecrec::BeginBlock(out, format, delivered);
-        pending.Clear();
-        while (!ended && pending.Size() < blockBytes) {
+        if (!started) {
+            started = true;
+            // A long stream is decoded on a second thread while the host encodes; a short one
+            // isn't worth a thread.
+            if (total == 0 || total >= uint64_t{rate} * kAheadSeconds)
+                ahead.Start([this](Piece& piece) { DecodeNext(piece); });
+        }
+        Piece* piece = &inline_;
+        if (ahead.Running()) {
+            piece = &ahead.Next();
+        } else {
+            inline_.Reset();
+            DecodeNext(inline_);
+        }
+        if (!piece->error.empty()) {
+            Log().Error(piece->error, kDecodeFunction);
+            return 0;
+        }
+        const size_t frames = piece->bytes.Size() / format.Format.nBlockAlign;
+        codecrec::EndBlock(out, format, piece->bytes.Data(), frames, piece->last);
+        delivered += frames;
+        return 1;
+    }
+
+private:
+    // One block of decoded PCM, or the failure that ended the stream instead.
+    struct Piece {
+        flacpcm::ByteBuffer bytes;
+        bool last = false;
+        std::u16string error;
+        void Reset() {
+            bytes.Clear();
+            last = false;
+            error.clear();
+        }
+    };
+
+    // About 100 ms of the stream into piece; runs on the second thread when there is one, and
+    // then it alone touches the libFLAC decoder until the thread is stopped.
+    void DecodeNext(Piece& piece) {
+        target = &piece.bytes;
+        while (!ended && piece.bytes.Size() < blockBytes) {
             if (FLAC__stream_decoder_get_state(decoder) == FLAC__STREAM_DECODER_END_OF_STREAM) {
                 ended = true;
                 break;
@@ -129,55 +172,43 @@ public:
             // After a fault libFLAC looks for the next frame: finding one means damage in the
             // middle, finding the end instead means the file was cut (told by Finish).
             if (!ok || (streamError && decoded > errorAt)) {
-                if (streamError)
-                    CorruptError(kFunction);
-                else
-                    Log().Error(
-                        u"Error: FLAC decoding failed at " + flacpcm::TimeText(decoded, rate) + u": " +
-                            tvkit::Utf8ToUtf16(FLAC__StreamDecoderStateString[FLAC__stream_decoder_get_state(decoder)]),
-                        kFunction);
-                return 0;
+                piece.error = streamError
+                                  ? CorruptText()
+                                  : u"Error: FLAC decoding failed at " + flacpcm::TimeText(decoded, rate) + u": " +
+                                        tvkit::Utf8ToUtf16(
+                                            FLAC__StreamDecoderStateString[FLAC__stream_decoder_get_state(decoder)]);
+                piece.last = true;
+                return;
             }
         }
-        if (ended && !finished && !Finish(kFunction)) return 0;
-        const size_t frames = pending.Size() / format.Format.nBlockAlign;
-        codecrec::EndBlock(out, format, pending.Data(), frames, ended);
-        delivered += frames;
-        return 1;
+        if (ended && !finished) piece.error = Finish();
+        piece.last = ended || !piece.error.empty();
     }
 
-private:
     Listing Decodes() const override { return {kDecodes, std::size(kDecodes)}; }
     const char* OpenFunction() const override { return "Flac::Open"; }
     bool IsOpen() const override { return decoder != nullptr; }
 
     // The end of the stream: it must hold all the samples its header promised, with their MD5.
-    bool Finish(const char* function) {
+    // The error text, empty when all is well.
+    std::u16string Finish() {
         finished = true;
-        if (total && decoded < total) {
-            Log().Error(u"Error: FLAC stream is truncated at " + flacpcm::TimeText(decoded, rate) + u" of " +
-                            flacpcm::TimeText(total, rate) + u".",
-                        function);
-            return false;
-        }
-        if (streamError) {
-            CorruptError(function);
-            return false;
-        }
-        if (!FLAC__stream_decoder_finish(decoder)) {
-            Log().Error(u"Error: FLAC stream of '" + path + u"' fails its MD5 check: the audio is damaged.", function);
-            return false;
-        }
-        return true;
+        if (total && decoded < total)
+            return u"Error: FLAC stream is truncated at " + flacpcm::TimeText(decoded, rate) + u" of " +
+                   flacpcm::TimeText(total, rate) + u".";
+        if (streamError) return CorruptText();
+        if (!FLAC__stream_decoder_finish(decoder))
+            return u"Error: FLAC stream of '" + path + u"' fails its MD5 check: the audio is damaged.";
+        return std::u16string();
     }
 
-    void CorruptError(const char* function) const {
-        Log().Error(u"Error: FLAC stream is corrupt at " + flacpcm::TimeText(errorAt, rate) + u" (" +
-                        tvkit::Utf8ToUtf16(FLAC__StreamDecoderErrorStatusString[errorStatus]) + u").",
-                    function);
+    std::u16string CorruptText() const {
+        return u"Error: FLAC stream is corrupt at " + flacpcm::TimeText(errorAt, rate) + u" (" +
+               tvkit::Utf8ToUtf16(FLAC__StreamDecoderErrorStatusString[errorStatus]) + u").";
     }
 
     void Release() override {
+        ahead.Stop();  // before the decoder it uses goes
         if (decoder) FLAC__stream_decoder_delete(decoder);
         decoder = nullptr;
     }
@@ -213,7 +244,7 @@ private:
             d.errorAt = d.decoded;
             return FLAC__STREAM_DECODER_WRITE_STATUS_ABORT;
         }
-        flacpcm::Pack(buffer, h.channels, h.blocksize, h.bits_per_sample, d.pending);
+        flacpcm::Pack(buffer, h.channels, h.blocksize, h.bits_per_sample, *d.target);
         d.decoded += h.blocksize;
         return FLAC__STREAM_DECODER_WRITE_STATUS_CONTINUE;
     }
@@ -254,7 +285,10 @@ private:
     bool ended = false, finished = false;
     TvWaveFormatExtensible format{};
     size_t blockBytes = 0;
-    flacpcm::ByteBuffer pending;
+    flacpcm::ByteBuffer* target = nullptr;  // where the write callback puts the frames it gets
+    bool started = false;
+    Piece inline_;  // the block decoded on the host's thread when there is no second one
+    codecrec::DecodeAhead<Piece> ahead;
     tvkit::TagBlockWriter idTags, infoTags;
 };
 

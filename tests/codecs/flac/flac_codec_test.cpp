@@ -223,3 +223,72 @@ TEST(FlacCodec, DamagedStreamsGiveOneErrorAndNoCrash) {
         EXPECT_NE(std::string::npos, errors.Text().find("Error: ")) << errors.Text();
     }
 }
+
+// A stream of 20 seconds or more is decoded ahead on a second thread: it must give the same
+// bytes as the reference decoder, the same single error at a fault, and let go at once when the
+// host closes it halfway.
+TEST(FlacCodec, LongStreamsDecodedAheadMatchTheReferenceAndStopCleanly) {
+    const std::string flac = TempPath("ahead.flac"), ref = TempPath("ahead.raw");
+    ASSERT_EQ("ok\n",
+              RunCommand("sox -n -r 44100 -c 2 -b 16 -t wav - synth 25 sine 200-4000 synth 25 pinknoise mix "
+                         "vol 0.5 | flac -5 -s -f -o " +
+                         Quote(flac) + " - && flac -d -s -f --force-raw-format --endian=little --sign=signed -o " +
+                         Quote(ref) + " " + Quote(flac) + " && echo ok"));
+    const Bytes reference = ReadFile(ref), file = ReadFile(flac);
+    {
+        clTvDecoder dec;
+        const Decoded d = DecodeAll(dec, "decoder/flac.so", flac, kNoLogs);
+        ASSERT_TRUE(d.opened);
+        EXPECT_FALSE(d.failed);
+        EXPECT_TRUE(d.audio == reference) << d.audio.size() << " bytes against " << reference.size();
+    }
+    // Damage at 60 %: what came before arrives unchanged, then one error line.
+    {
+        Bytes bad = file;
+        for (size_t i = bad.size() * 6 / 10; i < bad.size() * 6 / 10 + 400; ++i) bad[i] = uint8_t(i * 37);
+        const std::string corrupt = TempPath("ahead_corrupt.flac");
+        WriteFile(corrupt, bad);
+        LogFile errors;
+        clTvDecoder dec;
+        const Decoded d = DecodeAll(dec, "decoder/flac.so", corrupt, {errors.Handle(), 0, 0});
+        ASSERT_TRUE(d.opened);
+        EXPECT_TRUE(d.failed);
+        EXPECT_EQ(1u, ErrorLines(errors.Text())) << errors.Text();
+        EXPECT_NE(std::string::npos, errors.Text().find("Error: FLAC stream is corrupt at 0:1")) << errors.Text();
+        ASSERT_GT(d.audio.size(), reference.size() / 2);
+        EXPECT_TRUE(std::equal(d.audio.begin(), d.audio.end(), reference.begin()));
+    }
+    // Cut at 70 %: the truncation is told once the reader meets the end.
+    {
+        const std::string cut = TempPath("ahead_cut.flac");
+        WriteFile(cut, Bytes(file.begin(), file.begin() + long(file.size() * 7 / 10)));
+        LogFile errors;
+        clTvDecoder dec;
+        const Decoded d = DecodeAll(dec, "decoder/flac.so", cut, {errors.Handle(), 0, 0});
+        EXPECT_TRUE(d.failed);
+        EXPECT_EQ(1u, ErrorLines(errors.Text())) << errors.Text();
+        EXPECT_NE(std::string::npos, errors.Text().find("Error: FLAC stream is truncated at 0:1")) << errors.Text();
+    }
+    // Closed after three blocks, as on a quit: the second thread stops, the next open starts afresh.
+    {
+        clTvDecoder dec;
+        const XString wide(flac.c_str(), true);
+        ASSERT_TRUE(dec.LoadFile(Plugin("decoder/flac.so"), XString(u".x")) && dec.Create(&kNoLogs));
+        for (int round = 0; round < 2; ++round) {
+            OpenFileRecord rec{};
+            rec.Path = wide.Text();
+            rec.RecordKind = TV_RECORD_KIND_PUMP;
+            ASSERT_TRUE(dec.Open(&rec));
+            Bytes first;
+            for (int i = 0; i < 3; ++i) {
+                AudioBlockRecord block{};
+                ASSERT_TRUE(dec.DecodeBlock(&block));
+                first.insert(first.end(), static_cast<uint8_t*>(block.Data),
+                             static_cast<uint8_t*>(block.Data) + block.Size);
+            }
+            EXPECT_TRUE(std::equal(first.begin(), first.end(), reference.begin()));
+            ConversionRecord conv{};
+            dec.Close(&conv);
+        }
+    }
+}
