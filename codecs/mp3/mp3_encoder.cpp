@@ -8,6 +8,7 @@
 // file starts with, sized so that the write lands in place.
 #include <lame/lame.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <string>
