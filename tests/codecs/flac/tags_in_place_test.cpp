@@ -72,8 +72,17 @@ void ExpectSameAudioBytes(const Bytes& a, const Bytes& b, tvtags::FileKind kind)
 
 class TagsInPlace : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        folder = new tvtest::TempFolder("tags-in-place");
+    // The files every case looks at, made once; a failure to make them fails each case.
+    void SetUp() override {
+        static bool made = false;
+        if (!folder) {
+            folder = new tvtest::TempFolder("tags-in-place");
+            Make();
+            made = !HasFatalFailure();
+        }
+        ASSERT_TRUE(made) << "the source or the conversions could not be made";
+    }
+    static void Make() {
         // Noise, so that the cover is a JPEG of realistic size (far above the old fixed padding).
         ASSERT_EQ(0, Shell("sox -n -r 44100 -c 2 -b 16 src.wav synth 3 whitenoise vol 0.3 && "
                            "ffmpeg -v error -f lavfi -i 'nullsrc=s=600x600,geq=random(1)*255:128:128' -frames:v 1 "
@@ -82,8 +91,9 @@ protected:
                            "--import-picture-from=cover.jpg src.flac"));
         for (const Format& f : kFormats) {
             const std::string name = std::string(".") + f.ext;
-            ASSERT_EQ(0, Travex("-infile=src.flac -outfile=tagged" + name + " -convert_to=" + f.encoder));
-            ASSERT_EQ(0, Travex("-infile=src.flac -outfile=plain" + name + " -convert_to=" + f.encoder + " -noidtag"));
+            ASSERT_EQ(0, Travex("-infile=src.flac -outfile=tagged" + name + " -convert_to=" + f.encoder)) << LastErr();
+            ASSERT_EQ(0, Travex("-infile=src.flac -outfile=plain" + name + " -convert_to=" + f.encoder + " -noidtag"))
+                << LastErr();
         }
     }
     static void TearDownTestSuite() {
@@ -92,6 +102,14 @@ protected:
     }
 
     static int Shell(const std::string& line) { return tvtest::RunIn(folder->path, line).status; }
+    // The last command's standard error (travex's UTF-16 and the sanitizers' ASCII alike), in
+    // its printable characters.
+    static std::string LastErr() {
+        std::string text;
+        for (char c : folder->Get("err.bin"))
+            if ((c >= 0x20 && c < 0x7F) || c == '\n') text += c;
+        return text;
+    }
     static int Travex(const std::string& args) {
         return Shell("export TONVALE_CONFIG_HOME=\"$PWD\" HOME=\"$PWD\" XDG_RUNTIME_DIR=\"$PWD\" TONVALE_DEBUG= && " +
                      tvtest::ShellQuote(tvtest::ToolPath("travex")) + " " + args + " -silent");
