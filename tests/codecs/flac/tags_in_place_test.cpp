@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr unsigned kSourceFrames = 3 * 44100;
+constexpr unsigned kSourceFrames = 44100;
 
 struct Format {
     const char* encoder;
@@ -84,7 +84,7 @@ protected:
     }
     static void Make() {
         // Noise, so that the cover is a JPEG of realistic size (far above the old fixed padding).
-        ASSERT_EQ(0, Shell("sox -n -r 44100 -c 2 -b 16 src.wav synth 3 whitenoise vol 0.3 && "
+        ASSERT_EQ(0, Shell("sox -n -r 44100 -c 2 -b 16 src.wav synth 1 whitenoise vol 0.3 && "
                            "ffmpeg -v error -f lavfi -i 'nullsrc=s=600x600,geq=random(1)*255:128:128' -frames:v 1 "
                            "-q:v 2 cover.jpg && flac -s -o src.flac src.wav && "
                            "metaflac '--set-tag=TITLE=In Place' --set-tag=ARTIST=Tonvale --set-tag=ALBUM=Padding "
