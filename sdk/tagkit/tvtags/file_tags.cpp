@@ -272,8 +272,7 @@ bool WriteOggCommentInPlace(TagLib::IOStream& stream, FileKind kind, const std::
     packet.append(comment.render(form.framingBit));
     if (packet.size() > oldPacket.size()) return false;
     packet.resize(oldPacket.size(), '\0');
-    if (!oggpages::ReplacePacket(pages, reinterpret_cast<const uint8_t*>(packet.data()), packet.size()))
-        return false;
+    if (!oggpages::ReplacePacket(pages, reinterpret_cast<const uint8_t*>(packet.data()), packet.size())) return false;
     for (const oggpages::CommentPage& page : pages.pages) {
         if (!page.changed) continue;
         stream.seek(static_cast<long>(page.offset));

@@ -50,9 +50,7 @@ bool MeasureTags(const std::vector<tvkit::TagItem>&, FileKind, uint64_t& bytes) 
 }
 
 // Nothing writes tags here: the slack alone keeps the outputs' layout that of other builds.
-uint64_t TagRoom(const void*, size_t, FileKind kind) {
-    return kind == FileKind::Mp3 ? kId3SlackBytes : kTagSlackBytes;
-}
+uint64_t TagRoom(const void*, size_t, FileKind kind) { return kind == FileKind::Mp3 ? kId3SlackBytes : kTagSlackBytes; }
 
 int32_t SetIDTagsProperty(const PluginArgs&, const tvkit::PluginLog& log, FileKind) {
     log.Error(std::u16string(u"Error: ") + kMissing + u".", "SetIDTags");

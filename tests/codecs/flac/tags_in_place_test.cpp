@@ -196,7 +196,8 @@ TEST_F(TagsInPlace, ReplayGainOnOggStaysInPlace) {
         SCOPED_TRACE(ext);
         const std::string encoder = std::string(ext) == "ogg" ? "vorbis" : "opus";
         const std::string out = std::string("gain.") + ext;
-        ASSERT_EQ(0, Travex("-infile=src.flac -outfile=" + out + " -convert_to=" + encoder + " -dspeffect1=ReplayGain="));
+        ASSERT_EQ(0,
+                  Travex("-infile=src.flac -outfile=" + out + " -convert_to=" + encoder + " -dspeffect1=ReplayGain="));
         EXPECT_EQ(File(std::string("plain.") + ext).size(), File(out).size());
         EXPECT_EQ(0, Shell("ogginfo " + out));
         const std::string tags = Out((encoder == "vorbis" ? "vorbiscomment -l " : "opusinfo ") + out);
