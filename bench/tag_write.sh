@@ -19,7 +19,7 @@ trap 'rm -rf "$work"' EXIT
 export TONVALE_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$work/run HOME=$work
 mkdir -p "$TONVALE_CONFIG_HOME" "$XDG_RUNTIME_DIR"
 cd "$work"
-sox -n -r 44100 -c 2 -b 16 src.wav synth 600 sine 100-3000 synth 600 pinknoise mix vol 0.4
+sox -R -n -r 44100 -c 2 -b 16 src.wav synth 600 sine 100-3000 synth 600 pinknoise mix vol 0.4
 ffmpeg -v error -f lavfi -i 'mandelbrot=size=600x600:rate=1' -frames:v 1 -q:v 2 cover.jpg
 flac -s -o src.flac src.wav && rm src.wav
 metaflac --set-tag=TITLE=Bench --set-tag=ARTIST=Tonvale --set-tag=ALBUM=Tags --set-tag=DATE=2026 \
