@@ -52,9 +52,9 @@ struct Nettle {
     decltype(&nettle_md5_digest) digest = nullptr;
 };
 
-// Never destroyed, so nettle stays loaded: a plug-in that also links the tag kit had the
-// record's destructor run again at exit, after the plug-in was unloaded. Static storage rather
-// than the heap, so an unloaded plug-in leaves no block behind.
+// Never destroyed, so nettle stays loaded: once the plug-in linked the tag kit, the record's
+// destructor was still due at exit after the plug-in had been unloaded, and ran into unmapped
+// code. Static storage rather than the heap, so an unloaded plug-in leaves no block behind.
 const Nettle* LoadNettle() {
     alignas(Nettle) static unsigned char storage[sizeof(Nettle)];
     static const Nettle* const nettle = new (storage) Nettle;
