@@ -47,6 +47,8 @@ int32_t LossyEncoder::BeginConversion(ConversionRecord& conv) {
         Log().Info(u"Options not known to the " + std::u16string(names.codec) + u" encoder were ignored:" + ignored,
                    names.begin);
     path = std::u16string(tvkit::View16(conv.OutputFile));
+    tagBlock = conv.OutputTags;
+    tagBlockSize = conv.OutputTagsSize;
     if (!part.Create(path)) {
         Log().Error(u"Error: Unable to create file '" + path + u"': " + tvkit::os::LastErrorText(), names.begin);
         return 0;

@@ -59,6 +59,10 @@ protected:
 
     std::u16string path;  // the name the host gave, for messages
     Layout layout;
+    // The tags the host writes after the encoder (ConversionRecord.OutputTags), for the room
+    // the output leaves them.
+    const void* tagBlock = nullptr;
+    uint32_t tagBlockSize = 0;
 
 private:
     bool Open(const TvWaveFormatExtensible& f, const char* function);

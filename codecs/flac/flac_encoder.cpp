@@ -2,8 +2,8 @@
 // (exactly when it was made from 24-bit audio, else with TPDF dither, and one line says so).
 // Options as the flac tool takes them: -0 to -8 (default -5), --fast, --best, -V / --verify.
 // The MD5 of the audio in STREAMINFO is worked out on a second thread, or by libFLAC when that
-// thread can't be had. The host writes the tags afterwards through
-// decoder/flac.so; the padding left here lets that happen in place.
+// thread can't be had. The host writes the tags afterwards through decoder/flac.so; the
+// padding left here, sized from the tags the host will write, lets that happen in place.
 #include <FLAC/metadata.h>
 #include <FLAC/stream_encoder.h>
 
@@ -18,6 +18,7 @@
 #include "tvkit/os_file.h"
 #include "tvkit/plugin_base.h"
 #include "tvkit/text.h"
+#include "tvtags/file_tags.h"
 
 // Part of libFLAC's exported interface, though its public headers leave it out: the encoder's
 // own MD5, which the second thread replaces.
@@ -27,7 +28,7 @@ namespace {
 
 constexpr unsigned kDefaultLevel = 5;
 constexpr unsigned kMaxLevel = 8;
-constexpr unsigned kPaddingBytes = 8192;
+constexpr uint64_t kMaxPaddingBytes = (uint64_t{1} << 24) - 1;  // the 24-bit block length
 constexpr unsigned kMaxChannels = 8;
 constexpr unsigned kMinDepth = 4;
 constexpr unsigned kMaxDepth = 32;
@@ -136,6 +137,7 @@ public:
             Log().Error(u"Error: Unable to create file '" + path + u"': " + tvkit::os::LastErrorText(), kFunction);
             return 0;
         }
+        tagRoom = tvtags::TagRoom(conv.OutputTags, conv.OutputTagsSize, tvtags::FileKind::Flac);
         const TvFormatAndLength& in = *conv.Format;
         const uint64_t frames = in.Format.Format.nBlockAlign ? in.LengthBytes / in.Format.Format.nBlockAlign : 0;
         if (Start(in.Format, frames, kFunction)) return 1;
@@ -291,7 +293,7 @@ private:
         }
         FLAC__StreamMetadata* padding = FLAC__metadata_object_new(FLAC__METADATA_TYPE_PADDING);
         if (!padding) return false;
-        padding->length = kPaddingBytes;
+        padding->length = static_cast<unsigned>(tagRoom < kMaxPaddingBytes ? tagRoom : kMaxPaddingBytes);
         metadata.push_back(padding);
         return FLAC__stream_encoder_set_metadata(encoder, metadata.data(), static_cast<unsigned>(metadata.size()));
     }
@@ -329,6 +331,7 @@ private:
     FLAC__StreamEncoder* encoder = nullptr;
     flacmd5::Md5Thread md5;
     flacout::Output output;
+    uint64_t tagRoom = tvtags::kTagSlackBytes;
     std::vector<FLAC__StreamMetadata*> metadata;  // must outlive the encoder's use of it
     Settings settings;
     std::u16string path;  // the name the host gave; the file is written as part.Path()

@@ -3,6 +3,7 @@
 #include <nettle/md5.h>
 
 #include <cstring>
+#include <new>
 
 #include <system_error>
 #include "tvkit/os_process.h"
@@ -51,10 +52,13 @@ struct Nettle {
     decltype(&nettle_md5_digest) digest = nullptr;
 };
 
-// Unloaded with the plug-in; every thread that uses it has ended by then.
+// Never destroyed, so nettle stays loaded: once the plug-in linked the tag kit, the record's
+// destructor was still due at exit after the plug-in had been unloaded, and ran into unmapped
+// code. Static storage rather than the heap, so an unloaded plug-in leaves no block behind.
 const Nettle* LoadNettle() {
-    static const Nettle nettle;
-    return nettle.Usable() ? &nettle : nullptr;
+    alignas(Nettle) static unsigned char storage[sizeof(Nettle)];
+    static const Nettle* const nettle = new (storage) Nettle;
+    return nettle->Usable() ? nettle : nullptr;
 }
 
 }  // namespace

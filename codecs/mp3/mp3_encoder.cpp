@@ -4,9 +4,11 @@
 // hold goes through libsoxr to the highest MPEG rate of its family not above it (96 kHz to
 // 48 kHz, 88.2 kHz to 44.1 kHz). Every file gets the LAME/Xing frame with the encoder delay and
 // padding, so that decoders can give back exactly the samples that went in. The host writes
-// the tags afterwards through decoder/mp3.so.
+// the tags afterwards through decoder/mp3.so, into an ID3v2.4 tag of padding alone that the
+// file starts with, sized so that the write lands in place.
 #include <lame/lame.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -15,11 +17,14 @@
 #include "lossy_encoder.h"
 #include "resampler.h"
 #include "tvkit/text.h"
+#include "tvtags/file_tags.h"
 
 namespace {
 
 constexpr long kDefaultVbr = 2;
 constexpr size_t kLameTagMax = 2880;  // the largest MP3 frame
+constexpr size_t kId3HeaderBytes = 10;
+constexpr uint64_t kMaxId3Body = (uint64_t{1} << 28) - 1;  // the syncsafe size field
 const unsigned kRates[] = {8000, 11025, 12000, 16000, 22050, 24000, 32000, 44100, 48000};
 // The MPEG rates by family, highest first.
 const unsigned kFamilies[3][3] = {{44100, 22050, 11025}, {48000, 24000, 12000}, {32000, 16000, 8000}};
@@ -162,7 +167,8 @@ private:
         std::vector<uint8_t> tag(kLameTagMax);
         const size_t tagBytes = lame_get_lametag_frame(lame, tag.data(), tag.size());
         if (ok && tagBytes > 0 && tagBytes <= tag.size())
-            ok = std::fseek(file, 0, SEEK_SET) == 0 && std::fwrite(tag.data(), 1, tagBytes, file) == tagBytes;
+            ok = std::fseek(file, static_cast<long>(audioStart), SEEK_SET) == 0 &&
+                 std::fwrite(tag.data(), 1, tagBytes, file) == tagBytes;
         ok = std::fclose(file) == 0 && ok;
         file = nullptr;
         if (!ok) Log().Error(u"Error: Unable to finish MP3 file '" + path + u"'.", function);
@@ -223,8 +229,25 @@ private:
             Release();
             return false;
         }
+        if (!WriteTagRoom()) {
+            Log().Error(u"Error: Unable to write MP3 file '" + path + u"'.", function);
+            Release();
+            return false;
+        }
         out.resize(kChunkFrames * 5 / 4 + 7200);
         return true;
+    }
+
+    // An ID3v2.4 tag holding only padding, as large as the host's tags and a little slack.
+    bool WriteTagRoom() {
+        uint64_t body = tvtags::TagRoom(tagBlock, tagBlockSize, tvtags::FileKind::Mp3);
+        if (body > kMaxId3Body) body = kMaxId3Body;
+        std::vector<uint8_t> tag(kId3HeaderBytes + body, 0);
+        const uint8_t header[6] = {'I', 'D', '3', 4, 0, 0};
+        std::copy(header, header + 6, tag.begin());
+        for (int i = 0; i < 4; ++i) tag[6 + i] = static_cast<uint8_t>((body >> (7 * (3 - i))) & 0x7F);
+        audioStart = tag.size();
+        return Write(tag.data(), tag.size());
     }
 
     bool Write(const uint8_t* data, size_t size) { return size == 0 || std::fwrite(data, 1, size, file) == size; }
@@ -239,6 +262,7 @@ private:
 
     lame_global_flags* lame = nullptr;
     std::FILE* file = nullptr;
+    uint64_t audioStart = 0;  // where the first frame, the LAME/Xing frame, goes
     Settings settings;
     std::vector<uint8_t> out;
     mp3enc::Resampler resampler;

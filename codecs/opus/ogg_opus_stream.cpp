@@ -35,11 +35,12 @@ std::vector<unsigned char> HeadPacket(unsigned channels, uint32_t preSkip, uint3
     return out;
 }
 
-std::vector<unsigned char> TagsPacket(const std::string& vendor) {
+std::vector<unsigned char> TagsPacket(const std::string& vendor, uint64_t room) {
     std::vector<unsigned char> out{'O', 'p', 'u', 's', 'T', 'a', 'g', 's'};
     PutLE(out, static_cast<uint32_t>(vendor.size()), 4);
     out.insert(out.end(), vendor.begin(), vendor.end());
-    PutLE(out, 0, 4);  // no comments: the host's tag writer adds them
+    PutLE(out, 0, 4);  // no comments: the host's tag writer adds them, in this room
+    out.resize(out.size() + room, 0);
     return out;
 }
 
@@ -76,7 +77,7 @@ bool SingleStreamWriter::Open(const std::filesystem::path& path, unsigned ch, ui
     ogg_packet p = MakePacket(head, 0, 0, true, false);
     ogg_stream_packetin(&stream, &p);
     bool ok = WritePages(true);
-    std::vector<unsigned char> tags = TagsPacket(opus_get_version_string());
+    std::vector<unsigned char> tags = TagsPacket(opus_get_version_string(), s.tagRoom);
     p = MakePacket(tags, 0, 1, false, false);
     ogg_stream_packetin(&stream, &p);
     ok = WritePages(true) && ok;

@@ -17,7 +17,8 @@ namespace oggopus {
 struct Settings {
     int32_t bitrate = 128000;  // bit/s
     bool vbr = true, constrained = false;
-    int complexity = -1;  // -1: libopus's default
+    int complexity = -1;   // -1: libopus's default
+    uint64_t tagRoom = 0;  // zero bytes after the comments, which OpusTags takes as padding
 };
 
 class SingleStreamWriter {

@@ -4,11 +4,14 @@
 // 0..10), --vbr, --cvbr, --hard-cbr. Opus runs at 48 kHz: other rates go through libsoxr at
 // high quality first, and the header records the source's rate as its input rate, as the
 // opusenc tool does. 1 to 8 channels; above stereo with the Vorbis channel layout (mapping
-// family 1). The host writes the tags afterwards through decoder/opus.so.
+// family 1). The host writes the tags afterwards through decoder/opus.so, in place: OpusTags
+// carries room for them as padding.
 #include <opusenc.h>
 #include <soxr.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,6 +20,7 @@
 #include "ogg_opus_stream.h"
 #include "opus_head.h"
 #include "tvkit/text.h"
+#include "tvtags/file_tags.h"
 
 namespace {
 
@@ -140,6 +144,8 @@ private:
             Release();
             return false;
         }
+        ope_encoder_ctl(encoder, OPE_SET_COMMENT_PADDING(static_cast<opus_int32>(
+                                     std::min<uint64_t>(TagRoom(), std::numeric_limits<opus_int32>::max()))));
         ope_encoder_ctl(encoder, OPUS_SET_BITRATE(static_cast<opus_int32>(kbps * 1000)));
         ope_encoder_ctl(encoder, OPUS_SET_VBR(settings.mode == RateMode::Cbr ? 0 : 1));
         ope_encoder_ctl(encoder, OPUS_SET_VBR_CONSTRAINT(settings.mode == RateMode::Cvbr ? 1 : 0));
@@ -149,12 +155,15 @@ private:
         return true;
     }
 
+    uint64_t TagRoom() const { return tvtags::TagRoom(tagBlock, tagBlockSize, tvtags::FileKind::Opus); }
+
     bool StartDirect(long kbps, const char* function) {
         oggopus::Settings s;
         s.bitrate = static_cast<int32_t>(kbps * 1000);
         s.vbr = settings.mode != RateMode::Cbr;
         s.constrained = settings.mode == RateMode::Cvbr;
         s.complexity = static_cast<int>(settings.complexity);
+        s.tagRoom = TagRoom();
         direct = std::make_unique<oggopus::SingleStreamWriter>();
         std::string error;
         if (!direct->Open(std::filesystem::path(tvkit::Utf16ToUtf8(OutputPath())), layout.channels, layout.rate, s,

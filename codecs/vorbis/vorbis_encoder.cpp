@@ -1,6 +1,7 @@
 // encoder/vorbis.so: PCM to Ogg Vorbis through vorbisenc. Options as the oggenc tool takes
 // them: -q n (quality -1..10, default 5). 1 to 8 channels, taken in WAV order and written in
-// Vorbis order. The host writes the tags afterwards through decoder/vorbis.so.
+// Vorbis order. The host writes the tags afterwards through decoder/vorbis.so, in place: the
+// comment packet carries room for them after its framing bit, which decoders don't read.
 #include <vorbis/vorbisenc.h>
 
 #include <cstdio>
@@ -11,6 +12,7 @@
 
 #include "lossy_encoder.h"
 #include "tvkit/text.h"
+#include "tvtags/file_tags.h"
 
 namespace {
 
@@ -99,7 +101,11 @@ private:
         started = true;
         ogg_packet id, comm, code;
         vorbis_analysis_headerout(&dsp, &comment, &id, &comm, &code);
+        std::vector<unsigned char> padded(comm.packet, comm.packet + comm.bytes);
         vorbis_comment_clear(&comment);
+        padded.resize(padded.size() + tvtags::TagRoom(tagBlock, tagBlockSize, tvtags::FileKind::OggVorbis), 0);
+        comm.packet = padded.data();
+        comm.bytes = static_cast<long>(padded.size());
         ogg_stream_packetin(&stream, &id);
         ogg_stream_packetin(&stream, &comm);
         ogg_stream_packetin(&stream, &code);

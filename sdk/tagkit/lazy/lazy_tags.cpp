@@ -66,4 +66,10 @@ bool WriteFileTags(std::u16string_view path, const std::vector<tvkit::TagItem>& 
     return false;
 }
 
+bool MeasureTags(const std::vector<tvkit::TagItem>& items, FileKind kind, uint64_t& bytes) {
+    bytes = 0;
+    const Engine& e = Load();
+    return e.table && e.table->measure(items, kind, bytes);
+}
+
 }  // namespace tvtags

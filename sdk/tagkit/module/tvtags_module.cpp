@@ -12,7 +12,11 @@ bool Write(std::u16string_view path, const std::vector<tvkit::TagItem>& items, s
     return tvtags::WriteFileTags(path, items, error, kind);
 }
 
-const tvtags::engine::Table kTable{tvtags::engine::kVersion, Read, Write};
+bool Measure(const std::vector<tvkit::TagItem>& items, tvtags::FileKind kind, uint64_t& bytes) {
+    return tvtags::MeasureTags(items, kind, bytes);
+}
+
+const tvtags::engine::Table kTable{tvtags::engine::kVersion, Read, Write, Measure};
 
 }  // namespace
 

@@ -20,6 +20,7 @@
 #include "tvkit/os_file.h"
 #include "tvkit/text.h"
 #include "tvtags/mapping.h"
+#include "tvtags/ogg_comment_pages.h"
 
 namespace tvtags {
 
@@ -237,7 +238,95 @@ bool WriteKind(TagLib::IOStream* stream, FileKind kind, const std::vector<tvkit:
     return false;
 }
 
+// The Ogg comment packet's signature, and whether the framing bit ends the comments.
+struct OggComment {
+    TagLib::ByteVector signature;
+    bool framingBit;
+};
+
+OggComment CommentFormOf(FileKind kind) {
+    if (kind == FileKind::OggVorbis) return {TagLib::ByteVector("\x03vorbis", 7), true};
+    return {TagLib::ByteVector("OpusTags", 8), false};
+}
+
+// Ogg Vorbis and Opus: the new comment packet takes the old one's place within the same pages
+// when it fits, padded to the old size (Vorbis ignores bytes after the framing bit, OpusTags
+// takes zero bytes after the comments as padding), so that no audio page moves. False when it
+// can't be done that way; the file is then unchanged.
+bool WriteOggCommentInPlace(TagLib::IOStream& stream, FileKind kind, const std::vector<tvkit::TagItem>& items) {
+    oggpages::CommentPages pages;
+    const oggpages::ReadFn read = [&stream](uint64_t at, uint8_t* data, size_t size) -> size_t {
+        stream.seek(static_cast<long>(at));
+        const TagLib::ByteVector got = stream.readBlock(static_cast<unsigned long>(size));
+        std::memcpy(data, got.data(), got.size());
+        return got.size();
+    };
+    if (!oggpages::FindCommentPacket(read, pages)) return false;
+    const std::vector<uint8_t> old = oggpages::PacketOf(pages);
+    const OggComment form = CommentFormOf(kind);
+    const TagLib::ByteVector oldPacket(reinterpret_cast<const char*>(old.data()), static_cast<unsigned>(old.size()));
+    if (!oldPacket.startsWith(form.signature)) return false;
+    TagLib::Ogg::XiphComment comment(oldPacket.mid(form.signature.size()));  // keeps the vendor
+    WriteXiph(&comment, items, true);
+    TagLib::ByteVector packet = form.signature;
+    packet.append(comment.render(form.framingBit));
+    if (packet.size() > oldPacket.size()) return false;
+    packet.resize(oldPacket.size(), '\0');
+    if (!oggpages::ReplacePacket(pages, reinterpret_cast<const uint8_t*>(packet.data()), packet.size())) return false;
+    for (const oggpages::CommentPage& page : pages.pages) {
+        if (!page.changed) continue;
+        stream.seek(static_cast<long>(page.offset));
+        stream.writeBlock(TagLib::ByteVector(reinterpret_cast<const char*>(page.bytes.data()),
+                                             static_cast<unsigned>(page.bytes.size())));
+    }
+    return true;
+}
+
+uint64_t FieldBytes(const TagLib::Ogg::XiphComment& comment) {
+    // Less the vendor length and the field count, which the encoders' empty comment has.
+    return comment.render(false).size() - 8;
+}
+
 }  // namespace
+
+bool MeasureTags(const std::vector<tvkit::TagItem>& items, FileKind kind, uint64_t& bytes) {
+    SilenceTagLib();
+    bytes = 0;
+    switch (kind) {
+        case FileKind::Flac: {
+            TagLib::Ogg::XiphComment comment;
+            WriteXiph(&comment, items, false);
+            bytes = FieldBytes(comment);
+            for (TagLib::FLAC::Picture* pic : detail::MakeFlacPictures(items)) {
+                bytes += 4 + pic->render().size();  // block header and body
+                delete pic;
+            }
+            return true;
+        }
+        case FileKind::OggVorbis:
+        case FileKind::Opus: {
+            TagLib::Ogg::XiphComment comment;
+            WriteXiph(&comment, items, true);
+            bytes = FieldBytes(comment);
+            return true;
+        }
+        case FileKind::Mp3: {
+            TagLib::ID3v2::Tag tag;
+            WriteId3(&tag, items);
+            // New frames are version 2.4 ones; the tag leaves out the empty ones as it renders.
+            for (TagLib::ID3v2::Frame* frame : tag.frameList()) {
+                const unsigned size = frame->render().size();
+                if (size > TagLib::ID3v2::Frame::headerSize(4)) bytes += size;
+            }
+            return true;
+        }
+        case FileKind::OggFlac:
+        case FileKind::Wave:
+        case FileKind::Unknown:
+            break;
+    }
+    return false;
+}
 
 bool ReadFileTags(std::u16string_view path, std::vector<tvkit::TagItem>& items, std::u16string& error, FileKind kind) {
     items.clear();
@@ -270,6 +359,9 @@ bool WriteFileTags(std::u16string_view path, const std::vector<tvkit::TagItem>& 
         error = u"Unable to open file '" + std::u16string(path) + u"' for writing";
         return false;
     }
+    if ((kind == FileKind::OggVorbis || kind == FileKind::Opus) && WriteOggCommentInPlace(stream, kind, items))
+        return true;
+    stream.seek(0);
     if (!WriteKind(&stream, kind, items)) {
         error = u"Unable to write the tags of '" + std::u16string(path) + u"' as a " + KindName(kind) + u" file";
         return false;

@@ -50,6 +50,22 @@ bool ReadFileTags(std::u16string_view path, tvkit::TagBlockWriter& block, std::u
 bool WriteFileTags(std::u16string_view path, const std::vector<tvkit::TagItem>& items, std::u16string& error,
                    FileKind kind = FileKind::Unknown);
 
+// Room for tags that encoders leave in front of the audio, so that the host's tag write and
+// small edits after it (ReplayGain) land in place. The slack stays within what TagLib keeps as
+// padding on any file size (at least 4 KiB for FLAC, 1 KiB for ID3v2) and is never shrunk away.
+constexpr uint64_t kTagSlackBytes = 4096;
+constexpr uint64_t kId3SlackBytes = 1024;
+
+// The bytes that items add to the empty tag structure an encoder of that kind writes: for FLAC
+// the comment fields and PICTURE blocks (the comment block itself is there), for Ogg Vorbis and
+// Opus the comment fields in the comment packet (pictures as fields), for MP3 the ID3v2 frames.
+// False when TagLib can't be had or the kind takes no such tags.
+bool MeasureTags(const std::vector<tvkit::TagItem>& items, FileKind kind, uint64_t& bytes);
+
+// The room an encoder of that kind leaves for a tag block (ConversionRecord.OutputTags): what the
+// tags measure plus the slack. Without a measure the slack alone.
+uint64_t TagRoom(const void* block, size_t size, FileKind kind);
+
 // The decoder side of Set("IDTags"): writes the block args.Data (args.Value bytes) into the
 // file args.Text. Returns the property result (nonzero: written); a failure is logged as an
 // error (the tag writer hands plug-ins no error pipe, so it lands in the debug log).
