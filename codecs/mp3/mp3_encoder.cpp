@@ -16,6 +16,7 @@
 
 #include "lossy_encoder.h"
 #include "resampler.h"
+#include "tvkit/tag_block.h"
 #include "tvkit/text.h"
 #include "tvtags/file_tags.h"
 
@@ -238,8 +239,10 @@ private:
         return true;
     }
 
-    // An ID3v2.4 tag holding only padding, as large as the host's tags and a little slack.
+    // An ID3v2.4 tag holding only padding, as large as the host's tags and a little slack. A
+    // source without tags gets none: the file then starts with its first frame, as it did.
     bool WriteTagRoom() {
+        if (!tagBlock || tvkit::ParseTagBlock(tagBlock, tagBlockSize).empty()) return true;
         uint64_t body = tvtags::TagRoom(tagBlock, tagBlockSize, tvtags::FileKind::Mp3);
         if (body > kMaxId3Body) body = kMaxId3Body;
         std::vector<uint8_t> tag(kId3HeaderBytes + body, 0);
