@@ -21,9 +21,12 @@ public:
 #ifdef _WIN32
     static constexpr const char16_t* LibrarySuffix = u".dll";
     static constexpr const char16_t* LibraryPattern = u"*.dll";
+    // The suffix with which LoadEncoder and LoadDSP name the file they load.
+    static constexpr const char16_t* LoadSuffix = u".DLL";
 #else
     static constexpr const char16_t* LibrarySuffix = u".so";
     static constexpr const char16_t* LibraryPattern = u"*.so";
+    static constexpr const char16_t* LoadSuffix = u".so";
 #endif
 
     // Loads the decoder for a file (by its extension) or a stream name, and makes an instance.
