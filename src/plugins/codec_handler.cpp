@@ -149,8 +149,9 @@ bool clTvCodecHandler::LoadEncoder(const XString& name, clTvEncoder& encoder, co
     return LoadWithTrace(path, encoder, logs, "clTvCodecHandler::LoadEncoder", u"Loading Encoder '");
 }
 
-bool clTvCodecHandler::LoadDSP(const XString& name, clTvDSP& dsp, const PluginLogHandles* logs, const void* module) {
-    const XString path = FindPluginFile(module, u"DSPs", name + LoadSuffix);
+bool clTvCodecHandler::LoadDSP(const XString& name, clTvDSP& dsp, const PluginLogHandles* logs, const void* module,
+                               const char16_t* suffix) {
+    const XString path = FindPluginFile(module, u"DSPs", name + suffix);
     return LoadWithTrace(path, dsp, logs, "clTvCodecHandler::LoadDSP", u"Loading DSP '");
 }
 

@@ -39,7 +39,9 @@ public:
                                const PluginLogHandles* logs, bool isStream);
     static bool LoadEncoder(const XString& name, clTvEncoder& encoder, const PluginLogHandles* logs,
                             const void* module);
-    static bool LoadDSP(const XString& name, clTvDSP& dsp, const PluginLogHandles* logs, const void* module);
+    // The driver names its DSPs with LibrarySuffix; on Windows only the case of the text differs.
+    static bool LoadDSP(const XString& name, clTvDSP& dsp, const PluginLogHandles* logs, const void* module,
+                        const char16_t* suffix = LoadSuffix);
 
     // Every listed decoder entry; each output is optional. Filter lines hold the display text
     // and the pattern with a CR between them.

@@ -116,6 +116,8 @@ int XRunChildPassingSignals(const char* const* argv) {
     return result;
 }
 
+void XListenForTerminationRequests() { OwnRequestEvent(); }
+
 int XWaitForTerminationRequest() {
     g_requestEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     SetConsoleCtrlHandler(OnControl, TRUE);
