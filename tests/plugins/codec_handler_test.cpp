@@ -48,8 +48,8 @@ TEST_F(CodecHandler, CacheIsWrittenReusedOverriddenAndSurvivesAMove) {
     EXPECT_EQ(InstallPath("decoder/alpha.so"), RegGetString(u".aaa", HKEY_CURRENT_USER, kCache));
 
     // A cached path from a moved installation: only its file name counts.
-    RegSetString((XString(u"/old/place/decoder/") + LibraryName16("decoder", "beta.so")).Text(), u".shared", HKEY_CURRENT_USER,
-                 kCache);
+    RegSetString((XString(u"/old/place/decoder/") + LibraryName16("decoder", "beta.so")).Text(), u".shared",
+                 HKEY_CURRENT_USER, kCache);
     clTvDecoder moved;
     ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"s.shared", moved, &kNone, plugtest::Anchor(), false));
     EXPECT_EQ(InstallPath("decoder/beta.so"), moved.Path);
@@ -64,7 +64,8 @@ TEST_F(CodecHandler, CacheIsWrittenReusedOverriddenAndSurvivesAMove) {
 
 TEST_F(CodecHandler, NoDecoderLeavesWrapperEmptyAndCacheUntouched) {
     clTvDecoder d;
-    EXPECT_FALSE(clTvCodecHandler::LoadDecoderForFile(tvtest::NativePath(u"/a.dir/noext").c_str(), d, &kNone, plugtest::Anchor(), false));
+    EXPECT_FALSE(clTvCodecHandler::LoadDecoderForFile(tvtest::NativePath(u"/a.dir/noext").c_str(), d, &kNone,
+                                                      plugtest::Anchor(), false));
     EXPECT_FALSE(clTvCodecHandler::LoadDecoderForFile(u"x.zzz", d, &kNone, plugtest::Anchor(), false));
     EXPECT_EQ(nullptr, d.Module());
     EXPECT_TRUE(RegGetString(u".zzz", HKEY_CURRENT_USER, kCache).IsEmpty());
@@ -207,7 +208,8 @@ TEST_F(CodecHandler, UserPluginsComeAfterTheProgramsAndTheProgramWinsOnAName) {
     fs::copy_file(install / lib("decoder", "alpha.so"), user / lib("decoder", "mine.so"));
     fs::copy_file(install / lib("encoder", "zzz.so"), user / lib("encoder", "userenc.so"));
     // Shadowed by the program's, on Windows whatever the case of its name.
-    fs::copy_file(install / lib("encoder", "zzz.so"), user / lib("encoder", XPathNamesIgnoreCase ? "mmm.so" : "Mmm.so"));
+    fs::copy_file(install / lib("encoder", "zzz.so"),
+                  user / lib("encoder", XPathNamesIgnoreCase ? "mmm.so" : "Mmm.so"));
     fs::copy_file(install / lib("DSPs", "halve.so"), user / lib("DSPs", "userhalve.so"));
     const XString userDecoder = XString((user / lib("decoder", "mine.so")).string().c_str(), true);
 
@@ -223,7 +225,8 @@ TEST_F(CodecHandler, UserPluginsComeAfterTheProgramsAndTheProgramWinsOnAName) {
     clTvDecoder d;
     ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"x.aaa", d, &kNone, plugtest::Anchor(), false));
     EXPECT_EQ(InstallPath("decoder/alpha.so"), d.Path);
-    RegSetString((XString(u"/elsewhere/") + LibraryName16("decoder", "mine.so")).Text(), u".shared", HKEY_CURRENT_USER, kCache);
+    RegSetString((XString(u"/elsewhere/") + LibraryName16("decoder", "mine.so")).Text(), u".shared", HKEY_CURRENT_USER,
+                 kCache);
     clTvDecoder cached;
     ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"x.shared", cached, &kNone, plugtest::Anchor(), false));
     EXPECT_EQ(userDecoder, cached.Path);

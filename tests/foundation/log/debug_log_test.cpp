@@ -6,9 +6,9 @@
 
 #include "foundation/log/xdebug.h"
 #include "foundation/paths/xpath.h"
+#include "foundation/platform/file_io.h"
 #include "foundation/platform/known_folders.h"
 #include "foundation/platform/path_rules.h"
-#include "foundation/platform/file_io.h"
 #include "foundation/settings/xregistry.h"
 #include "foundation/sync/helper/spawn.h"
 
