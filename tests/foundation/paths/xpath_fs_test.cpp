@@ -43,6 +43,8 @@ TEST(XPathFs, ExistsFolderAndRoot) {
     // A drive root is found by its type, with or without the separator.
     EXPECT_TRUE(XPath(u"C:").IsFolder());
     EXPECT_FALSE(XPath(u"Q:\\").Exists());
+    EXPECT_EQ(std::u16string(XDriveTypeText(u"C:").View()), u"Hard Disk");
+    EXPECT_TRUE(XDriveTypeText(u"Q:").IsEmpty());
     // Hidden is an attribute there (Wine adds it to dot names of its own accord).
     ASSERT_TRUE(XPath(dir.X("f.txt")).ChangeAttributes(XAttr::Hidden, 0));
     EXPECT_TRUE(XPath(dir.X("f.txt")).IsHidden());
@@ -144,6 +146,32 @@ TEST(XPathFs, DeleteIfSameSparesAFileThatTookTheName) {
     EXPECT_FALSE(XPath(dir.X("out")).DeleteIfSame(current));
     EXPECT_EQ(XGetLastError(), XErr::FileNotFound);
 }
+
+#ifdef _WIN32
+// Beyond the plain limits every call goes through the prefixed form, or the system refuses it.
+TEST(XPathFs, LongPathsWork) {
+    TestDir dir;
+    XPath deep(dir.X());
+    for (char c : std::string("abcdef")) deep.Append(XString(std::string(50, c).c_str(), true));
+    ASSERT_GT(deep.Length(), XPath::FileLimit);
+    EXPECT_TRUE(deep.CreateFolders());
+    EXPECT_TRUE(deep.IsFolder());
+    XPath file(deep);
+    file.Append(u"f.txt");
+    XFile out;
+    ASSERT_TRUE(out.OpenCreate(file));
+    EXPECT_TRUE(out.Write("abc", 3));
+    out.Close();
+    EXPECT_EQ(file.Size(), 3u);
+    XPath moved(deep);
+    moved.Append(u"g.txt");
+    EXPECT_TRUE(file.Move(moved));
+    EXPECT_TRUE(moved.Exists());
+    EXPECT_FALSE(file.Exists());
+    EXPECT_TRUE(XPath(dir.X(std::string(50, 'a'))).DeleteFiles(true, nullptr, true));
+    EXPECT_TRUE(fs::is_empty(dir.path));
+}
+#endif
 
 TEST(XPathFs, FinderPatternsIgnoreCase) {
     TestDir dir;
