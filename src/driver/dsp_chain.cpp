@@ -72,7 +72,7 @@ bool TvDspChain::Load(const PluginLogHandles& logs, uint32_t batchId, uint8_t& r
         DSPEntry& entry = *entries[i];
         current = &entry;
         clTvDSP probe;
-        if (!clTvCodecHandler::LoadDSP(entry.name, probe, &logs, nullptr)) {
+        if (!clTvCodecHandler::LoadDSP(entry.name, probe, &logs, nullptr, clTvCodecHandler::LibrarySuffix)) {
             XDebugError(XString(u"Error: Unable to load DSP Effect '") + entry.name + u"'.", logs, LoadFunction);
             return false;
         }
@@ -82,7 +82,7 @@ bool TvDspChain::Load(const PluginLogHandles& logs, uint32_t batchId, uint8_t& r
         PluginArgs replayGain{};
         replayGain.Text = entry.params.Text();
         if (probe.Get(TV_PROP_SEND_OVER_REPLAYGAIN_TAGS, &replayGain) != 0) replayGainWanted = 1;
-        if (clTvCodecHandler::LoadDSP(entry.name, entry.dsp, &logs, nullptr)) {
+        if (clTvCodecHandler::LoadDSP(entry.name, entry.dsp, &logs, nullptr, clTvCodecHandler::LibrarySuffix)) {
             if (batchId != 0) {
                 PluginArgs batchArgs{};
                 batchArgs.Value = batchId;

@@ -74,7 +74,8 @@ std::vector<clTvCodecHandler::PluginFile> clTvCodecHandler::PluginFiles(const vo
         while (finder.Next()) {
             if (finder.IsFolder()) continue;
             bool shadowed = false;
-            for (size_t i = 0; user && i < programCount && !shadowed; ++i) shadowed = files[i].name == finder.Name();
+            for (size_t i = 0; user && i < programCount && !shadowed; ++i)
+                shadowed = XString::Equal(files[i].name.Text(), finder.Name().Text(), 0, XPathNamesIgnoreCase);
             if (!shadowed) files.push_back({finder, finder.Name(), user != 0});
         }
     }
@@ -144,12 +145,13 @@ bool clTvCodecHandler::TryDecoderFile(const XString& path, const XString& extens
 
 bool clTvCodecHandler::LoadEncoder(const XString& name, clTvEncoder& encoder, const PluginLogHandles* logs,
                                    const void* module) {
-    const XString path = FindPluginFile(module, u"encoder", name + LibrarySuffix);
+    const XString path = FindPluginFile(module, u"encoder", name + LoadSuffix);
     return LoadWithTrace(path, encoder, logs, "clTvCodecHandler::LoadEncoder", u"Loading Encoder '");
 }
 
-bool clTvCodecHandler::LoadDSP(const XString& name, clTvDSP& dsp, const PluginLogHandles* logs, const void* module) {
-    const XString path = FindPluginFile(module, u"DSPs", name + LibrarySuffix);
+bool clTvCodecHandler::LoadDSP(const XString& name, clTvDSP& dsp, const PluginLogHandles* logs, const void* module,
+                               const char16_t* suffix) {
+    const XString path = FindPluginFile(module, u"DSPs", name + suffix);
     return LoadWithTrace(path, dsp, logs, "clTvCodecHandler::LoadDSP", u"Loading DSP '");
 }
 

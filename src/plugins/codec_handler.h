@@ -21,9 +21,12 @@ public:
 #ifdef _WIN32
     static constexpr const char16_t* LibrarySuffix = u".dll";
     static constexpr const char16_t* LibraryPattern = u"*.dll";
+    // The suffix with which LoadEncoder and LoadDSP name the file they load.
+    static constexpr const char16_t* LoadSuffix = u".DLL";
 #else
     static constexpr const char16_t* LibrarySuffix = u".so";
     static constexpr const char16_t* LibraryPattern = u"*.so";
+    static constexpr const char16_t* LoadSuffix = u".so";
 #endif
 
     // Loads the decoder for a file (by its extension) or a stream name, and makes an instance.
@@ -36,7 +39,9 @@ public:
                                const PluginLogHandles* logs, bool isStream);
     static bool LoadEncoder(const XString& name, clTvEncoder& encoder, const PluginLogHandles* logs,
                             const void* module);
-    static bool LoadDSP(const XString& name, clTvDSP& dsp, const PluginLogHandles* logs, const void* module);
+    // The driver names its DSPs with LibrarySuffix; on Windows only the case of the text differs.
+    static bool LoadDSP(const XString& name, clTvDSP& dsp, const PluginLogHandles* logs, const void* module,
+                        const char16_t* suffix = LoadSuffix);
 
     // Every listed decoder entry; each output is optional. Filter lines hold the display text
     // and the pattern with a CR between them.

@@ -67,7 +67,8 @@ namespace {
 // "  (user)" behind a plug-in of the user's folder, nothing behind one of the program's.
 const char16_t* Origin(const std::vector<clTvCodecHandler::PluginFile>& files, const XString& fileName) {
     for (const clTvCodecHandler::PluginFile& file : files)
-        if (file.name == fileName) return file.user ? u"  (user)" : u"";
+        if (XString::Equal(file.name.Text(), fileName.Text(), 0, XPathNamesIgnoreCase))
+            return file.user ? u"  (user)" : u"";
     return u"";
 }
 

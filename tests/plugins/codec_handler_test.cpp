@@ -1,21 +1,24 @@
 #include "plugins/codec_handler.h"
 #include "foundation/settings/xregistry.h"
 #include "plugin_test_env.h"
+#include "support/native_path.h"
 
 using plugtest::InstallPath;
+using plugtest::LibraryName16;
 
 namespace {
 constexpr const char16_t* kCache = u"Software\\Brightmoor\\Tonvale\\DecoderCache64";
 const PluginLogHandles kNone{0, 0, 0};
 
-XString FileNameOf(const XString& path) { return path.From(path.FindLastChar(u'/') + 1); }
+XString FileNameOf(const XString& path) { return path.From(path.FindLastChar(XPathSep) + 1); }
 }  // namespace
 
 class CodecHandler : public plugtest::PluginTest {};
 
 TEST_F(CodecHandler, ExtensionOfAndLossless) {
-    EXPECT_EQ(XString(u".flac"), clTvCodecHandler::ExtensionOf(u"/music/a.b/song.flac"));
-    EXPECT_TRUE(clTvCodecHandler::ExtensionOf(u"/music/a.b/song").IsEmpty());
+    using tvtest::NativePath;
+    EXPECT_EQ(XString(u".flac"), clTvCodecHandler::ExtensionOf(NativePath(u"/music/a.b/song.flac").c_str()));
+    EXPECT_TRUE(clTvCodecHandler::ExtensionOf(NativePath(u"/music/a.b/song").c_str()).IsEmpty());
     EXPECT_TRUE(clTvCodecHandler::ExtensionOf(u"song").IsEmpty());
     EXPECT_TRUE(clTvCodecHandler::IsLosslessCodec(u"wavpack"));
     EXPECT_TRUE(clTvCodecHandler::IsLosslessCodec(u"The True Audio (TTA)"));
@@ -28,24 +31,25 @@ TEST_F(CodecHandler, CacheIsWrittenReusedOverriddenAndSurvivesAMove) {
     ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"/x/song.AAA", d, &kNone, plugtest::Anchor(), false));
     EXPECT_TRUE(d.HasInstance());
     EXPECT_EQ(XString(u".AAA"), d.Extension);
-    EXPECT_EQ(XString(u"alpha.so"), FileNameOf(d.Path));
+    EXPECT_EQ(LibraryName16("decoder", "alpha.so"), FileNameOf(d.Path));
     // The full path is cached under the extension as asked for.
     EXPECT_EQ(InstallPath("decoder/alpha.so"), RegGetString(u".AAA", HKEY_CURRENT_USER, kCache));
 
     // Same extension on the same wrapper: a new instance of the loaded library, no cache read.
     RegSetString(InstallPath("decoder/beta.so").Text(), u".aaa", HKEY_CURRENT_USER, kCache);
     ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"other.aaa", d, &kNone, plugtest::Anchor(), false));
-    EXPECT_EQ(XString(u"alpha.so"), FileNameOf(d.Path));
+    EXPECT_EQ(LibraryName16("decoder", "alpha.so"), FileNameOf(d.Path));
 
     // A fresh wrapper reads the cache: beta no longer claims ".aaa", so the search runs and
     // the winner overwrites the value.
     clTvDecoder fresh;
     ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"other.aaa", fresh, &kNone, plugtest::Anchor(), false));
-    EXPECT_EQ(XString(u"alpha.so"), FileNameOf(fresh.Path));
+    EXPECT_EQ(LibraryName16("decoder", "alpha.so"), FileNameOf(fresh.Path));
     EXPECT_EQ(InstallPath("decoder/alpha.so"), RegGetString(u".aaa", HKEY_CURRENT_USER, kCache));
 
     // A cached path from a moved installation: only its file name counts.
-    RegSetString(u"/old/place/decoder/beta.so", u".shared", HKEY_CURRENT_USER, kCache);
+    RegSetString((XString(u"/old/place/decoder/") + LibraryName16("decoder", "beta.so")).Text(), u".shared",
+                 HKEY_CURRENT_USER, kCache);
     clTvDecoder moved;
     ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"s.shared", moved, &kNone, plugtest::Anchor(), false));
     EXPECT_EQ(InstallPath("decoder/beta.so"), moved.Path);
@@ -60,7 +64,8 @@ TEST_F(CodecHandler, CacheIsWrittenReusedOverriddenAndSurvivesAMove) {
 
 TEST_F(CodecHandler, NoDecoderLeavesWrapperEmptyAndCacheUntouched) {
     clTvDecoder d;
-    EXPECT_FALSE(clTvCodecHandler::LoadDecoderForFile(u"/a.dir/noext", d, &kNone, plugtest::Anchor(), false));
+    EXPECT_FALSE(clTvCodecHandler::LoadDecoderForFile(tvtest::NativePath(u"/a.dir/noext").c_str(), d, &kNone,
+                                                      plugtest::Anchor(), false));
     EXPECT_FALSE(clTvCodecHandler::LoadDecoderForFile(u"x.zzz", d, &kNone, plugtest::Anchor(), false));
     EXPECT_EQ(nullptr, d.Module());
     EXPECT_TRUE(RegGetString(u".zzz", HKEY_CURRENT_USER, kCache).IsEmpty());
@@ -69,7 +74,7 @@ TEST_F(CodecHandler, NoDecoderLeavesWrapperEmptyAndCacheUntouched) {
     EXPECT_FALSE(clTvCodecHandler::LoadDecoderForFile(u"x.fc", d, &kNone, plugtest::Anchor(), false));
     // Streams ask "StreamingDecodes" with the name itself.
     EXPECT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"tpstream", d, &kNone, plugtest::Anchor(), true));
-    EXPECT_EQ(XString(u"beta.so"), FileNameOf(d.Path));
+    EXPECT_EQ(LibraryName16("decoder", "beta.so"), FileNameOf(d.Path));
     EXPECT_FALSE(clTvCodecHandler::TryDecoderFile(InstallPath("decoder/alpha.so"), u".bbb", d, &kNone, false));
     EXPECT_EQ(nullptr, d.Module());
 }
@@ -145,7 +150,11 @@ TEST_F(CodecHandler, LoadersTraceToTheDebugLogOnly) {
     FILE* debug = std::tmpfile();
     FILE* errors = std::tmpfile();
     ASSERT_TRUE(debug && errors);
+#ifdef _WIN32
+    const PluginLogHandles logs{_get_osfhandle(_fileno(errors)), 0, _get_osfhandle(_fileno(debug))};
+#else
     const PluginLogHandles logs{fileno(errors), 0, fileno(debug)};
+#endif
     clTvEncoder e;
     EXPECT_TRUE(clTvCodecHandler::LoadEncoder(u"zzz", e, &logs, plugtest::Anchor()));
     clTvDSP d;
@@ -195,16 +204,20 @@ TEST_F(CodecHandler, UserPluginsComeAfterTheProgramsAndTheProgramWinsOnAName) {
     const fs::path user = fs::path(userData) / "tonvale";
     const fs::path install = plugtest::InstallDir();
     for (const char* kind : {"decoder", "encoder", "DSPs"}) fs::create_directories(user / kind);
-    fs::copy_file(install / "decoder/alpha.so", user / "decoder/mine.so");
-    fs::copy_file(install / "encoder/zzz.so", user / "encoder/userenc.so");
-    fs::copy_file(install / "encoder/zzz.so", user / "encoder/Mmm.so");  // shadowed by the program's
-    fs::copy_file(install / "DSPs/halve.so", user / "DSPs/userhalve.so");
-    const XString userDecoder = XString((user / "decoder/mine.so").c_str(), true);
+    auto lib = [](const char* kind, const char* name) { return fs::path(kind) / plugtest::LibraryName(kind, name); };
+    fs::copy_file(install / lib("decoder", "alpha.so"), user / lib("decoder", "mine.so"));
+    fs::copy_file(install / lib("encoder", "zzz.so"), user / lib("encoder", "userenc.so"));
+    // Shadowed by the program's, on Windows whatever the case of its name.
+    fs::copy_file(install / lib("encoder", "zzz.so"),
+                  user / lib("encoder", XPathNamesIgnoreCase ? "mmm.so" : "Mmm.so"));
+    fs::copy_file(install / lib("DSPs", "halve.so"), user / lib("DSPs", "userhalve.so"));
+    const XString userDecoder = XString((user / lib("decoder", "mine.so")).string().c_str(), true);
 
-    EXPECT_EQ(XString((user.string() + "/encoder/").c_str(), true), clTvCodecHandler::UserPluginFolder(u"encoder"));
+    EXPECT_EQ(XString((user.string() + char(XPathSep) + "encoder" + char(XPathSep)).c_str(), true),
+              clTvCodecHandler::UserPluginFolder(u"encoder"));
     const auto encoders = clTvCodecHandler::PluginFiles(plugtest::Anchor(), u"encoder");
     ASSERT_FALSE(encoders.empty());
-    EXPECT_EQ(XString(u"userenc.so"), encoders.back().name);
+    EXPECT_EQ(LibraryName16("encoder", "userenc.so"), encoders.back().name);
     EXPECT_TRUE(encoders.back().user);
     for (size_t i = 0; i + 1 < encoders.size(); ++i) EXPECT_FALSE(encoders[i].user) << encoders[i].path.ToStdUtf8();
 
@@ -212,7 +225,8 @@ TEST_F(CodecHandler, UserPluginsComeAfterTheProgramsAndTheProgramWinsOnAName) {
     clTvDecoder d;
     ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"x.aaa", d, &kNone, plugtest::Anchor(), false));
     EXPECT_EQ(InstallPath("decoder/alpha.so"), d.Path);
-    RegSetString(u"/elsewhere/mine.so", u".shared", HKEY_CURRENT_USER, kCache);
+    RegSetString((XString(u"/elsewhere/") + LibraryName16("decoder", "mine.so")).Text(), u".shared", HKEY_CURRENT_USER,
+                 kCache);
     clTvDecoder cached;
     ASSERT_TRUE(clTvCodecHandler::LoadDecoderForFile(u"x.shared", cached, &kNone, plugtest::Anchor(), false));
     EXPECT_EQ(userDecoder, cached.Path);
@@ -231,7 +245,7 @@ TEST_F(CodecHandler, UserPluginsComeAfterTheProgramsAndTheProgramWinsOnAName) {
     EXPECT_GE(lines.Find(u"  userenc  .tst  lossy  (user)"), 1);
     EXPECT_GE(lines.Find(u"  Mmm  .tst  lossy"), 1);
     EXPECT_GE(lines.Find(u"  userhalve  live  (user)"), 1);
-    EXPECT_GE(lines.Find(u"  mine.so  (user)"), 1);
-    EXPECT_GE(lines.Find(u"  alpha.so"), 1);
+    EXPECT_GE(lines.Find((XString(u"  ") + LibraryName16("decoder", "mine.so") + u"  (user)").Text()), 1);
+    EXPECT_GE(lines.Find((XString(u"  ") + LibraryName16("decoder", "alpha.so")).Text()), 1);
     EXPECT_GE(lines.Find((XString(u"  ") + clTvCodecHandler::UserPluginFolder(u"") + u"  (user)").Text()), 0);
 }

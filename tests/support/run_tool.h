@@ -3,7 +3,9 @@
 // caught as bytes.
 #include <gtest/gtest.h>
 
+#ifndef _WIN32
 #include <sys/wait.h>
+#endif
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -52,13 +54,21 @@ inline RunResult RunIn(const std::filesystem::path& folder, const std::string& c
 // Standard output and exit status of a shell command line; standard error goes to the test's.
 inline RunResult Capture(const std::string& command) {
     RunResult r;
+#ifdef _WIN32
+    FILE* pipe = _popen(command.c_str(), "rb");
+#else
     FILE* pipe = popen(command.c_str(), "r");
+#endif
     if (pipe == nullptr) return r;
     char buffer[4096];
     size_t got;
     while ((got = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) r.out.append(buffer, got);
+#ifdef _WIN32
+    r.status = _pclose(pipe);  // the command's exit code as it is
+#else
     const int raw = pclose(pipe);
     r.status = raw >= 0 && WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+#endif
     return r;
 }
 

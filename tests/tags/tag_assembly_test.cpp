@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/platform/path_rules.h"
 #include "foundation/settings/xregistry.h"
 #include "tags/id_tags.h"
 #include "tags/tag_assembly.h"
@@ -15,15 +16,22 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// A source path in the system's own form: '/' stands for the separator.
+XString Native(const char16_t* path) {
+    XString native(path);
+    native.Replace(u"/", XPathSepText);
+    return native;
+}
+
 // A program folder with the version files the assembly reads.
 class TagAssembly : public ::testing::Test {
 protected:
     void SetUp() override {
         folder = fs::temp_directory_path() / ("tv-tags-" + std::to_string(std::random_device{}()));
         fs::create_directories(folder / "Versions" / "Compression");
-        input.programFolder = XString((folder.string() + "/").c_str(), true);
+        input.programFolder = XString(folder.string().c_str(), true) + XPathSepText;
         input.encoderName = u"mp3";
-        input.sourcePath = u"/music/a.flac";
+        input.sourcePath = Native(u"/music/a.flac");
     }
     void TearDown() override { fs::remove_all(folder); }
 
@@ -88,14 +96,14 @@ TEST_F(TagAssembly, SourceHistory) {
     source.Add(u"title", u"t");
     SetSource(source);
 
-    input.sourcePath = u"/m/a.mp3";
+    input.sourcePath = Native(u"/m/a.mp3");
     XIDTags out = Run();
     EXPECT_EQ(out.At(1)->Name, XString(u"Source"));  // moved to the end
     EXPECT_EQ(out.GetValue(u"Source"), XString(u"CD >> 320 kbps [mp3]"));
 
-    input.sourcePath = u"/m.d/a";
+    input.sourcePath = Native(u"/m.d/a");  // the folder's dot is no extension
     EXPECT_EQ(Run().GetValue(u"Source"), XString(u"CD >> 320 kbps"));
-    input.sourcePath = u"/m/a.IGNORE";
+    input.sourcePath = Native(u"/m/a.IGNORE");
     EXPECT_EQ(Run().GetValue(u"Source"), XString(u"CD >> 320 kbps"));
 
     info.SetValue(u"Audio Quality", u"CD");  // the same as "Source": no step added
@@ -222,6 +230,9 @@ TEST(TagAssemblyFlags, ReadFromTheProductKey) {
     fs::remove_all(home);
     fs::create_directories(home);
     setenv("TONVALE_CONFIG_HOME", home.c_str(), 1);
+    // Windows keeps the values in the real registry, which no variable moves: start clean there.
+    const char16_t* names[] = {u"vMXNoUpdateEncoderTags", u"vMXNoTagDropSpaces", u"vMXNoDropRPGainTags"};
+    for (const char16_t* name : names) RegDeleteValue(name, HKEY_CURRENT_USER, XProductRegistryKey);
     XTagAssemblyFlags flags = ReadTagAssemblyFlags();
     EXPECT_FALSE(flags.noUpdateEncoderTags || flags.noTagDropSpaces || flags.noDropRPGainTags);
     RegSetInt(1, u"vMXNoTagDropSpaces", HKEY_CURRENT_USER, XProductRegistryKey);
@@ -230,6 +241,7 @@ TEST(TagAssemblyFlags, ReadFromTheProductKey) {
     EXPECT_TRUE(flags.noTagDropSpaces);
     EXPECT_FALSE(flags.noDropRPGainTags);
     EXPECT_FALSE(flags.noUpdateEncoderTags);
+    for (const char16_t* name : names) RegDeleteValue(name, HKEY_CURRENT_USER, XProductRegistryKey);
     unsetenv("TONVALE_CONFIG_HOME");
     fs::remove_all(home);
 }

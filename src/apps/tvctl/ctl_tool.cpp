@@ -79,6 +79,8 @@ int Shm(int argc, const char* const* argv, XString& out, XString& err) {
 }
 
 int Hold(int argc, const char* const* argv, XString& err) {
+    // Whoever sees the names held may ask this process to end at once.
+    XListenForTerminationRequests();
     std::vector<std::unique_ptr<XEvent>> events;
     std::vector<std::unique_ptr<XSharedMemory>> blocks;
     int i = 0;

@@ -286,7 +286,8 @@ XPath XRunTimeFolder(const XPath& executableFolder) {
     XPath installed(executableFolder);
     installed.StripBackslashes();
     installed.PopLast(true);
-    installed.Append(u"lib/tonvale");
+    installed.Append(u"lib");
+    installed.Append(u"tonvale");
     if (!installed.IsFolder()) return executableFolder;
     installed.AddBackslash();
     return installed;

@@ -17,6 +17,10 @@ bool XKillProcess(XProcessId pid, bool hard);
 // this process is passed on to the child. The child's status as XWaitProcess gives it, 127
 // when it could not be started.
 int XRunChildPassingSignals(const char* const* argv);
+// From here on a termination request to this process waits for XWaitForTerminationRequest or
+// XRunChildPassingSignals instead of ending it; called before the process shows that it is
+// ready (say, by holding a named object), so that no request falls between the two.
+void XListenForTerminationRequests();
 // Blocks until this process is asked to end (SIGTERM, SIGINT, SIGHUP); returns the signal.
 int XWaitForTerminationRequest();
 

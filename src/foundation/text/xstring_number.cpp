@@ -36,6 +36,14 @@ uint64_t Pow10(int n) {
     return v;
 }
 
+// Powers of ten by plain multiplication: exact up to 10^22 and the same with every C library,
+// whereas pow and log10 differ between libraries by a few units in the last place.
+double TenToThe(int n) {
+    double v = 1;
+    while (n-- > 0) v *= 10;
+    return v;
+}
+
 }  // namespace
 
 XString XString::FormatInt(int64_t value) {
@@ -92,14 +100,15 @@ XString XString::FormatDouble(double value, int decimals, bool keepZeros) {
         result.AppendChar(u'-');
         value = -value;
     }
-    value += std::pow(10.0, -decimals) * 0.5;
+    value += decimals < 0 ? 0.5 * TenToThe(-decimals) : 0.5 / TenToThe(decimals);
     double part = std::floor(value);
     double fraction = value - part;
+    if (part >= 1e100) return XString(u"NaN");
     if (part > 0) {
-        int e = static_cast<int>(std::fmin(std::floor(std::log10(part)), 1000.0));
-        if (e >= 100) return XString(u"NaN");
+        int e = 0;
+        for (double next = 10; part >= next; next *= 10) ++e;
         if (e > 16) {
-            double scaled = part * std::pow(10.0, -(e - 16));
+            double scaled = part / TenToThe(e - 16);
             result.AppendFast(FormatUInt(static_cast<uint64_t>(scaled)));
             for (int i = 0; i < e - 16; ++i) result.AppendChar(u'0');
         } else {
@@ -192,7 +201,13 @@ double XString::ToDoubleExp() const {
     int at = FindChar(u'e');
     if (at == 0) at = FindChar(u'E');
     if (at == 0) return ToDouble();
-    return Left(at - 1).ToDouble() * std::pow(10.0, From(at + 1).ToDouble());
+    double mantissa = Left(at - 1).ToDouble();
+    double exponent = From(at + 1).ToDouble();
+    if (exponent == std::floor(exponent) && std::fabs(exponent) <= 400) {
+        double scale = TenToThe(static_cast<int>(std::fabs(exponent)));
+        return exponent < 0 ? mantissa / scale : mantissa * scale;
+    }
+    return mantissa * std::pow(10.0, exponent);
 }
 
 bool XString::IsNaNText() const { return Equal(text, u"NAN", 0, true); }

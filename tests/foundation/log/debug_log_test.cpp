@@ -5,7 +5,10 @@
 #include <string>
 
 #include "foundation/log/xdebug.h"
+#include "foundation/paths/xpath.h"
 #include "foundation/platform/file_io.h"
+#include "foundation/platform/known_folders.h"
+#include "foundation/platform/path_rules.h"
 #include "foundation/settings/xregistry.h"
 #include "foundation/sync/helper/spawn.h"
 
@@ -85,8 +88,16 @@ TEST(DebugLog, FileNamesAndTheOneShotSwitch) {
     testproc::Sandbox box("debuglog");
     std::filesystem::create_directories(box.root / "docs");
     std::filesystem::create_directories(box.root / "tmp");
+#ifdef _WIN32
+    // The documents folder is the shell's there; only the temporary one follows a variable.
+    setenv("TMP", (box.root / "tmp").c_str(), 1);
+    XPath docs = XSpecialFolder(XFolderId::Documents);
+    docs.StripBackslashes();
+#else
     setenv("XDG_DOCUMENTS_DIR", (box.root / "docs").c_str(), 1);
     setenv("TMPDIR", (box.root / "tmp").c_str(), 1);
+    XString docs((box.root / "docs").c_str(), true);
+#endif
     unsetenv("TONVALE_DEBUG");
     XSetDefaultRegistryKey(HKEY_CURRENT_USER, XProductRegistryKey);
 
@@ -101,7 +112,7 @@ TEST(DebugLog, FileNamesAndTheOneShotSwitch) {
     EXPECT_EQ(RegGetInt(u"Debug"), 0);
     EXPECT_TRUE(file.IsOpen());
     XString path = file;
-    EXPECT_NE(path.Find(u"/DBG"), 0);
+    EXPECT_NE(path.Find((XString(XPathSepText) + u"DBG").Text()), 0);
     EXPECT_TRUE(path.EndsWith(u".TXT"));
     ASSERT_NE(watch.handle, nullptr);
     EXPECT_FALSE(watch.existed);
@@ -114,13 +125,13 @@ TEST(DebugLog, FileNamesAndTheOneShotSwitch) {
     ASSERT_TRUE(XDebugOpenFile(file, other));
     XString first = file;
     XString pid = XString::FormatUInt(XGetCurrentProcessId());
-    XString docs((box.root / "docs").c_str(), true);
-    EXPECT_EQ(first, docs + u"/TVDebug-" + pid + u".txt");
+    EXPECT_EQ(first, docs + XPathSepText + u"TVDebug-" + pid + u".txt");
     XString second = XDebugFileName();
-    EXPECT_EQ(second, docs + u"/TVDebug-" + pid + u"+2.txt");
+    EXPECT_EQ(second, docs + XPathSepText + u"TVDebug-" + pid + u"+2.txt");
     PluginLogHandles sinks{0, 0, file.Handle()};
     XDebugWrite(u"x", sinks);
     file.Close();
     EXPECT_EQ(std::filesystem::file_size(first.ToStdUtf8()), 6u);
+    std::filesystem::remove(first.ToStdUtf8());  // on Windows the folder is the user's own
     unsetenv("TONVALE_DEBUG");
 }

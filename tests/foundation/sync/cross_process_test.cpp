@@ -119,3 +119,28 @@ TEST(SyncCrossProcess, CounterWrittenByOneIsReadByTool) {
     EXPECT_EQ(value, 0x0102030405060708ull + 8000);
     EXPECT_EQ(testproc::Output(Tool("tvctl") + " shm read bytes"), std::to_string(value) + "\n");
 }
+
+TEST(SyncCrossProcess, TerminationRequestsReachTheHolderAndItsCommand) {
+    testproc::Sandbox box("request");
+    // A process that doesn't listen for requests ends as a SIGTERM ends it.
+    XEvent ready(u"ready-plain");
+    XProcessId plain = testproc::Start({Helper(), "lock-and-sleep", "mutPlain", "ready-plain"});
+    ASSERT_GT(plain, 0);
+    ASSERT_TRUE(ready.Wait(5000));
+    EXPECT_TRUE(XKillProcess(plain, false));
+    EXPECT_EQ(XWaitProcess(plain, 5000), 128 + 15);
+
+    // tvctl passes the request on to its command and ends with the command's status.
+    XEvent inner(u"ready-inner");
+    XProcessId holder = testproc::Start(
+        {Tool("tvctl"), "hold", "held-around", "--", Helper(), "lock-and-sleep", "mutInner", "ready-inner"});
+    ASSERT_GT(holder, 0);
+    ASSERT_TRUE(inner.Wait(5000));
+    ASSERT_TRUE(HeldElsewhere(u"held-around", 5000));
+    EXPECT_TRUE(XKillProcess(holder, false));
+    EXPECT_EQ(XWaitProcess(holder, 5000), 128 + 15);
+    XEvent after(u"held-around");
+    EXPECT_FALSE(after.existed);
+    XMutex left(u"mutInner");
+    EXPECT_TRUE(left.TryLock(5000));  // the command is gone too, not orphaned
+}

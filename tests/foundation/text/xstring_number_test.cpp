@@ -72,6 +72,10 @@ TEST(XStringNumber, ToDoubleReadsFractionFromTheRight) {
     EXPECT_DOUBLE_EQ(XString(u"1.5e2").ToDoubleExp(), 150.0);
     EXPECT_DOUBLE_EQ(XString(u"25E-1").ToDoubleExp(), 2.5);
     EXPECT_DOUBLE_EQ(XString(u"7").ToDoubleExp(), 7.0);
+    // Exact to the last bit, so that both systems read the same number.
+    EXPECT_EQ(XString(u"1e22").ToDoubleExp(), 1e22);
+    EXPECT_EQ(XString(u"3e-5").ToDoubleExp(), 3e-5);
+    EXPECT_EQ(XString(u"123456789e-12").ToDoubleExp(), 123456789e-12);
 }
 
 TEST(XStringNumber, FormatDouble) {
@@ -87,4 +91,9 @@ TEST(XStringNumber, FormatDouble) {
     EXPECT_EQ(S(XString::FormatDouble(2.5, 0, false)), u"3");
     EXPECT_EQ(S(XString::FormatDouble(123456789012345678901.0, 0, false)), u"123456789012345680000");
     EXPECT_EQ(S(XString::FormatDouble(0.5, 40, false)), u"0.5");
+    // The digits of large values and the rounding step don't depend on the C library.
+    EXPECT_EQ(S(XString::FormatDouble(9.87654321e25, 0, false)), u"98765432100000000000000000");
+    EXPECT_EQ(S(XString::FormatDouble(1e17, 0, false)), u"100000000000000000");
+    EXPECT_EQ(S(XString::FormatDouble(99999999999999999e83, 0, false)), u"NaN");
+    EXPECT_EQ(S(XString::FormatDouble(0.000125, 4, false)), u"0.0001");
 }

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include <cstring>
 
 #include "foundation/wave/xwave_format.h"
@@ -180,24 +178,17 @@ TEST(XWaveFormat, RiffHeaderSizesPadAndClamp) {
     EXPECT_NE(0xFFFFFFFFu, U32At(h + 4));
 }
 
-#include <cstdio>
-#include <cstdlib>
-#include <string>
-
+#include "foundation/files/temp_dir.h"
 #include "foundation/files/xfile.h"
 
 TEST(XWaveFormat, WriteRiffHeaderWritesAtTheCurrentPlace) {
-    char name[] = "/tmp/tvwavehdr-XXXXXX";
-    const int fd = mkstemp(name);
-    ASSERT_GE(fd, 0);
-    close(fd);
+    TestDir dir;
     XFile file;
-    ASSERT_TRUE(file.OpenCreate(XString(name, true)));
+    ASSERT_TRUE(file.OpenCreate(dir.X("header.wav")));
     ASSERT_TRUE(file.Write("xx", 2));
     XWaveFormat f(2, 44100, 16);
     f.Extend();
     ASSERT_TRUE(f.WriteRiffHeader(file, 3));
     EXPECT_EQ(2u + 68u, file.Size());
     file.Close();
-    std::remove(name);
 }

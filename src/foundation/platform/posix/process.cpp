@@ -124,6 +124,13 @@ int XRunChildPassingSignals(const char* const* argv) {
     return result;
 }
 
+void XListenForTerminationRequests() {
+    // Blocked, a request stays pending until one of the waits takes it.
+    sigset_t set;
+    TerminationSet(set, false);
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
 int XWaitForTerminationRequest() {
     sigset_t set, old;
     TerminationSet(set, false);

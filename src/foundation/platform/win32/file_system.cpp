@@ -29,7 +29,10 @@ bool XSysMoveFile(const XString& from, const XString& to, uint32_t flags) {
 }
 
 bool XSysCopyFile(const XString& from, const XString& to, bool failIfExists) {
-    return CopyFileW(XWide(from), XWide(to), failIfExists ? TRUE : FALSE) != 0;
+    if (CopyFileW(XWide(from), XWide(to), failIfExists ? TRUE : FALSE)) return true;
+    // A taken target reads 183 here too, as for every other creating call of the layer.
+    if (GetLastError() == ERROR_FILE_EXISTS) XSetLastError(XErr::AlreadyExists);
+    return false;
 }
 
 bool XSysModuleFileName(const void* module, XString& path) {

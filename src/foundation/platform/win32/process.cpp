@@ -1,9 +1,12 @@
 // Child processes through CreateProcessW. Windows has no signals: a termination request is a
-// console control event, and ending a child is TerminateProcess with the status a signal
-// would have given on POSIX, so that callers read the same numbers.
+// console control event or, aimed at one process, a named event that the process holds while it
+// listens for requests; ending a child is TerminateProcess with the status a signal would have
+// given on POSIX, so that callers read the same numbers.
 #include "foundation/platform/process.h"
 
 #include <windows.h>
+
+#include <string>
 
 #include "foundation/platform/last_error.h"
 #include "foundation/platform/win32/child_start.h"
@@ -20,6 +23,15 @@ BOOL WINAPI OnControl(DWORD kind) {
     // Handled: the process ends when its waiter says so (a child in the same console got the
     // event too).
     return TRUE;
+}
+
+std::wstring RequestEventName(DWORD pid) { return L"Local\\TvTerminationRequest-" + std::to_wstring(pid); }
+
+// The event through which another process asks this one to end; made on first use, so that
+// only a process that listens takes requests gracefully.
+HANDLE OwnRequestEvent() {
+    static const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, RequestEventName(GetCurrentProcessId()).c_str());
+    return event;
 }
 
 }  // namespace
@@ -63,6 +75,15 @@ int XWaitProcess(XProcessId pid, uint32_t timeoutMs) {
 }
 
 bool XKillProcess(XProcessId pid, bool hard) {
+    if (!hard) {
+        // A listener ends on its own; any other process ends as SIGTERM's default would end it.
+        HANDLE request = OpenEventW(EVENT_MODIFY_STATE, FALSE, RequestEventName(static_cast<DWORD>(pid)).c_str());
+        if (request) {
+            const BOOL set = SetEvent(request);
+            CloseHandle(request);
+            if (set) return true;
+        }
+    }
     HANDLE child = XChildHandle(pid, false);
     bool opened = false;
     if (!child) {
@@ -79,18 +100,32 @@ int XRunChildPassingSignals(const char* const* argv) {
     // A console control event reaches every process of the console, the child included: this
     // process only has to outlive it.
     SetConsoleCtrlHandler(OnControl, TRUE);
+    const HANDLE request = OwnRequestEvent();
     XProcessId pid = 0;
-    const int result = XSpawnProcess(argv, &pid) ? XWaitProcess(pid) : 127;
+    int result = 127;
+    if (XSpawnProcess(argv, &pid)) {
+        // A request aimed at this process alone is passed on to the child.
+        const HANDLE child = XChildHandle(pid, false);
+        const HANDLE both[2] = {child, request};
+        if (child && request && WaitForMultipleObjects(2, both, FALSE, INFINITE) == WAIT_OBJECT_0 + 1) {
+            XKillProcess(pid, false);
+        }
+        result = XWaitProcess(pid);
+    }
     SetConsoleCtrlHandler(OnControl, FALSE);
     return result;
 }
 
+void XListenForTerminationRequests() { OwnRequestEvent(); }
+
 int XWaitForTerminationRequest() {
     g_requestEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     SetConsoleCtrlHandler(OnControl, TRUE);
-    WaitForSingleObject(g_requestEvent, INFINITE);
+    const HANDLE request = OwnRequestEvent();
+    const HANDLE either[2] = {g_requestEvent, request};
+    const DWORD woken = WaitForMultipleObjects(request ? 2 : 1, either, FALSE, INFINITE);
     SetConsoleCtrlHandler(OnControl, FALSE);
-    return static_cast<int>(g_requestKind);
+    return woken == WAIT_OBJECT_0 + 1 ? 15 : static_cast<int>(g_requestKind);
 }
 
 void XExitProcess(int code) {

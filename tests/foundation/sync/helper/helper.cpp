@@ -3,10 +3,14 @@
 //   check NAME VALUE            exit 0 when the DWORD NAME of the default key is VALUE
 //   lock-and-sleep MUTEX READY  locks MUTEX, sets event READY, then sleeps until killed
 //   shm-add NAME DELTA          adds DELTA to the 8-byte counter NAME under its lock
+//   rewrite-unfinished PATH N   starts rewriting PATH, writes N bytes and ends without finishing
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
+#include "foundation/files/xrewrite_file.h"
 #include "foundation/platform/clock.h"
+#include "foundation/platform/process.h"
 #include "foundation/settings/xregistry.h"
 #include "foundation/sync/xevent.h"
 #include "foundation/sync/xmutex.h"
@@ -48,6 +52,12 @@ int main(int argc, char** argv) {
         block.Write(&value);
         block.Unlock();
         return 0;
+    }
+    if (argc == 4 && strcmp(argv[1], "rewrite-unfinished") == 0) {
+        XRewriteFile file;
+        std::string bytes(static_cast<size_t>(atoi(argv[3])), 'u');
+        if (!file.OpenRewrite(XString(argv[2], true)) || !file.Write(bytes.data(), uint32_t(bytes.size()))) return 1;
+        XExitProcess(0);  // no Finish, no destructor: the process is simply gone
     }
     return 2;
 }
