@@ -68,7 +68,7 @@ TEST(PcmGain, SixteenBitPeakIsTheLargestMagnitudeIncludingTheLowestValue) {
     const tvfx::Layout l = Stereo16();
     const auto peakOf = [&](std::vector<int16_t> v) {
         std::vector<uint8_t> bytes(v.size() * 2 + 1);
-        std::memcpy(bytes.data() + 1, v.data(), v.size() * 2);  // at an odd address
+        if (!v.empty()) std::memcpy(bytes.data() + 1, v.data(), v.size() * 2);  // at an odd address
         return tvfx::PeakOfPcm(bytes.data() + 1, v.size(), l);
     };
     EXPECT_EQ(0.0, peakOf({}));
