@@ -53,12 +53,7 @@ void MeterThread::Stop(bool measureRest) {
     worker.join();
 }
 
-void MeterThread::Measure(const uint8_t* data, size_t bytes) {
-    const size_t frames = bytes / shape.frameBytes;
-    samples.resize(frames * shape.channels);
-    ToDouble(data, samples.size(), shape, samples.data());
-    meter.Add(samples.data(), frames);
-}
+void MeterThread::Measure(const uint8_t* data, size_t bytes) { meter.AddPcm(data, bytes / shape.frameBytes, shape); }
 
 void MeterThread::Run() {
     for (;;) {

@@ -49,7 +49,6 @@ private:
     Layout shape;
     LoudnessMeter meter;
     bool started = false;
-    std::vector<double> samples;  // the measuring side's conversion buffer
     std::thread worker;
     std::mutex lock;
     std::condition_variable changed;
