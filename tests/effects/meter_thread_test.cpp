@@ -11,39 +11,27 @@
 #include "meter_thread.h"
 
 namespace {
+const tvfx::Layout Stereo16{false, 16, 2, 48000, 4};
 
-tvfx::Layout Stereo16(unsigned rate) {
-    tvfx::Layout l;
-    l.bits = 16;
-    l.channels = 2;
-    l.rate = rate;
-    l.frameBytes = 4;
-    return l;
-}
-
-// Seconds of noise whose level steps up and down, so that the gates and the peak both matter.
-std::vector<uint8_t> Noise(unsigned rate, unsigned seconds) {
+// Noise whose level steps each second, so that the gates and the peak both matter.
+std::vector<uint8_t> Noise(unsigned seconds) {
     std::mt19937 rng(9);
-    const size_t frames = size_t(rate) * seconds;
-    std::vector<uint8_t> bytes(frames * 4);
-    for (size_t i = 0; i < frames * 2; ++i) {
-        const double level = (i / rate) % 3 == 0 ? 0.9 : (i / rate) % 3 == 1 ? 0.05 : 0.3;
-        const auto v = static_cast<int16_t>(level * (double(rng() % 65535) - 32767));
-        std::memcpy(&bytes[2 * i], &v, 2);
-    }
+    std::vector<int16_t> s(size_t(48000) * 2 * seconds);
+    for (size_t i = 0; i < s.size(); ++i)
+        s[i] = static_cast<int16_t>((i / 96000 % 3 == 0 ? 0.9 : 0.1) * (double(rng() % 65535) - 32767));
+    std::vector<uint8_t> bytes(s.size() * 2);
+    std::memcpy(bytes.data(), s.data(), bytes.size());
     return bytes;
 }
-
 }  // namespace
 
 TEST(MeterThread, GivesTheFiguresOfTheMeterFedDirectlyWhateverTheQueueHolds) {
-    const unsigned rate = 48000;
-    const tvfx::Layout l = Stereo16(rate);
-    const std::vector<uint8_t> audio = Noise(rate, 6);
+    const tvfx::Layout& l = Stereo16;
+    const std::vector<uint8_t> audio = Noise(6);
     const size_t frames = audio.size() / l.frameBytes;
 
     tvfx::LoudnessMeter direct;
-    ASSERT_TRUE(direct.Start(l.channels, rate));
+    ASSERT_TRUE(direct.Start(l.channels, l.rate));
     std::vector<double> samples(frames * l.channels);
     tvfx::ToDouble(audio.data(), samples.size(), l, samples.data());
     direct.Add(samples.data(), frames);
@@ -64,8 +52,8 @@ TEST(MeterThread, GivesTheFiguresOfTheMeterFedDirectlyWhateverTheQueueHolds) {
 }
 
 TEST(MeterThread, AGivenUpOrUnfinishedRunEndsItsThread) {
-    const tvfx::Layout l = Stereo16(48000);
-    const std::vector<uint8_t> audio = Noise(48000, 30);
+    const tvfx::Layout& l = Stereo16;
+    const std::vector<uint8_t> audio = Noise(30);
     {
         tvfx::MeterThread meter;
         ASSERT_TRUE(meter.Start(l));
