@@ -58,6 +58,7 @@ mp3() { "$bin/travex" -infile="$work/ten.wav" -outfile="$work/out.mp3" -convert_
 sox_flac() { sox "$work/ten.wav" "$work/out.flac" gain -3 rate -v 48000 gain -n -1; }
 sox_mp3() { sox "$work/ten.wav" -t wav - gain -3 rate -v 48000 gain -n -1 | lame -V2 --quiet - "$work/out.mp3"; }
 
+load_before=$(cut -d' ' -f1-3 /proc/loadavg)
 for to in flac mp3; do
     measure $to.plain $to
     measure $to.resample $to "-dspeffect1=Resample=-rate=48000"
@@ -66,7 +67,7 @@ for to in flac mp3; do
     measure $to.sox sox_$to
 done
 
-echo "10-minute 44.1 kHz stereo WAV, median of $runs runs (load: $(cut -d' ' -f1-3 /proc/loadavg))"
+echo "10-minute 44.1 kHz stereo WAV, median of $runs runs (load before: $load_before, after: $(cut -d' ' -f1-3 /proc/loadavg))"
 for to in flac mp3; do
     label=$([[ $to == flac ]] && echo "FLAC" || echo "MP3 -V 2")
     echo "to $label:                      CPU s    wall s"

@@ -2,6 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "dither.h"
 
@@ -11,6 +16,59 @@ namespace {
 // Samples converted at a time where a pass needs them as double: small enough for the stack
 // and the first-level cache.
 constexpr size_t ChunkSamples = 1024;
+
+// 16-bit samples straight to 16-bit samples: x * gain is exactly what the trip through double
+// at full scale 1 gives, since that scale is a power of two; then the same clip and rounding
+// (to nearest, ties to even) as the kit's quantiser. Eight samples at a time with SSE2.
+#if defined(__SSE2__)
+size_t Scale16Wide(const uint8_t* in, size_t samples, double gain, uint8_t* out) {
+    const __m128d g = _mm_set1_pd(gain), lo = _mm_set1_pd(-32768.0), hi = _mm_set1_pd(32767.0);
+    const auto quantise = [&](__m128i two) {
+        const __m128d v = _mm_mul_pd(_mm_cvtepi32_pd(two), g);
+        return _mm_cvtpd_epi32(_mm_min_pd(_mm_max_pd(v, lo), hi));
+    };
+    size_t i = 0;
+    for (; i + 8 <= samples; i += 8) {
+        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 2 * i));
+        // Sign-extended to 32 bits: the sample in the high half, shifted down arithmetically.
+        const __m128i a = _mm_srai_epi32(_mm_unpacklo_epi16(x, x), 16);
+        const __m128i b = _mm_srai_epi32(_mm_unpackhi_epi16(x, x), 16);
+        const __m128i q0 = quantise(a), q1 = quantise(_mm_shuffle_epi32(a, 0x4E));
+        const __m128i q2 = quantise(b), q3 = quantise(_mm_shuffle_epi32(b, 0x4E));
+        const __m128i packed = _mm_packs_epi32(_mm_unpacklo_epi64(q0, q1), _mm_unpacklo_epi64(q2, q3));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 2 * i), packed);
+    }
+    return i;
+}
+#else
+size_t Scale16Wide(const uint8_t*, size_t, double, uint8_t*) { return 0; }
+#endif
+
+void Scale16(const uint8_t* in, size_t samples, double gain, uint8_t* out) {
+    constexpr double shift = 6755399441055744.0;  // 1.5 * 2^52: rounds to nearest, ties to even
+    for (size_t i = Scale16Wide(in, samples, gain, out); i < samples; ++i) {
+        int16_t x;
+        std::memcpy(&x, in + 2 * i, 2);
+        double v = double(x) * gain;
+        v = v >= -32768.0 ? v : -32768.0;
+        v = v <= 32767.0 ? v : 32767.0;
+        const auto q = static_cast<int16_t>((v + shift) - shift);
+        std::memcpy(out + 2 * i, &q, 2);
+    }
+}
+
+// The lowest and highest of the samples in 16-bit lanes, which the vectoriser keeps in
+// registers; the magnitude is taken once at the end, where -32768 can't overflow.
+double Peak16(const uint8_t* in, size_t samples) {
+    int16_t low = 0, high = 0;
+    for (size_t i = 0; i < samples; ++i) {
+        int16_t x;
+        std::memcpy(&x, in + 2 * i, 2);
+        low = x < low ? x : low;
+        high = x > high ? x : high;
+    }
+    return std::max(-int32_t{low}, int32_t{high}) * (1.0 / 32768.0);
+}
 }  // namespace
 
 uint32_t DefaultSpeakerMask(unsigned channels) {
@@ -75,6 +133,10 @@ void FromDouble(const double* in, size_t samples, const Layout& l, uint8_t* out,
 }
 
 void ScalePcm(const uint8_t* in, size_t samples, const Layout& l, double gain, uint8_t* out) {
+    if (!l.isFloat && l.bits == 16) {
+        Scale16(in, samples, gain, out);
+        return;
+    }
     const size_t bytes = l.bits / 8;
     double chunk[ChunkSamples];
     for (size_t done = 0; done < samples;) {
@@ -87,6 +149,7 @@ void ScalePcm(const uint8_t* in, size_t samples, const Layout& l, double gain, u
 }
 
 double PeakOfPcm(const uint8_t* in, size_t samples, const Layout& l) {
+    if (!l.isFloat && l.bits == 16) return Peak16(in, samples);
     const size_t bytes = l.bits / 8;
     double chunk[ChunkSamples];
     // Four running maxima, so that the comparisons don't wait on each other.

@@ -42,18 +42,6 @@ bool ForEachRawPiece(std::u16string_view path, const Layout& layout, bool writeB
     }
 }
 
-bool ForEachPiece(std::u16string_view path, const Layout& layout, const std::function<void(const double*, size_t)>& fn,
-                  std::u16string& error) {
-    std::vector<double> samples(PieceFrames * layout.channels);
-    return ForEachRawPiece(
-        path, layout, false,
-        [&](uint8_t* data, size_t frames) {
-            ToDouble(data, frames * layout.channels, layout, samples.data());
-            fn(samples.data(), frames);
-        },
-        error);
-}
-
 bool MeasurePeak(std::u16string_view path, const Layout& layout, double& peak, std::u16string& error) {
     peak = 0;
     return ForEachRawPiece(

@@ -13,9 +13,6 @@ namespace tvfx {
 // writeBack is set. False with a reason in error.
 bool ForEachRawPiece(std::u16string_view path, const Layout& layout, bool writeBack,
                      const std::function<void(uint8_t* data, size_t frames)>& fn, std::u16string& error);
-// The same, read only, with the samples as interleaved double.
-bool ForEachPiece(std::u16string_view path, const Layout& layout,
-                  const std::function<void(const double* samples, size_t frames)>& fn, std::u16string& error);
 
 // The largest absolute sample of the file.
 bool MeasurePeak(std::u16string_view path, const Layout& layout, double& peak, std::u16string& error);

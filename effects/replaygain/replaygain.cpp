@@ -56,8 +56,13 @@ public:
         return 1;
     }
 
-    int32_t EndConversion(ConversionRecord&) override {
-        meter.Finish();
+    int32_t EndConversion(ConversionRecord& conv) override {
+        // A failed run's output gets no tags, so its last blocks need not be measured.
+        if (conv.Failed) {
+            meter.Abandon();
+        } else {
+            meter.Finish();
+        }
         return 1;
     }
 

@@ -34,8 +34,8 @@ public:
                             kFunction);
                 return 0;
             }
-            if (!tvfx::ForEachPiece(
-                    path, layout, [&](const double* s, size_t n) { meter.Add(s, n); }, error)) {
+            if (!tvfx::ForEachRawPiece(
+                    path, layout, false, [&](uint8_t* data, size_t n) { meter.AddPcm(data, n, layout); }, error)) {
                 Log().Error(u"Error: Volume Normalize " + error, kFunction);
                 return 0;
             }

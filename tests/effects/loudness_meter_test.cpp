@@ -6,7 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "loudness_meter.h"
@@ -78,5 +80,52 @@ TEST(LoudnessMeter, KeptBlocksGateToLibebur128sIntegratedLoudness) {
         ASSERT_EQ(EBUR128_SUCCESS, ebur128_loudness_global(reference, &want));
         ebur128_destroy(&reference);
         EXPECT_NEAR(want, meter.Loudness(), 1e-6);
+    }
+}
+
+TEST(LoudnessMeter, RawSamplesOfEveryLayoutGiveTheFiguresOfTheirDoubles) {
+    std::mt19937 rng(7);
+    const unsigned rate = 44100, frames = rate;
+    // Integer depths, and float samples above full scale and NaN, which count as silence.
+    for (auto [bits, isFloat] : {std::pair{16u, false}, {24u, false}, {32u, false}, {32u, true}, {64u, true}}) {
+        for (unsigned channels : {1u, 2u, 3u}) {
+            SCOPED_TRACE(std::to_string(bits) + (isFloat ? " float, " : " int, ") + std::to_string(channels));
+            tvfx::Layout l;
+            l.bits = bits;
+            l.isFloat = isFloat;
+            l.channels = channels;
+            l.rate = rate;
+            l.frameBytes = bits / 8 * channels;
+            std::vector<uint8_t> raw(size_t(frames) * l.frameBytes);
+            for (auto& b : raw) b = static_cast<uint8_t>(rng());
+            if (isFloat) {
+                for (size_t i = 0; i < size_t(frames) * channels; ++i) {
+                    const double v = (double(rng() % 20001) - 10000) / 8000 * (i % 7 == 0 ? 1 : 0.3);
+                    if (bits == 32) {
+                        const float f = i == 777 ? NAN : static_cast<float>(v);
+                        std::memcpy(&raw[i * 4], &f, 4);
+                    } else {
+                        const double d = i == 777 ? NAN : v;
+                        std::memcpy(&raw[i * 8], &d, 8);
+                    }
+                }
+            }
+            std::vector<double> s(size_t(frames) * channels);
+            tvfx::ToDouble(raw.data(), s.size(), l, s.data());
+            tvfx::LoudnessMeter viaDouble, viaRaw;
+            ASSERT_TRUE(viaDouble.Start(channels, rate));
+            ASSERT_TRUE(viaRaw.Start(channels, rate));
+            for (size_t at = 0, piece = 5; at < frames; at += piece, piece = piece * 3 % 9001 + 1) {
+                const size_t n = std::min<size_t>(piece, frames - at);
+                viaDouble.Add(&s[at * channels], n);
+                viaRaw.AddPcm(&raw[at * l.frameBytes], n, l);
+            }
+            EXPECT_EQ(viaDouble.TruePeak(), viaRaw.TruePeak());
+            EXPECT_GT(viaRaw.TruePeak(), 0.0);
+            if (!isFloat) {
+                EXPECT_EQ(viaDouble.Loudness(), viaRaw.Loudness());
+            }
+            EXPECT_EQ(viaDouble.BlockEnergies().size(), viaRaw.BlockEnergies().size());
+        }
     }
 }

@@ -50,6 +50,18 @@ bool LoudnessMeter::Start(unsigned ch, unsigned r) {
 void LoudnessMeter::Add(const double* s, size_t frames) {
     if (!state) return;
     truePeak.Add(s, frames);
+    AddLoudness(s, frames);
+}
+
+void LoudnessMeter::AddPcm(const uint8_t* data, size_t frames, const Layout& layout) {
+    if (!state) return;
+    truePeak.AddPcm(data, frames, layout);
+    samples.resize(frames * channels);
+    ToDouble(data, samples.size(), layout, samples.data());
+    AddLoudness(samples.data(), frames);
+}
+
+void LoudnessMeter::AddLoudness(const double* s, size_t frames) {
     // Fed up to each 100 ms step. There the energy of the last 100 ms is read, and a gating
     // block (400 ms, stepped by 100 ms, as libebur128 takes them) is the mean of the last four.
     while (frames) {

@@ -26,6 +26,8 @@ public:
     unsigned Channels() const { return channels; }
     unsigned Rate() const { return rate; }
     void Add(const double* interleaved, size_t frames);
+    // Raw samples of a layout of the started shape: the same figures as Add of their doubles.
+    void AddPcm(const uint8_t* data, size_t frames, const Layout& layout);
 
     // LUFS; -inf for silence or less than one block.
     double Loudness() const;
@@ -34,6 +36,8 @@ public:
     const std::vector<double>& BlockEnergies() const { return blocks; }
 
 private:
+    void AddLoudness(const double* interleaved, size_t frames);
+
     ebur128_state* state = nullptr;
     unsigned channels = 0, rate = 0;
     size_t framesPerStep = 0;  // 100 ms, as libebur128 counts it
@@ -42,6 +46,7 @@ private:
     uint64_t framesIn = 0;
     std::vector<double> blocks;
     tvfx::TruePeak truePeak;
+    std::vector<double> samples;  // of AddPcm
 };
 
 // Gated loudness in LUFS over the blocks of one or more tracks; -inf when no block passes.

@@ -173,17 +173,36 @@ constexpr auto TopOfPhasesBest = TopOfPhases;
 
 void TruePeak::Add(const double* s, size_t frames) {
     if (frames == 0) return;
-    if (phases.empty()) {
-        for (size_t i = 0; i < frames * channels; ++i) peak = std::max(peak, std::fabs(s[i]));
-        return;
-    }
     // The samples' own peak counts too.
     peak = std::max(peak, PeakOf(s, frames * channels));
+    if (phases.empty()) return;
+    // Samples go through float, as libebur128 takes them.
+    floats.resize(frames * channels);
+    for (size_t i = 0; i < floats.size(); ++i) floats[i] = static_cast<float>(s[i]);
+    FilterAll(frames);
+}
+
+void TruePeak::AddPcm(const uint8_t* data, size_t frames, const Layout& layout) {
+    if (frames == 0) return;
+    // Exact in double, NaN as silence, as PeakOf has it.
+    peak = std::max(peak, PeakOfPcm(data, frames * channels, layout));
+    if (phases.empty()) return;
+    // The same floats as through double: the scale is a power of two, so one rounding either way.
+    floats.resize(frames * channels);
+    tvkit::PcmToFloat(data, floats.size(), layout, floats.data());
+    FilterAll(frames);
+}
+
+void TruePeak::FilterAll(size_t frames) {
     line.resize(history + frames);
     for (unsigned c = 0; c < channels; ++c) {
         std::copy(kept[c].begin(), kept[c].end(), line.begin());
-        // Samples go through float, as libebur128 takes them.
-        for (size_t n = 0; n < frames; ++n) line[history + n] = static_cast<float>(s[n * channels + c]);
+        const float* in = floats.data() + c;
+        if (channels == 2) {
+            for (size_t n = 0; n < frames; ++n) line[history + n] = in[2 * n];
+        } else {
+            for (size_t n = 0; n < frames; ++n) line[history + n] = in[n * channels];
+        }
         // A stretch whose loudest input, times the largest sum of a phase's coefficients, can't
         // pass the peak so far can't raise it: it is left out. Most stretches of music are.
         for (size_t from = 0; from < frames; from += Stretch) {

@@ -5,7 +5,10 @@
 // vector unit. It gives libebur128's figures to about one part in ten million, in a fraction of
 // its time.
 #include <cstddef>
+#include <cstdint>
 #include <vector>
+
+#include "pcm.h"
 
 namespace tvfx {
 
@@ -13,6 +16,9 @@ class TruePeak {
 public:
     void Start(unsigned channels, unsigned rate);
     void Add(const double* interleaved, size_t frames);
+    // Raw samples of a layout, with the same figures as Add of their doubles; integer samples
+    // go to float without the trip through double.
+    void AddPcm(const uint8_t* data, size_t frames, const Layout& layout);
     // Linear, the largest of the channels; never below the sample peak.
     double Peak() const { return peak; }
 
@@ -21,6 +27,8 @@ private:
     static constexpr size_t Stretch = 128;
     // The largest of the outputs from .. to - 1 of the channel in line, over all phases.
     float Filtered(size_t from, size_t to) const;
+    // The oversampled peak of the samples in floats, interleaved.
+    void FilterAll(size_t frames);
 
     struct Phase {
         std::vector<float> coeff;
@@ -31,6 +39,7 @@ private:
     std::vector<Phase> phases;
     std::vector<std::vector<float>> kept;
     std::vector<float> line;
+    std::vector<float> floats;  // the block, interleaved
     double peak = 0;
     double gainBound = 0;  // no output exceeds its inputs' largest magnitude times this
 };

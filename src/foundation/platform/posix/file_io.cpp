@@ -36,7 +36,10 @@ XFileHandle XSysOpenFile(const XString& path, uint32_t access, uint32_t /*shareM
             flags |= O_CREAT | O_EXCL;
             break;
         case XDisposition::CreateAlways:
-            flags |= O_CREAT | O_TRUNC;
+            // Truncated below only when there is something to cut: ext4 takes a truncation to
+            // empty as a file being replaced and writes it all out on close, which costs a
+            // freshly made temporary file a needless trip to the disk.
+            flags |= O_CREAT | (write ? 0 : O_TRUNC);
             break;
         case XDisposition::OpenExisting:
             break;
@@ -70,6 +73,13 @@ XFileHandle XSysOpenFile(const XString& path, uint32_t access, uint32_t /*shareM
     if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
         close(fd);
         XSetLastError(XErr::AccessDenied);
+        return XInvalidHandle;
+    }
+    if (disposition == XDisposition::CreateAlways && write && S_ISREG(st.st_mode) && st.st_size > 0 &&
+        ftruncate(fd, 0) != 0) {
+        const int error = errno;
+        close(fd);
+        XPosixFail(error, name.c_str());
         return XInvalidHandle;
     }
     return fd;

@@ -1,0 +1,78 @@
+#include "meter_thread.h"
+
+#include <system_error>
+
+namespace tvfx {
+
+bool MeterThread::Start(const Layout& layout) {
+    if (!meter.Start(layout.channels, layout.rate)) return false;
+    shape = layout;
+    started = true;
+    try {
+        worker = std::thread([this] { Run(); });
+    } catch (const std::system_error&) {
+        // No thread to be had: Add measures on the caller's thread instead.
+    }
+    return true;
+}
+
+void MeterThread::Add(const uint8_t* data, size_t frames) {
+    if (!started || frames == 0) return;
+    const size_t bytes = frames * shape.frameBytes;
+    if (!worker.joinable()) {
+        Measure(data, bytes);
+        return;
+    }
+    std::vector<uint8_t> chunk;
+    {
+        std::unique_lock<std::mutex> hold(lock);
+        changed.wait(hold, [&] { return waiting.empty() || waitingBytes + bytes <= limit; });
+        if (!spare.empty()) {
+            chunk = std::move(spare.back());
+            spare.pop_back();
+        }
+    }
+    // Copied outside the lock, so that the measuring side can take the next chunk meanwhile.
+    chunk.assign(data, data + bytes);
+    {
+        std::lock_guard<std::mutex> hold(lock);
+        waitingBytes += bytes;
+        waiting.push_back(std::move(chunk));
+    }
+    changed.notify_all();
+}
+
+void MeterThread::Stop(bool measureRest) {
+    if (!worker.joinable()) return;
+    {
+        std::lock_guard<std::mutex> hold(lock);
+        ending = true;
+        dropping = !measureRest;
+    }
+    changed.notify_all();
+    worker.join();
+}
+
+void MeterThread::Measure(const uint8_t* data, size_t bytes) { meter.AddPcm(data, bytes / shape.frameBytes, shape); }
+
+void MeterThread::Run() {
+    for (;;) {
+        std::vector<uint8_t> chunk;
+        {
+            std::unique_lock<std::mutex> hold(lock);
+            changed.wait(hold, [this] { return !waiting.empty() || ending; });
+            if (waiting.empty() || dropping) return;
+            chunk = std::move(waiting.front());
+            waiting.pop_front();
+        }
+        Measure(chunk.data(), chunk.size());
+        {
+            std::lock_guard<std::mutex> hold(lock);
+            waitingBytes -= chunk.size();
+            spare.push_back(std::move(chunk));
+        }
+        changed.notify_all();
+    }
+}
+
+}  // namespace tvfx

@@ -1,0 +1,61 @@
+#pragma once
+// Measures loudness and true peak on a thread of its own, so that the conversion's thread only
+// copies each block: the measurement costs as much as a fast encoder, and a second core can
+// carry it. The copies wait in a queue bounded in bytes. When a non-live effect has the whole
+// file rendered, the blocks come far faster than they are measured; the bound holds six minutes
+// of CD audio whole, so that the measurement of such a track goes on beside the later effects
+// and the encoder instead of holding up the rendering. A longer one waits for the measurement
+// to catch up. Where no thread can be made, the blocks are measured as they come.
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "loudness_meter.h"
+#include "pcm.h"
+
+namespace tvfx {
+
+class MeterThread {
+public:
+    // Bytes of raw PCM that may wait for the measurement; one block always may.
+    static constexpr size_t DefaultQueueBytes = size_t{64} << 20;
+
+    explicit MeterThread(size_t queueBytes = DefaultQueueBytes) : limit(queueBytes) {}
+    ~MeterThread() { Abandon(); }
+    MeterThread(const MeterThread&) = delete;
+    MeterThread& operator=(const MeterThread&) = delete;
+
+    // False when libebur128 refuses the shape.
+    bool Start(const Layout& layout);
+    bool Started() const { return started; }
+    const Layout& Shape() const { return shape; }
+    // Raw samples of the started layout.
+    void Add(const uint8_t* data, size_t frames);
+    // Waits until every block is measured and ends the thread. The meter may be read after it.
+    void Finish() { Stop(true); }
+    // Ends the thread at once, dropping what still waits: for a run whose figures nobody reads.
+    void Abandon() { Stop(false); }
+    const LoudnessMeter& Meter() const { return meter; }
+
+private:
+    void Run();
+    void Stop(bool measureRest);
+    void Measure(const uint8_t* data, size_t bytes);
+
+    size_t limit;
+    Layout shape;
+    LoudnessMeter meter;
+    bool started = false;
+    std::thread worker;
+    std::mutex lock;
+    std::condition_variable changed;
+    std::deque<std::vector<uint8_t>> waiting;
+    size_t waitingBytes = 0;
+    std::vector<std::vector<uint8_t>> spare;
+    bool ending = false, dropping = false;
+};
+
+}  // namespace tvfx
