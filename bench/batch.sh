@@ -6,6 +6,8 @@
 # Use a Release build. Needs sox, flac, lame and GNU parallel (scripts/packages.txt).
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# shellcheck source=bench/lib.sh
+source "$root/bench/lib.sh"
 build=${1:-$root/build}
 count=${2:-200}
 seconds=${3:-60}
@@ -13,14 +15,10 @@ bin=$build/bin
 for tool in tvbatch travex decoder/flac.so encoder/mp3.so; do
     [[ -e $bin/$tool ]] || { echo "missing $bin/$tool: build tvbatch, travex and the FLAC and MP3 plug-ins" >&2; exit 2; }
 done
-for tool in sox flac lame parallel; do
-    command -v $tool >/dev/null || { echo "$tool is needed (scripts/packages.txt)" >&2; exit 2; }
-done
+bench_need sox flac lame parallel
 
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-export TONVALE_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$work/run HOME=$work
-mkdir -p "$TONVALE_CONFIG_HOME" "$XDG_RUNTIME_DIR" "$work/lib"
+bench_workspace
+mkdir -p "$work/lib"
 # A copy of the programs, so that a rebuild during the long run can't pull them away.
 cp -r "$bin" "$work/bin"
 bin=$work/bin

@@ -6,6 +6,8 @@
 # Use a Release build with travex, tvreg and the WAV, FLAC, MP3, Vorbis and Opus plug-ins.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# shellcheck source=bench/lib.sh
+source "$root/bench/lib.sh"
 build=${1:-$root/build}
 runs=${2:-3}
 bin=$build/bin
@@ -15,14 +17,9 @@ done
 for c in wave flac mp3 vorbis opus; do
     [[ -e $bin/decoder/$c.so && -e $bin/encoder/$c.so ]] || { echo "missing the $c plug-ins in $bin" >&2; exit 2; }
 done
-for t in sox flac lame oggenc opusenc mpg123 oggdec opusdec; do
-    command -v $t >/dev/null || { echo "$t is needed (scripts/packages.txt)" >&2; exit 2; }
-done
+bench_need sox flac lame oggenc opusenc mpg123 oggdec opusdec
 
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-export TONVALE_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$work/run HOME=$work
-mkdir -p "$TONVALE_CONFIG_HOME" "$XDG_RUNTIME_DIR"
+bench_workspace
 # travex then reads its source once, like the tools.
 "$bin/tvreg" ADD 'HKCU\Software\Brightmoor\Tonvale' /v vMXNoPreCache /t REG_DWORD /d 1 /f >/dev/null
 

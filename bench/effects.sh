@@ -12,6 +12,8 @@
 # since the resampler alone holds the resampler and the encoder's extra work on the higher rate.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# shellcheck source=bench/lib.sh
+source "$root/bench/lib.sh"
 build=${1:-$root/build}
 runs=${2:-5}
 bin=$build/bin
@@ -19,14 +21,10 @@ for tool in travex tvreg decoder/wave.so encoder/flac.so encoder/mp3.so "DSPs/Vo
             DSPs/ReplayGain.so "DSPs/Volume Normalize.so"; do
     [[ -e $bin/$tool ]] || { echo "missing $bin/$tool: build travex, tvreg, the plug-ins and tv_effects first" >&2; exit 2; }
 done
-for tool in sox lame; do
-    command -v $tool >/dev/null || { echo "$tool is needed (scripts/packages.txt)" >&2; exit 2; }
-done
+bench_need sox lame
 
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-export TONVALE_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$work/run HOME=$work TMPDIR=$work
-mkdir -p "$TONVALE_CONFIG_HOME" "$XDG_RUNTIME_DIR"
+bench_workspace
+export TMPDIR=$work
 "$bin/tvreg" ADD 'HKCU\Software\Brightmoor\Tonvale' /v vMXNoPreCache /t REG_DWORD /d 1 /f >/dev/null
 
 # A tone with some noise, so that no tool can take a shortcut over silence.

@@ -7,20 +7,17 @@
 # Use a Release (or RelWithDebInfo) tree with travex, tvreg and the bundled plug-ins.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# shellcheck source=bench/lib.sh
+source "$root/bench/lib.sh"
 build=${1:-$root/build}
 runs=${2:-5}
 bin=$build/bin
 for f in travex tvreg; do
     [[ -x $bin/$f ]] || { echo "missing $bin/$f" >&2; exit 2; }
 done
-for t in sox flac lame oggenc opusenc mpg123 ffmpeg metaflac convert /usr/bin/time; do
-    command -v "$t" >/dev/null || { echo "$t is needed (scripts/packages.txt)" >&2; exit 2; }
-done
+bench_need sox flac lame oggenc opusenc mpg123 ffmpeg metaflac convert /usr/bin/time
 
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-export TONVALE_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$work/run HOME=$work
-mkdir -p "$TONVALE_CONFIG_HOME" "$XDG_RUNTIME_DIR"
+bench_workspace
 # travex then reads its source once, like the tools.
 "$bin/tvreg" ADD 'HKCU\Software\Brightmoor\Tonvale' /v vMXNoPreCache /t REG_DWORD /d 1 /f >/dev/null
 

@@ -6,18 +6,17 @@
 # "vMXNoPreCache" is set so that travex reads its source once, like the others.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# shellcheck source=bench/lib.sh
+source "$root/bench/lib.sh"
 build=${1:-$root/build}
 runs=${2:-7}
 bin=$build/bin
 for tool in travex tvreg decoder/wave.so encoder/wave.so; do
     [[ -e $bin/$tool ]] || { echo "missing $bin/$tool: build travex, tvreg and the WAV plug-ins first" >&2; exit 2; }
 done
-command -v sox >/dev/null || { echo "sox is needed (scripts/packages.txt)" >&2; exit 2; }
+bench_need sox
 
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-export TONVALE_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$work/run HOME=$work
-mkdir -p "$TONVALE_CONFIG_HOME" "$XDG_RUNTIME_DIR"
+bench_workspace
 "$bin/tvreg" ADD 'HKCU\Software\Brightmoor\Tonvale' /v vMXNoPreCache /t REG_DWORD /d 1 /f >/dev/null
 
 # A tone with some noise, so that no tool can take a shortcut over silence.

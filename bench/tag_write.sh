@@ -6,18 +6,15 @@
 #   bench/tag_write.sh [build folder, default build] [runs, default 3]
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# shellcheck source=bench/lib.sh
+source "$root/bench/lib.sh"
 build=${1:-$root/build}
 runs=${2:-3}
 bin=$(cd "$build/bin" && pwd)
 [[ -x $bin/travex ]] || { echo "missing travex in $build/bin" >&2; exit 2; }
-for t in sox flac metaflac ffmpeg strace; do
-    command -v $t >/dev/null || { echo "$t is needed (scripts/packages.txt)" >&2; exit 2; }
-done
+bench_need sox flac metaflac ffmpeg strace
 
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-export TONVALE_CONFIG_HOME=$work/config XDG_RUNTIME_DIR=$work/run HOME=$work
-mkdir -p "$TONVALE_CONFIG_HOME" "$XDG_RUNTIME_DIR"
+bench_workspace
 cd "$work"
 sox -R -n -r 44100 -c 2 -b 16 src.wav synth 600 sine 100-3000 synth 600 pinknoise mix vol 0.4
 ffmpeg -v error -f lavfi -i 'mandelbrot=size=600x600:rate=1' -frames:v 1 -q:v 2 cover.jpg
