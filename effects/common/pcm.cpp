@@ -5,7 +5,7 @@
 #include <cstring>
 
 #if defined(__SSE2__)
-#include <emmintrin.h>
+#include <immintrin.h>
 #endif
 
 #include "dither.h"
@@ -40,13 +40,43 @@ size_t Scale16Wide(const uint8_t* in, size_t samples, double gain, uint8_t* out)
     }
     return i;
 }
+
+// The same sixteen at a time where the processor has AVX2: a gain pass over a rendered file
+// is memory-bound at SSE2's width only just, and runs twice in a normalising chain.
+__attribute__((target("avx2"))) inline __m128i Quantise4(__m128i four, __m256d g, __m256d lo, __m256d hi) {
+    const __m256d v = _mm256_mul_pd(_mm256_cvtepi32_pd(four), g);
+    return _mm256_cvtpd_epi32(_mm256_min_pd(_mm256_max_pd(v, lo), hi));
+}
+
+__attribute__((target("avx2"))) size_t Scale16Avx2(const uint8_t* in, size_t samples, double gain, uint8_t* out) {
+    const __m256d g = _mm256_set1_pd(gain), lo = _mm256_set1_pd(-32768.0), hi = _mm256_set1_pd(32767.0);
+    size_t i = 0;
+    for (; i + 16 <= samples; i += 16) {
+        const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in + 2 * i));
+        const __m256i a = _mm256_cvtepi16_epi32(_mm256_castsi256_si128(x));
+        const __m256i b = _mm256_cvtepi16_epi32(_mm256_extracti128_si256(x, 1));
+        const __m128i q0 = Quantise4(_mm256_castsi256_si128(a), g, lo, hi);
+        const __m128i q1 = Quantise4(_mm256_extracti128_si256(a, 1), g, lo, hi);
+        const __m128i q2 = Quantise4(_mm256_castsi256_si128(b), g, lo, hi);
+        const __m128i q3 = Quantise4(_mm256_extracti128_si256(b, 1), g, lo, hi);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 2 * i), _mm_packs_epi32(q0, q1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 2 * i + 16), _mm_packs_epi32(q2, q3));
+    }
+    return i;
+}
+
+size_t Scale16Fast(const uint8_t* in, size_t samples, double gain, uint8_t* out) {
+    static const bool avx2 = __builtin_cpu_supports("avx2");
+    const size_t done = avx2 ? Scale16Avx2(in, samples, gain, out) : 0;
+    return done + Scale16Wide(in + 2 * done, samples - done, gain, out + 2 * done);
+}
 #else
-size_t Scale16Wide(const uint8_t*, size_t, double, uint8_t*) { return 0; }
+size_t Scale16Fast(const uint8_t*, size_t, double, uint8_t*) { return 0; }
 #endif
 
 void Scale16(const uint8_t* in, size_t samples, double gain, uint8_t* out) {
     constexpr double shift = 6755399441055744.0;  // 1.5 * 2^52: rounds to nearest, ties to even
-    for (size_t i = Scale16Wide(in, samples, gain, out); i < samples; ++i) {
+    for (size_t i = Scale16Fast(in, samples, gain, out); i < samples; ++i) {
         int16_t x;
         std::memcpy(&x, in + 2 * i, 2);
         double v = double(x) * gain;

@@ -6,6 +6,7 @@
 
 #include "foundation/files/xbuffer.h"
 #include "foundation/files/xfile.h"
+#include "foundation/files/xread_ahead.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/paths/xtemp_file.h"
 #include "foundation/platform/handle.h"
@@ -48,28 +49,28 @@ std::unique_ptr<TvAudioSource> TvMakeDecoderSource(clTvDecoder& decoder, const X
 std::unique_ptr<TvAudioSource> TvMakeStdinSource(const XOptionList& options, const PluginLogHandles& logs,
                                                  XFileHandle input);
 
-// A raw PCM file read in large reads and handed out in pieces of a fixed size, each pointing
-// into the reader's buffer: few system calls and no copy however small the pieces are.
+// A raw PCM file read ahead in large chunks and handed out in pieces of a fixed size, each
+// pointing into the reader's chunk: few system calls, no copy however small the pieces are, and
+// the reading itself beside the caller's work on the pieces before.
 class TvPieceReader {
 public:
     // Opens path for pieces of pieceBytes (whole frames); false when it can't be opened or the
-    // buffer can't be had.
+    // buffers can't be had.
     bool Open(const XString& path, uint64_t pieceBytes);
     bool IsOpen() const { return file.IsOpen(); }
     // The next piece, size 0 once the file is used up; false when the file gives less than
     // its size promised.
     bool Next(uint8_t*& data, uint32_t& size);
     bool AtEnd() const { return at == held && left == 0; }
-    uint64_t FileSize() const { return total; }
+    uint64_t FileSize() const { return file.FileSize(); }
     void Close() { file.Close(); }
 
 private:
-    XFile file;
-    XBuffer buffer;
+    XReadAhead file;
+    uint8_t* chunk = nullptr;
     uint64_t piece = 0;
-    uint64_t total = 0;
-    uint64_t left = 0;  // not read yet
-    uint64_t held = 0;  // read into the buffer
+    uint64_t left = 0;  // not taken from the read-ahead yet
+    uint64_t held = 0;  // in the chunk at hand
     uint64_t at = 0;    // handed out of it
 };
 

@@ -3,8 +3,10 @@
 #include <cstddef>
 #include <cstring>
 
+#include "driver/live_pass_writer.h"
 #include "foundation/files/xbuffer.h"
 #include "foundation/files/xfile.h"
+#include "foundation/files/xwrite_behind.h"
 #include "foundation/log/xdebug.h"
 #include "foundation/platform/guid.h"
 #include "foundation/platform/last_error.h"
@@ -15,10 +17,6 @@ namespace {
 constexpr const char* LoadFunction = "TvTravex::LoadDSPEffects";
 constexpr const char* NonLiveFunction = "TvTravex::HandleNonLiveDSPs";
 constexpr uint32_t MoveRetryMs = 2000;
-// Small decoded blocks gather up to WriteBytes before they go to the rendered file in one
-// write; a block of DirectBytes or more is large enough to go as it is, without a copy.
-constexpr uint32_t WriteBytes = 1u << 20;
-constexpr uint32_t DirectBytes = 64u << 10;
 constexpr const char16_t* Throttle = u"CPU Throttle";
 
 uint64_t MsOfBytes(const XWaveFormatEx& f, uint64_t bytes) {
@@ -26,30 +24,6 @@ uint64_t MsOfBytes(const XWaveFormatEx& f, uint64_t bytes) {
     if (divisor == 0) divisor = 1;
     return bytes * 1000 / divisor;
 }
-
-// Blocks of any size into a file, in writes of at least DirectBytes where the blocks allow.
-class GatheringWriter {
-public:
-    bool Open(const XString& path) { return file.OpenCreate(path) && buffer.Resize(WriteBytes, false, false, 0, true); }
-    bool Write(const void* data, uint32_t size) {
-        if (size >= DirectBytes) return Flush() && file.Write(data, size);
-        if (buffer.Size() - fill < size && !Flush()) return false;
-        std::memcpy(buffer.Data() + fill, data, size);
-        fill += size;
-        return true;
-    }
-    bool Flush() {
-        const bool ok = fill == 0 || file.Write(buffer.Data(), fill);
-        fill = 0;
-        return ok;
-    }
-    void Close() { file.Close(); }
-
-private:
-    XFile file;
-    XBuffer buffer;
-    uint32_t fill = 0;
-};
 }  // namespace
 
 void TvDspChain::Add(XString name, XString params) {
@@ -177,7 +151,8 @@ void TvDspChain::MakeTempName(XTempFile& file, const char* prefix, const XString
 }
 
 bool TvDspChain::RenderSource(TvRenderRun& run) {
-    GatheringWriter writer;
+    // Small decoded blocks gather into large writes, made beside the decoding.
+    XWriteBehind writer;
     // The reader of the rendered file has no path yet, so a failure's line ends with the colon.
     const auto writeFailed = [&run] {
         XDebugError(XString(u"Error writing to temporary file ") + XLastErrorText() + u": ", run.logs, NonLiveFunction);
@@ -208,7 +183,7 @@ bool TvDspChain::RenderSource(TvRenderRun& run) {
         }
         if (block.EndOfStream) break;
     }
-    if (ok && !writer.Flush()) ok = writeFailed();
+    if (ok && !writer.Finish()) ok = writeFailed();
     writer.Close();
     return ok;
 }
@@ -222,14 +197,19 @@ bool TvDspChain::RenderLiveDSP(DSPEntry& entry, TvRenderRun& run) {
 
     XTempFile target;
     MakeTempName(target, "DSP", run.tmpFolder);
-    XFile writer;
+    TvLivePassWriter writer(nonLiveTemp, target);
     TvPieceReader reader;
-    bool ok = writer.OpenCreate(target) && reader.Open(nonLiveTemp, TvRenderPieceBytes(format));
+    bool ok = reader.Open(nonLiveTemp, TvRenderPieceBytes(format));
     const auto readFailed = [&run] {
         XDebugError(u"Error: Reading Temporary Rendered DSP file.", run.logs, NonLiveFunction);
         return false;
     };
     if (!ok) readFailed();
+    const auto writeFailed = [&run] {
+        XDebugError(XString(u"Error: Writing Temporary Rendered DSP file ") + XLastErrorText(), run.logs,
+                    NonLiveFunction);
+        return false;
+    };
     uint64_t done = 0;
     while (ok && !reader.AtEnd()) {
         uint8_t* data = nullptr;
@@ -247,21 +227,25 @@ bool TvDspChain::RenderLiveDSP(DSPEntry& entry, TvRenderRun& run) {
         block.EndOfStream = reader.AtEnd() ? 1 : 0;
         block.PositionMs = static_cast<int64_t>(MsOfBytes(*format.Record(), done));
         done += size;
+        if (!writer.Before(block)) {
+            ok = writeFailed();
+            break;
+        }
         if (entry.dsp.PassAudioBlock(&block) == 0) {
             ok = false;
             break;
         }
-        // The DSP's own buffer goes out as it is: it is already a large piece.
-        if (block.Data != nullptr && block.Size != 0 && !writer.Write(block.Data, block.Size)) {
-            XDebugError(XString(u"Error: Writing Temporary Rendered DSP file ") + XLastErrorText(), run.logs,
-                        NonLiveFunction);
-            ok = false;
+        if (!writer.After(block)) {
+            ok = writeFailed();
             break;
         }
         if (block.EndOfStream) run.record.Format = block.Format;
     }
+    if (ok && !writer.Finish()) ok = writeFailed();
     writer.Close();
     reader.Close();
+    // A DSP that changed nothing left the rendered file as its own result.
+    if (!writer.Written()) return ok;
     nonLiveTemp.Delete();
     if (!XMoveWithRetry(target, nonLiveTemp, 0, MoveRetryMs, run.quit.Handle())) {
         XDebugError(XString(u"Error: Copying Temporary Rendered Live-DSP file, over Temp Non-Live DSP file ") +

@@ -19,33 +19,27 @@ uint64_t TvRenderPieceBytes(const XWaveFormat& format) {
 bool TvPieceReader::Open(const XString& path, uint64_t pieceBytes) {
     piece = pieceBytes == 0 ? 1 : pieceBytes;
     held = at = 0;
-    if (!file.OpenRead(path)) return false;
-    total = left = file.Size();
-    uint64_t size = piece * (ReadBytes / piece > 0 ? ReadBytes / piece : 1);
-    // A short file needs no more than its own size.
-    if (size > total) size = (total + piece - 1) / piece * piece;
-    if (size == 0) size = piece;
-    if (!buffer.Resize(size, false, false, 0, true)) {
-        file.Close();
-        return false;
-    }
+    chunk = nullptr;
+    const uint64_t chunkBytes = piece * (ReadBytes / piece > 0 ? ReadBytes / piece : 1);
+    if (!file.Open(path, static_cast<uint32_t>(chunkBytes))) return false;
+    left = file.FileSize();
     return true;
 }
 
 bool TvPieceReader::Next(uint8_t*& data, uint32_t& size) {
-    data = buffer.Data();
+    data = chunk;
     size = 0;
     if (at == held) {
         if (left == 0) return true;
-        const uint32_t want = static_cast<uint32_t>(left < buffer.Size() ? left : buffer.Size());
-        if (file.Read(buffer.Data(), want) != want) return false;
-        left -= want;
-        held = want;
+        uint32_t got = 0;
+        if (!file.Next(chunk, got) || got == 0) return false;
+        left -= got;
+        held = got;
         at = 0;
     }
     const uint64_t rest = held - at;
     size = static_cast<uint32_t>(rest < piece ? rest : piece);
-    data = buffer.Data() + at;
+    data = chunk + at;
     at += size;
     return true;
 }

@@ -1,6 +1,6 @@
 // Gain and peak straight on 16-bit PCM must give exactly what the trip through double gives:
 // every sample value, gains that clip and that round to ties, in place and at odd addresses,
-// and lengths that leave a tail after the eight-sample steps.
+// and lengths that leave tails after the sixteen- and eight-sample steps.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -18,7 +18,7 @@ TEST(PcmGain, SixteenBitGainEqualsTheTripThroughDouble) {
     for (uint32_t i = 0; i < all.size(); ++i) all[i] = static_cast<int16_t>(static_cast<uint16_t>(i * 40503u));
     // -3 dB, ties at 0.5 and 1.5 steps, a clipping boost, a deep cut, and no change.
     for (double gain : {0.7079457843841379, 0.5, 1.5, 3.98, 1e-5, 1.0}) {
-        for (size_t samples : {size_t{7}, size_t{8}, size_t{13}, all.size()}) {
+        for (size_t samples : {size_t{7}, size_t{8}, size_t{13}, size_t{16}, size_t{27}, all.size()}) {
             SCOPED_TRACE(std::to_string(gain) + ", " + std::to_string(samples));
             std::vector<double> d(samples);
             tvfx::ToDouble(reinterpret_cast<const uint8_t*>(all.data()), samples, Stereo16, d.data());

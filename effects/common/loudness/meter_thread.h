@@ -2,10 +2,10 @@
 // Measures loudness and true peak on a thread of its own, so that the conversion's thread only
 // copies each block: the measurement costs as much as a fast encoder, and a second core can
 // carry it. The copies wait in a queue bounded in bytes. When a non-live effect has the whole
-// file rendered, the blocks come far faster than they are measured; the bound holds six minutes
-// of CD audio whole, so that the measurement of such a track goes on beside the later effects
-// and the encoder instead of holding up the rendering. A longer one waits for the measurement
-// to catch up. Where no thread can be made, the blocks are measured as they come.
+// file rendered, the blocks come far faster than they are measured; the bound (128 MiB) holds
+// eleven minutes of 48 kHz 16-bit stereo whole, so that the measurement of such a track goes
+// on beside the encoder instead of holding up the rendering. A longer one waits for the
+// measurement to catch up. Where no thread can be made, the blocks are measured as they come.
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -21,7 +21,7 @@ namespace tvfx {
 class MeterThread {
 public:
     // Bytes of raw PCM that may wait for the measurement; one block always may.
-    static constexpr size_t DefaultQueueBytes = size_t{64} << 20;
+    static constexpr size_t DefaultQueueBytes = size_t{128} << 20;
 
     explicit MeterThread(size_t queueBytes = DefaultQueueBytes) : limit(queueBytes) {}
     ~MeterThread() { Abandon(); }
