@@ -1,5 +1,6 @@
 // The measurement on its own thread gives the very figures of the meter fed on the caller's
-// thread, whether the queue is so small that nearly every block waits or large enough for all;
+// thread, whether the queue is so small that the caller measures nearly every block itself, in
+// turn with the thread, or large enough for all;
 // a run that is given up ends the thread with blocks still waiting, without a hang or a leak.
 #include <gtest/gtest.h>
 
@@ -36,7 +37,7 @@ TEST(MeterThread, GivesTheFiguresOfTheMeterFedDirectlyWhateverTheQueueHolds) {
     tvfx::ToDouble(audio.data(), samples.size(), l, samples.data());
     direct.Add(samples.data(), frames);
 
-    // One block at a time (every Add waits), a few blocks, and the whole track.
+    // One block at a time (every Add measures the oldest), a few blocks, and the whole track.
     for (size_t queue : {size_t{1}, size_t{100000}, tvfx::MeterThread::DefaultQueueBytes}) {
         SCOPED_TRACE(queue);
         tvfx::MeterThread meter(queue);

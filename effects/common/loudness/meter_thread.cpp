@@ -2,6 +2,8 @@
 
 #include <system_error>
 
+#include "tvkit/os_process.h"
+
 namespace tvfx {
 
 bool MeterThread::Start(const Layout& layout) {
@@ -26,7 +28,12 @@ void MeterThread::Add(const uint8_t* data, size_t frames) {
     std::vector<uint8_t> chunk;
     {
         std::unique_lock<std::mutex> hold(lock);
-        changed.wait(hold, [&] { return waiting.empty() || waitingBytes + bytes <= limit; });
+        while (!waiting.empty() && waitingBytes + bytes > limit) {
+            // Full: rather than wait on a thread of idle priority, measure the oldest here.
+            hold.unlock();
+            MeasureNext();
+            hold.lock();
+        }
         if (!spare.empty()) {
             chunk = std::move(spare.back());
             spare.pop_back();
@@ -50,28 +57,45 @@ void MeterThread::Stop(bool measureRest) {
         dropping = !measureRest;
     }
     changed.notify_all();
+    // The caller waits for the figures anyway: it measures beside the thread, at its own priority.
+    if (measureRest) {
+        while (MeasureNext()) {
+        }
+    }
     worker.join();
 }
 
 void MeterThread::Measure(const uint8_t* data, size_t bytes) { meter.AddPcm(data, bytes / shape.frameBytes, shape); }
 
+bool MeterThread::MeasureNext() {
+    std::lock_guard<std::mutex> turn(measuring);
+    std::vector<uint8_t> chunk;
+    {
+        std::lock_guard<std::mutex> hold(lock);
+        if (waiting.empty() || dropping) return false;
+        chunk = std::move(waiting.front());
+        waiting.pop_front();
+    }
+    Measure(chunk.data(), chunk.size());
+    {
+        std::lock_guard<std::mutex> hold(lock);
+        waitingBytes -= chunk.size();
+        spare.push_back(std::move(chunk));
+    }
+    changed.notify_all();
+    return true;
+}
+
 void MeterThread::Run() {
+    // Refused, it measures at the normal priority: only the sharing of the second core suffers.
+    tvkit::os::LowerThreadToIdle();
     for (;;) {
-        std::vector<uint8_t> chunk;
         {
             std::unique_lock<std::mutex> hold(lock);
             changed.wait(hold, [this] { return !waiting.empty() || ending; });
-            if (waiting.empty() || dropping) return;
-            chunk = std::move(waiting.front());
-            waiting.pop_front();
+            if (dropping || waiting.empty()) return;
         }
-        Measure(chunk.data(), chunk.size());
-        {
-            std::lock_guard<std::mutex> hold(lock);
-            waitingBytes -= chunk.size();
-            spare.push_back(std::move(chunk));
-        }
-        changed.notify_all();
+        MeasureNext();
     }
 }
 

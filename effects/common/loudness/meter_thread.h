@@ -1,11 +1,13 @@
 #pragma once
 // Measures loudness and true peak on a thread of its own, so that the conversion's thread only
 // copies each block: the measurement costs as much as a fast encoder, and a second core can
-// carry it. The copies wait in a queue bounded in bytes. When a non-live effect has the whole
-// file rendered, the blocks come far faster than they are measured; the bound (128 MiB) holds
+// carry it. That thread runs at idle priority, so that it takes only the time the conversion's
+// own helpers (reading ahead, writing behind, the encoder's checksum) leave over; whenever the
+// conversion's thread would wait for it, that thread measures the oldest blocks itself.
+// The copies wait in a queue bounded in bytes. When a non-live effect has the whole file
+// rendered, the blocks come far faster than they are measured; the bound (128 MiB) holds
 // eleven minutes of 48 kHz 16-bit stereo whole, so that the measurement of such a track goes
-// on beside the encoder instead of holding up the rendering. A longer one waits for the
-// measurement to catch up. Where no thread can be made, the blocks are measured as they come.
+// on beside the encoder. Where no thread can be made, the blocks are measured as they come.
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -44,6 +46,8 @@ private:
     void Run();
     void Stop(bool measureRest);
     void Measure(const uint8_t* data, size_t bytes);
+    // Measures the oldest waiting block, on whichever thread calls; false when none waits.
+    bool MeasureNext();
 
     size_t limit;
     Layout shape;
@@ -52,6 +56,7 @@ private:
     std::thread worker;
     std::mutex lock;
     std::condition_variable changed;
+    std::mutex measuring;  // held while a block is measured: one at a time, in order
     std::deque<std::vector<uint8_t>> waiting;
     size_t waitingBytes = 0;
     std::vector<std::vector<uint8_t>> spare;

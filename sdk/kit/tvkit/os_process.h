@@ -36,5 +36,8 @@ void SleepMs(unsigned ms);
 double MonotonicSeconds();
 // CPU time of the whole process, all threads.
 double ProcessCpuSeconds();
+// Puts the calling thread at the lowest priority, for work that should use only time the
+// rest of the process leaves; false when the system refuses.
+bool LowerThreadToIdle();
 
 }  // namespace tvkit::os

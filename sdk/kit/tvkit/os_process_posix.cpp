@@ -1,5 +1,8 @@
 // POSIX backend of the kit's process services.
 #include <dlfcn.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 #include <time.h>
 
 #include <cerrno>
@@ -56,5 +59,10 @@ void SleepMs(unsigned ms) {
 double MonotonicSeconds() { return Seconds(CLOCK_MONOTONIC); }
 
 double ProcessCpuSeconds() { return Seconds(CLOCK_PROCESS_CPUTIME_ID); }
+
+bool LowerThreadToIdle() {
+    // Linux keeps a nice value per thread, addressed by its thread id.
+    return ::setpriority(PRIO_PROCESS, static_cast<id_t>(::syscall(SYS_gettid)), 19) == 0 || posix::Failed();
+}
 
 }  // namespace tvkit::os
