@@ -31,10 +31,17 @@ TEST_F(EffectRuns, VolumeAdjustGainPeakAndLimiterAsSoxMeasuresThem) {
 }
 
 TEST_F(EffectRuns, VolumeNormalizeToAPeakAndToALoudnessUnderATruePeakCeiling) {
-    Shell("sox -R -n -r 44100 -c 2 -b 16 in.flac synth 6 pinknoise vol 0.2");
+    // Long enough to be walked in two halves, with the peak in the second one.
+    Shell("sox -R -n -r 44100 -c 2 -b 16 quiet.wav synth 25 pinknoise vol 0.2");
+    Shell("sox -R -n -r 44100 -c 2 -b 16 loud.wav synth 5 pinknoise vol 0.6");
+    Shell("sox quiet.wav loud.wav in.flac");
     ASSERT_EQ(0,
               Travex("-infile=in.flac -outfile=peak.flac -convert_to=flac \"-dspeffect1=Volume Normalize=-peak=-3\""));
     EXPECT_NEAR(-3.0, SoxStat(Path("peak.flac"), "Pk lev dB"), 0.01);
+    // The first half got the same gain as the second.
+    const double gain = -3.0 - SoxStat(Path("in.flac"), "Pk lev dB");
+    EXPECT_NEAR(SoxStat(Path("in.flac"), "RMS lev dB", "trim 0 12") + gain,
+                SoxStat(Path("peak.flac"), "RMS lev dB", "trim 0 12"), 0.01);
 
     ASSERT_EQ(0,
               Travex("-infile=in.flac -outfile=lufs.flac -convert_to=flac \"-dspeffect1=Volume Normalize=-lufs=-20\""));
