@@ -15,8 +15,8 @@ constexpr size_t PieceFrames = 32768;
 constexpr uint64_t SplitBytes = 4u << 20;
 
 // The bytes [from, to) of an open file, piece by piece; to is where whole frames end.
-bool WalkRange(tvkit::os::File& file, const std::u16string& name, const Layout& layout, bool writeBack,
-               uint64_t from, uint64_t to, const std::function<void(uint8_t*, size_t)>& fn, std::u16string& error) {
+bool WalkRange(tvkit::os::File& file, const std::u16string& name, const Layout& layout, bool writeBack, uint64_t from,
+               uint64_t to, const std::function<void(uint8_t*, size_t)>& fn, std::u16string& error) {
     std::vector<uint8_t> bytes(PieceFrames * layout.frameBytes);
     for (uint64_t at = from; at < to;) {
         const size_t want = static_cast<size_t>(std::min<uint64_t>(bytes.size(), to - at));

@@ -24,7 +24,8 @@ bool TvLivePassWriter::Before(const AudioBlockRecord& block) {
 bool TvLivePassWriter::After(const AudioBlockRecord& block) {
     const bool hasData = block.Data != nullptr && block.Size != 0;
     if (!diverged) {
-        const bool same = block.Size == shadowSize && std::memcmp(&block.Format, &shadowFormat, sizeof shadowFormat) == 0 &&
+        const bool same = block.Size == shadowSize &&
+                          std::memcmp(&block.Format, &shadowFormat, sizeof shadowFormat) == 0 &&
                           (shadowSize == 0 || (hasData && std::memcmp(block.Data, shadow.Data(), shadowSize) == 0));
         if (same) {
             unchanged += shadowSize;

@@ -59,8 +59,7 @@ void MeterThread::Stop(bool measureRest) {
     changed.notify_all();
     // The caller waits for the figures anyway: it measures beside the thread, at its own priority.
     if (measureRest) {
-        while (MeasureNext()) {
-        }
+        while (MeasureNext()) {}
     }
     worker.join();
 }

@@ -2,8 +2,8 @@
 #include <dlfcn.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>

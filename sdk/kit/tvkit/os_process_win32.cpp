@@ -69,8 +69,6 @@ double ProcessCpuSeconds() {
     return static_cast<double>(ticks(kernel) + ticks(user)) * 1e-7;
 }
 
-bool LowerThreadToIdle() {
-    return ::SetThreadPriority(::GetCurrentThread(), THREAD_PRIORITY_IDLE) || win32::Failed();
-}
+bool LowerThreadToIdle() { return ::SetThreadPriority(::GetCurrentThread(), THREAD_PRIORITY_IDLE) || win32::Failed(); }
 
 }  // namespace tvkit::os

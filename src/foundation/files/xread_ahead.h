@@ -44,12 +44,12 @@ private:
     XFile file;
     uint32_t chunk = 0;
     uint64_t total = 0;
-    uint64_t unread = 0;  // not read from the file yet: the reading side's count
+    uint64_t unread = 0;   // not read from the file yet: the reading side's count
     uint64_t untaken = 0;  // not handed to the caller yet
     Slot slots[Slots];
-    int taking = -1;       // the slot the caller holds, -1 for none
+    int taking = -1;  // the slot the caller holds, -1 for none
     int nextTake = 0;
-    uint32_t error = 0;   // set once, by the reading side
+    uint32_t error = 0;  // set once, by the reading side
     bool failed = false;
     bool stopping = false;
     std::thread worker;

@@ -60,8 +60,7 @@ void XWriteBehind::Run() {
 
 bool XWriteBehind::Hand(Slot& slot) {
     if (!worker.joinable()) {
-        const bool ok = failed || slot.size == 0 || WriteOut(slot);
-        if (!ok) failed = true;
+        if (!failed && slot.size != 0 && !WriteOut(slot)) failed = true;
         slot.size = 0;
         if (failed) XSetLastError(error);
         return !failed;
