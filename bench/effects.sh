@@ -4,9 +4,9 @@
 # three live effects of the chain (Volume Adjust, Resample, ReplayGain) and with the whole chain
 # of those three and one non-live effect (Volume Normalize); beside sox doing that chain (gain,
 # rate -v, normalisation) to FLAC, and into lame for MP3.
-#   bench/effects.sh [build folder, default build] [runs per case, default 5]
+#   bench/effects.sh [build folder, default build] [timed rounds of every case, default 5]
 # Use a Release build. Each case is timed in CPU (user + system, of every process and thread it
-# starts) and in wall time, medians of the runs; on a shared machine the CPU time is the figure
+# starts) and in wall time, medians of the rounds; on a shared machine the CPU time is the figure
 # to trust. The chain's cost apart from the resampler's own work is
 #   (chain - resampler alone) / plain,
 # since the resampler alone holds the resampler and the encoder's extra work on the higher rate.
@@ -34,25 +34,6 @@ cat "$work/ten.wav" >/dev/null
 # Median of the arguments.
 median() { printf '%s\n' "$@" | sort -g | awk '{a[NR]=$1} END {print (NR%2) ? a[(NR+1)/2] : (a[NR/2]+a[NR/2+1])/2}'; }
 
-# measure NAME COMMAND...: medians of wall and CPU seconds into wall[NAME], cpu[NAME].
-declare -A wall cpu
-measure() {
-    local name=$1; shift
-    local walls=() cpus=() line TIMEFORMAT='%R %U %S'
-    # One untimed run first: memory the system has just taken back costs a virtual machine far
-    # more on its first touch than later, and the chain's temporary files touch a lot of it.
-    rm -f "$work"/out.*
-    "$@" >/dev/null 2>&1 || true  # a failing case shows in the timed runs below
-    for ((i = 0; i < runs; i++)); do
-        rm -f "$work"/out.*
-        line=$({ time "$@" >/dev/null 2>&1; } 2>&1 | tail -1)
-        walls+=("${line%% *}")
-        cpus+=("$(awk '{print $2 + $3}' <<<"$line")")
-    done
-    wall[$name]=$(median "${walls[@]}")
-    cpu[$name]=$(median "${cpus[@]}")
-}
-
 live=("-dspeffect1=Volume Adjust=-gain=-3" "-dspeffect2=Resample=-rate=48000" -dspeffect3=ReplayGain=)
 nonlive=("-dspeffect4=Volume Normalize=-peak=-1")
 flac() { "$bin/travex" -infile="$work/ten.wav" -outfile="$work/out.flac" -convert_to=flac -silent "$@"; }
@@ -60,16 +41,48 @@ mp3() { "$bin/travex" -infile="$work/ten.wav" -outfile="$work/out.mp3" -convert_
 sox_flac() { sox "$work/ten.wav" "$work/out.flac" gain -3 rate -v 48000 gain -n -1; }
 sox_mp3() { sox "$work/ten.wav" -t wav - gain -3 rate -v 48000 gain -n -1 | lame -V2 --quiet - "$work/out.mp3"; }
 
-load_before=$(cut -d' ' -f1-3 /proc/loadavg)
+# run_case NAME: the case's command, NAME being OUTPUT.CASE.
+run_case() {
+    local to=${1%%.*}
+    case ${1#*.} in
+        plain) $to ;;
+        resample) $to "-dspeffect1=Resample=-rate=48000" ;;
+        live) $to "${live[@]}" ;;
+        chain) $to "${live[@]}" "${nonlive[@]}" ;;
+        sox) sox_$to ;;
+    esac
+}
+
+# Every case once a round, round after round, so that a slow spell of a shared machine falls on
+# all of them alike; then the median of each case's rounds. The first round isn't timed: memory
+# the system has just taken back costs a virtual machine far more on its first touch than
+# later, and the chain's temporary files touch a lot of it.
+cases=()
 for to in flac mp3; do
-    measure $to.plain $to
-    measure $to.resample $to "-dspeffect1=Resample=-rate=48000"
-    measure $to.live $to "${live[@]}"
-    measure $to.chain $to "${live[@]}" "${nonlive[@]}"
-    measure $to.sox sox_$to
+    for c in plain resample live chain sox; do cases+=("$to.$c"); done
+done
+declare -A walls cpus wall cpu
+load_before=$(cut -d' ' -f1-3 /proc/loadavg)
+for ((round = 0; round <= runs; round++)); do
+    for name in "${cases[@]}"; do
+        rm -f "$work"/out.*
+        if ((round == 0)); then
+            run_case "$name" >/dev/null 2>&1 || true  # a failing case shows in the timed rounds
+            continue
+        fi
+        line=$({ TIMEFORMAT='%R %U %S'; time run_case "$name" >/dev/null 2>&1; } 2>&1 | tail -1)
+        walls[$name]+=" ${line%% *}"
+        cpus[$name]+=" $(awk '{print $2 + $3}' <<<"$line")"
+    done
+done
+for name in "${cases[@]}"; do
+    # shellcheck disable=SC2086  # the lists split into their numbers on purpose
+    wall[$name]=$(median ${walls[$name]})
+    # shellcheck disable=SC2086
+    cpu[$name]=$(median ${cpus[$name]})
 done
 
-echo "10-minute 44.1 kHz stereo WAV, median of $runs runs (load before: $load_before, after: $(cut -d' ' -f1-3 /proc/loadavg))"
+echo "10-minute 44.1 kHz stereo WAV, median of $runs interleaved rounds (load before: $load_before, after: $(cut -d' ' -f1-3 /proc/loadavg))"
 for to in flac mp3; do
     label=$([[ $to == flac ]] && echo "FLAC" || echo "MP3 -V 2")
     echo "to $label:                      CPU s    wall s"
