@@ -25,7 +25,7 @@ void MeterThread::Add(const uint8_t* data, size_t frames) {
         Measure(data, bytes);
         return;
     }
-    std::vector<uint8_t> chunk;
+    Chunk chunk;
     {
         std::unique_lock<std::mutex> hold(lock);
         while (!waiting.empty() && waitingBytes + bytes > limit) {
@@ -68,7 +68,7 @@ void MeterThread::Measure(const uint8_t* data, size_t bytes) { meter.AddPcm(data
 
 bool MeterThread::MeasureNext() {
     std::lock_guard<std::mutex> turn(measuring);
-    std::vector<uint8_t> chunk;
+    Chunk chunk;
     {
         std::lock_guard<std::mutex> hold(lock);
         if (waiting.empty() || dropping) return false;
@@ -79,9 +79,11 @@ bool MeterThread::MeasureNext() {
     {
         std::lock_guard<std::mutex> hold(lock);
         waitingBytes -= chunk.size();
-        spare.push_back(std::move(chunk));
+        if (spare.size() < SpareChunks) spare.push_back(std::move(chunk));
     }
     changed.notify_all();
+    // A chunk not kept goes back to the system here, on the measuring thread, and not all at
+    // once on the conversion's thread at the end.
     return true;
 }
 

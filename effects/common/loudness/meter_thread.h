@@ -17,6 +17,7 @@
 
 #include "loudness_meter.h"
 #include "pcm.h"
+#include "populated_allocator.h"
 
 namespace tvfx {
 
@@ -57,9 +58,11 @@ private:
     std::mutex lock;
     std::condition_variable changed;
     std::mutex measuring;  // held while a block is measured: one at a time, in order
-    std::deque<std::vector<uint8_t>> waiting;
+    using Chunk = std::vector<uint8_t, PopulatedAllocator<uint8_t>>;
+    std::deque<Chunk> waiting;
     size_t waitingBytes = 0;
-    std::vector<std::vector<uint8_t>> spare;
+    std::vector<Chunk> spare;  // measured chunks kept for reuse, while blocks come as they are measured
+    static constexpr size_t SpareChunks = 16;
     bool ending = false, dropping = false;
 };
 

@@ -2,6 +2,7 @@
 // The kit's process services: shared libraries beside the plug-in, time and sleep, one backend
 // per system like the file layer. Failures return false with the reason in LastError /
 // LastErrorText.
+#include <cstddef>
 #include <string>
 
 #include "tvkit/os_error.h"
@@ -36,6 +37,11 @@ void SleepMs(unsigned ms);
 double MonotonicSeconds();
 // CPU time of the whole process, all threads.
 double ProcessCpuSeconds();
+// Memory for a large buffer about to be filled, its pages put in place by one call instead of a
+// fault each as it is first written; null when the system refuses. Give it back with
+// FreePopulated and the same size.
+void* AllocatePopulated(size_t bytes);
+void FreePopulated(void* memory, size_t bytes);
 // Puts the calling thread at the lowest priority, for work that should use only time the
 // rest of the process leaves; false when the system refuses.
 bool LowerThreadToIdle();

@@ -1,5 +1,6 @@
 // POSIX backend of the kit's process services.
 #include <dlfcn.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <time.h>
@@ -59,6 +60,17 @@ void SleepMs(unsigned ms) {
 double MonotonicSeconds() { return Seconds(CLOCK_MONOTONIC); }
 
 double ProcessCpuSeconds() { return Seconds(CLOCK_PROCESS_CPUTIME_ID); }
+
+void* AllocatePopulated(size_t bytes) {
+    void* memory = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+    if (memory != MAP_FAILED) return memory;
+    posix::Failed();
+    return nullptr;
+}
+
+void FreePopulated(void* memory, size_t bytes) {
+    if (memory) ::munmap(memory, bytes);  // fails only for an address not mapped here
+}
 
 bool LowerThreadToIdle() {
     // Linux keeps a nice value per thread, addressed by its thread id.

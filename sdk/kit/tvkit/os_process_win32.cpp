@@ -69,6 +69,17 @@ double ProcessCpuSeconds() {
     return static_cast<double>(ticks(kernel) + ticks(user)) * 1e-7;
 }
 
+void* AllocatePopulated(size_t bytes) {
+    // Windows commits the pages here; they still arrive on first touch.
+    void* memory = ::VirtualAlloc(nullptr, bytes, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
+    if (!memory) win32::Failed();
+    return memory;
+}
+
+void FreePopulated(void* memory, size_t) {
+    if (memory) ::VirtualFree(memory, 0, MEM_RELEASE);  // fails only for an address not allocated here
+}
+
 bool LowerThreadToIdle() { return ::SetThreadPriority(::GetCurrentThread(), THREAD_PRIORITY_IDLE) || win32::Failed(); }
 
 }  // namespace tvkit::os
