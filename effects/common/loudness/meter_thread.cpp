@@ -79,11 +79,9 @@ bool MeterThread::MeasureNext() {
     {
         std::lock_guard<std::mutex> hold(lock);
         waitingBytes -= chunk.size();
-        if (spare.size() < SpareChunks) spare.push_back(std::move(chunk));
+        spare.push_back(std::move(chunk));
     }
     changed.notify_all();
-    // A chunk not kept goes back to the system here, on the measuring thread, and not all at
-    // once on the conversion's thread at the end.
     return true;
 }
 

@@ -61,8 +61,9 @@ private:
     using Chunk = std::vector<uint8_t, PopulatedAllocator<uint8_t>>;
     std::deque<Chunk> waiting;
     size_t waitingBytes = 0;
-    std::vector<Chunk> spare;  // measured chunks kept for reuse, while blocks come as they are measured
-    static constexpr size_t SpareChunks = 16;
+    // Measured chunks, kept for reuse: given back to the system one by one while the other
+    // threads run, each would cost every core a flush of its address translations.
+    std::vector<Chunk> spare;
     bool ending = false, dropping = false;
 };
 
