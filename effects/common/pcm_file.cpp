@@ -38,11 +38,12 @@ bool WalkRange(tvkit::os::File& file, const std::u16string& name, const Layout& 
     return true;
 }
 
-// The file in two halves at once, one on a thread of its own, where it is large enough and a
-// thread can be had: a pass over a rendered file is work the second core can share. fnOfHalf
-// gives the piece function of half 0 and half 1, which must not share state.
-bool WalkInHalves(std::u16string_view path, const Layout& layout, bool writeBack,
-                  const std::function<std::function<void(uint8_t*, size_t)>(int)>& fnOfHalf, std::u16string& error) {
+// The file front to back, or with inHalves, where it is large enough and a thread can be had,
+// in two halves at once, one on a thread of its own: a pass over a rendered file is work the
+// second core can share. fnOfHalf gives the piece function of half 0 and half 1, which must not
+// share state.
+bool Walk(std::u16string_view path, const Layout& layout, bool writeBack, bool inHalves,
+          const std::function<std::function<void(uint8_t*, size_t)>(int)>& fnOfHalf, std::u16string& error) {
     const std::u16string name(path);
     tvkit::os::File file;
     uint64_t size = 0;
@@ -53,7 +54,7 @@ bool WalkInHalves(std::u16string_view path, const Layout& layout, bool writeBack
     const uint64_t whole = size / layout.frameBytes * layout.frameBytes;
     const uint64_t middle = whole / 2 / layout.frameBytes * layout.frameBytes;
     bool ok = true;
-    if (whole < SplitBytes) {
+    if (!inHalves || whole < SplitBytes) {
         ok = WalkRange(file, name, layout, writeBack, 0, whole, fnOfHalf(0), error) &&
              WalkRange(file, name, layout, writeBack, whole, whole, fnOfHalf(1), error);
     } else {
@@ -88,25 +89,14 @@ bool WalkInHalves(std::u16string_view path, const Layout& layout, bool writeBack
 
 bool ForEachRawPiece(std::u16string_view path, const Layout& layout, bool writeBack,
                      const std::function<void(uint8_t*, size_t)>& fn, std::u16string& error) {
-    const std::u16string name(path);
-    tvkit::os::File file;
-    uint64_t size = 0;
-    if (!(writeBack ? file.OpenReadWrite(name) : file.OpenRead(name)) || !file.Size(size)) {
-        error = u"can't open '" + name + u"': " + tvkit::os::LastErrorText();
-        return false;
-    }
-    if (!WalkRange(file, name, layout, writeBack, 0, size / layout.frameBytes * layout.frameBytes, fn, error)) {
-        return false;
-    }
-    if (!writeBack || file.Close()) return true;
-    error = u"can't write '" + name + u"': " + tvkit::os::LastErrorText();
-    return false;
+    return Walk(
+        path, layout, writeBack, false, [&](int) { return fn; }, error);
 }
 
 bool MeasurePeak(std::u16string_view path, const Layout& layout, double& peak, std::u16string& error) {
     double halves[2] = {0, 0};
-    const bool ok = WalkInHalves(
-        path, layout, false,
+    const bool ok = Walk(
+        path, layout, false, true,
         [&](int half) {
             return [&, half](uint8_t* data, size_t frames) {
                 halves[half] = std::max(halves[half], PeakOfPcm(data, frames * layout.channels, layout));
@@ -118,8 +108,8 @@ bool MeasurePeak(std::u16string_view path, const Layout& layout, double& peak, s
 }
 
 bool ApplyGain(std::u16string_view path, const Layout& layout, double gain, std::u16string& error) {
-    return WalkInHalves(
-        path, layout, true,
+    return Walk(
+        path, layout, true, true,
         [&](int) {
             return [&](uint8_t* data, size_t frames) { ScalePcm(data, frames * layout.channels, layout, gain, data); };
         },
