@@ -91,6 +91,24 @@ TEST_F(KitOsFolder, WholeFilesReplaceInOneStepAndLeaveNothingBeside) {
     EXPECT_EQ(entries.size(), 2u);  // "record" and "empty", no temporary file
 }
 
+// Create makes a file empty whatever it held before, and fails with the reason where it can't.
+TEST_F(KitOsFolder, CreateEmptiesAnExistingFileAndMakesAMissingOne) {
+    std::ofstream(dir / "old") << "a longer content than the new one";
+    for (const char* name : {"old", "new"}) {
+        SCOPED_TRACE(name);
+        os::File file;
+        ASSERT_TRUE(file.Create(Path(name)));
+        ASSERT_TRUE(file.WriteAt("short", 5, 0));
+        ASSERT_TRUE(file.Close());
+        std::string text;
+        ASSERT_TRUE(os::ReadWholeFile(Path(name), text));
+        EXPECT_EQ(text, "short");
+    }
+    os::File file;
+    EXPECT_FALSE(file.Create(Path("missing/f")));
+    EXPECT_EQ(os::LastError(), ENOENT);
+}
+
 TEST(KitOsProcess, LibrariesAndTheModuleFolder) {
     const std::u16string here = os::ModuleFolder();
     ASSERT_FALSE(here.empty());

@@ -46,8 +46,17 @@ bool File::OpenReadWrite(const std::u16string& path) {
 
 bool File::Create(const std::u16string& path) {
     Close();
-    const int fd = ::open(Narrow(path).c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    // Cut only when there is something to cut: ext4 takes a truncation to empty for a file
+    // being replaced and writes the whole new one out on close, a needless trip to the disk
+    // for an output the host made empty a moment ago and renames when it is complete.
+    const int fd = ::open(Narrow(path).c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
     if (fd < 0) return Failed();
+    struct stat st {};
+    if (::fstat(fd, &st) != 0 || (S_ISREG(st.st_mode) && st.st_size > 0 && ::ftruncate(fd, 0) != 0)) {
+        const int error = errno;
+        ::close(fd);
+        return FailedWith(error);
+    }
     handle = fd;
     return true;
 }
