@@ -5,6 +5,7 @@
 # of those three and one non-live effect (Volume Normalize); beside sox doing that chain (gain,
 # rate -v, normalisation) to FLAC, and into lame for MP3.
 #   bench/effects.sh [build folder, default build] [timed rounds of every case, default 5]
+#                    [outputs, default "flac mp3"]
 # Use a Release build. Each case is timed in CPU (user + system, of every process and thread it
 # starts) and in wall time, medians of the rounds; on a shared machine the CPU time is the figure
 # to trust. The chain's cost apart from the resampler's own work is
@@ -16,6 +17,10 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 source "$root/bench/lib.sh"
 build=${1:-$root/build}
 runs=${2:-5}
+read -r -a outputs <<<"${3:-flac mp3}"
+for to in "${outputs[@]}"; do
+    [[ $to == flac || $to == mp3 ]] || { echo "outputs are flac and mp3, not '$to'" >&2; exit 2; }
+done
 bin=$build/bin
 for tool in travex tvreg decoder/wave.so encoder/flac.so encoder/mp3.so "DSPs/Volume Adjust.so" DSPs/Resample.so \
             DSPs/ReplayGain.so "DSPs/Volume Normalize.so"; do
@@ -58,7 +63,7 @@ run_case() {
 # the system has just taken back costs a virtual machine far more on its first touch than
 # later, and the chain's temporary files touch a lot of it.
 cases=()
-for to in flac mp3; do
+for to in "${outputs[@]}"; do
     for c in plain resample live chain sox; do cases+=("$to.$c"); done
 done
 declare -A walls cpus wall cpu
@@ -83,7 +88,7 @@ for name in "${cases[@]}"; do
 done
 
 echo "10-minute 44.1 kHz stereo WAV, median of $runs interleaved rounds (load before: $load_before, after: $(cut -d' ' -f1-3 /proc/loadavg))"
-for to in flac mp3; do
+for to in "${outputs[@]}"; do
     label=$([[ $to == flac ]] && echo "FLAC" || echo "MP3 -V 2")
     echo "to $label:                      CPU s    wall s"
     for c in plain:"no effects" resample:"Resample alone" live:"the 3 live effects" chain:"3 live + 1 non-live" \
