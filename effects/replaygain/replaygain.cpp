@@ -36,7 +36,10 @@ public:
 
     int32_t PassAudioBlock(AudioBlockRecord& block) override {
         static const char* const kFunction = "ReplayGain::PassAudioBlock";
-        if (!block.Data || block.Size == 0) return 1;
+        if (!block.Data || block.Size == 0) {
+            if (block.EndOfStream) meter.NoMoreBlocks();
+            return 1;
+        }
         tvfx::Layout layout;
         if (!tvfx::ReadLayout(block.Format, layout)) {
             Log().Error(u"Error: ReplayGain can't measure " + tvfx::Describe(block.Format) + u" audio.", kFunction);
@@ -53,6 +56,7 @@ public:
             return 0;
         }
         meter.Add(static_cast<const uint8_t*>(block.Data), block.Size / layout.frameBytes);
+        if (block.EndOfStream) meter.NoMoreBlocks();
         return 1;
     }
 

@@ -49,6 +49,14 @@ void MeterThread::Add(const uint8_t* data, size_t frames) {
     changed.notify_all();
 }
 
+void MeterThread::NoMoreBlocks() {
+    {
+        std::lock_guard<std::mutex> hold(lock);
+        lastAdded = true;
+    }
+    changed.notify_all();
+}
+
 void MeterThread::Stop(bool measureRest) {
     if (!worker.joinable()) return;
     {
@@ -91,11 +99,17 @@ void MeterThread::Run() {
     for (;;) {
         {
             std::unique_lock<std::mutex> hold(lock);
-            changed.wait(hold, [this] { return !waiting.empty() || ending; });
-            if (dropping || waiting.empty()) return;
+            changed.wait(hold, [this] { return !waiting.empty() || ending || lastAdded; });
+            if (dropping) return;
+            if (waiting.empty()) break;
         }
         MeasureNext();
     }
+    // Everything given is measured: the queue's memory goes back here, at idle priority. A
+    // block that still comes is measured by Stop on the caller's thread.
+    std::vector<Chunk> done;
+    std::lock_guard<std::mutex> hold(lock);
+    done.swap(spare);
 }
 
 }  // namespace tvfx

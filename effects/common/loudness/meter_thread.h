@@ -37,6 +37,9 @@ public:
     const Layout& Shape() const { return shape; }
     // Raw samples of the started layout.
     void Add(const uint8_t* data, size_t frames);
+    // The block being added now, or none, is the last: once it is measured, the thread gives
+    // the queue's memory back and ends, beside the rest of the conversion and not at its end.
+    void NoMoreBlocks();
     // Waits until every block is measured and ends the thread. The meter may be read after it.
     void Finish() { Stop(true); }
     // Ends the thread at once, dropping what still waits: for a run whose figures nobody reads.
@@ -64,7 +67,7 @@ private:
     // Measured chunks, kept for reuse: given back to the system one by one while the other
     // threads run, each would cost every core a flush of its address translations.
     std::vector<Chunk> spare;
-    bool ending = false, dropping = false;
+    bool ending = false, dropping = false, lastAdded = false;
 };
 
 }  // namespace tvfx
