@@ -4,8 +4,6 @@
 #include <cstring>
 
 #include "driver/live_pass_writer.h"
-#include "foundation/files/xbuffer.h"
-#include "foundation/files/xfile.h"
 #include "foundation/files/xwrite_behind.h"
 #include "foundation/log/xdebug.h"
 #include "foundation/platform/guid.h"

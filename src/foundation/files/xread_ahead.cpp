@@ -57,7 +57,8 @@ void XReadAhead::Run() {
         Slot& slot = slots[at];
         {
             std::unique_lock<std::mutex> hold(lock);
-            changed.wait(hold, [&] { return stopping || (!slot.full && at != taking); });
+            // A slot the caller holds stays full until it hands it back.
+            changed.wait(hold, [&] { return stopping || !slot.full; });
             if (stopping) return;
         }
         // The slot is the reader's alone until it is marked full.
