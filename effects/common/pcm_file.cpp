@@ -14,9 +14,31 @@ constexpr size_t PieceFrames = 32768;
 // A file this small is done on one thread: a second one costs more than it saves.
 constexpr uint64_t SplitBytes = 4u << 20;
 
+// Pieces seen in place come from views of this much of the file at a time.
+constexpr uint64_t ViewPieces = 64;
+
+// The bytes [from, to) of a file open for reading and writing, piece by piece, in place: what
+// fn changes is changed in the file (with writeBack, whose pages come ready for it). False, with from moved past the
+// pieces done, where the file can't be seen so; the rest must then be read.
+bool WalkInPlace(tvkit::os::File& file, const Layout& layout, bool writeBack, uint64_t& from, uint64_t to,
+                 const std::function<void(uint8_t*, size_t)>& fn) {
+    const uint64_t piece = PieceFrames * layout.frameBytes;
+    tvkit::os::FileView view;
+    while (from < to) {
+        const uint64_t length = std::min<uint64_t>(piece * ViewPieces, to - from);
+        if (!view.Map(file, from, length, writeBack)) return false;
+        for (uint64_t at = 0; at < length; at += piece) {
+            fn(view.Data() + at, static_cast<size_t>(std::min<uint64_t>(piece, length - at) / layout.frameBytes));
+        }
+        from += length;
+    }
+    return true;
+}
+
 // The bytes [from, to) of an open file, piece by piece; to is where whole frames end.
 bool WalkRange(tvkit::os::File& file, const std::u16string& name, const Layout& layout, bool writeBack, uint64_t from,
                uint64_t to, const std::function<void(uint8_t*, size_t)>& fn, std::u16string& error) {
+    if (WalkInPlace(file, layout, writeBack, from, to, fn)) return true;
     std::vector<uint8_t> bytes(PieceFrames * layout.frameBytes);
     for (uint64_t at = from; at < to;) {
         const size_t want = static_cast<size_t>(std::min<uint64_t>(bytes.size(), to - at));
@@ -47,7 +69,8 @@ bool Walk(std::u16string_view path, const Layout& layout, bool writeBack, bool i
     const std::u16string name(path);
     tvkit::os::File file;
     uint64_t size = 0;
-    if (!(writeBack ? file.OpenReadWrite(name) : file.OpenRead(name)) || !file.Size(size)) {
+    // Opened for writing even to read: a view in place needs it, and costs no copy.
+    if (!(file.OpenReadWrite(name) || (!writeBack && file.OpenRead(name))) || !file.Size(size)) {
         error = u"can't open '" + name + u"': " + tvkit::os::LastErrorText();
         return false;
     }

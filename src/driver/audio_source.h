@@ -6,6 +6,7 @@
 
 #include "foundation/files/xbuffer.h"
 #include "foundation/files/xfile.h"
+#include "foundation/files/xfile_view.h"
 #include "foundation/files/xread_ahead.h"
 #include "foundation/options/xoption_list.h"
 #include "foundation/paths/xtemp_file.h"
@@ -49,27 +50,47 @@ std::unique_ptr<TvAudioSource> TvMakeDecoderSource(clTvDecoder& decoder, const X
 std::unique_ptr<TvAudioSource> TvMakeStdinSource(const XOptionList& options, const PluginLogHandles& logs,
                                                  XFileHandle input);
 
-// A raw PCM file read ahead in large chunks and handed out in pieces of a fixed size, each
-// pointing into the reader's chunk: few system calls, no copy however small the pieces are, and
-// the reading itself beside the caller's work on the pieces before.
+// A raw PCM file handed out in pieces of a fixed size. Read, it is read ahead in large chunks
+// and each piece points into the reader's chunk: few system calls, no copy however small the
+// pieces are, and the reading itself beside the caller's work on the pieces before. Opened in
+// place, each piece is the file's own bytes, seen through a view of a large window of it:
+// whatever the caller changes there is changed in the file, and nothing is copied at all.
 class TvPieceReader {
 public:
     // Opens path for pieces of pieceBytes (whole frames); false when it can't be opened or the
     // buffers can't be had.
     bool Open(const XString& path, uint64_t pieceBytes);
-    bool IsOpen() const { return file.IsOpen(); }
+    // The same with the pieces in place; false, the reader closed, where the file can't be seen
+    // so (the caller may then read it).
+    bool OpenInPlace(const XString& path, uint64_t pieceBytes);
+    bool IsOpen() const { return inPlace ? whole.IsOpen() : file.IsOpen(); }
+    bool InPlace() const { return inPlace; }
     // The next piece, size 0 once the file is used up; false when the file gives less than
     // its size promised.
     bool Next(uint8_t*& data, uint32_t& size);
     bool AtEnd() const { return at == held && left == 0; }
-    uint64_t FileSize() const { return file.FileSize(); }
-    void Close() { file.Close(); }
+    uint64_t FileSize() const { return size; }
+    // Nothing before the chunk at hand will be read again: its memory goes back to the system
+    // now, and each chunk's as the reader leaves it, for the caller's writing to use instead of
+    // fresh memory. The file reads as zeros there after.
+    void ReleaseBehind();
+    void Close();
 
 private:
+    bool NextChunk();
+    void Release(uint64_t end);
+
     XReadAhead file;
+    XFile whole;  // in place: the file, with the window at hand mapped
+    XFileView window;
+    bool inPlace = false;
+    bool releasing = false;
+    uint64_t released = 0;  // bytes from the start given back
     uint8_t* chunk = nullptr;
+    uint64_t chunkBytes = 0;
     uint64_t piece = 0;
-    uint64_t left = 0;  // not taken from the read-ahead yet
+    uint64_t size = 0;
+    uint64_t left = 0;  // not taken from the file yet
     uint64_t held = 0;  // in the chunk at hand
     uint64_t at = 0;    // handed out of it
 };
@@ -82,7 +103,12 @@ class TvRenderedSource : public TvAudioSource {
 public:
     TvRenderedSource(const XWaveFormat& format, const PluginLogHandles& logs) : format(format), logs(logs) {}
     // Opens file for reading; false when it can't be.
-    bool OpenFile(const XString& path) { return reader.Open(path, TvRenderPieceBytes(format)); }
+    // The file is read once: what the pump has read goes back to the system as it goes.
+    bool OpenFile(const XString& path) {
+        if (!reader.Open(path, TvRenderPieceBytes(format))) return false;
+        reader.ReleaseBehind();
+        return true;
+    }
     bool Open(OpenFileRecord&) override { return reader.IsOpen(); }
     bool Read(AudioBlockRecord& block, uint64_t encodedBytes) override;
     bool Close(ConversionRecord&) override {

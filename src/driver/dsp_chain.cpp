@@ -195,9 +195,11 @@ bool TvDspChain::RenderLiveDSP(DSPEntry& entry, TvRenderRun& run) {
 
     XTempFile target;
     MakeTempName(target, "DSP", run.tmpFolder);
-    TvLivePassWriter writer(nonLiveTemp, target);
+    // In place, a DSP that changes the audio where it lies changes the rendered file itself.
     TvPieceReader reader;
-    bool ok = reader.Open(nonLiveTemp, TvRenderPieceBytes(format));
+    const uint64_t pieceBytes = TvRenderPieceBytes(format);
+    bool ok = reader.OpenInPlace(nonLiveTemp, pieceBytes) || reader.Open(nonLiveTemp, pieceBytes);
+    TvLivePassWriter writer(nonLiveTemp, target, reader.InPlace());
     const auto readFailed = [&run] {
         XDebugError(u"Error: Reading Temporary Rendered DSP file.", run.logs, NonLiveFunction);
         return false;
@@ -209,6 +211,7 @@ bool TvDspChain::RenderLiveDSP(DSPEntry& entry, TvRenderRun& run) {
         return false;
     };
     uint64_t done = 0;
+    bool releasing = false;
     while (ok && !reader.AtEnd()) {
         uint8_t* data = nullptr;
         uint32_t size = 0;
@@ -237,12 +240,18 @@ bool TvDspChain::RenderLiveDSP(DSPEntry& entry, TvRenderRun& run) {
             ok = writeFailed();
             break;
         }
+        // Once the pass has a file of its own, what it has read of the old one is done with.
+        if (writer.Written() && !releasing) {
+            reader.ReleaseBehind();
+            releasing = true;
+        }
         if (block.EndOfStream) run.record.Format = block.Format;
     }
+    // The views of the pieces go first: the rendered file may get a new length.
+    reader.Close();
     if (ok && !writer.Finish()) ok = writeFailed();
     writer.Close();
-    reader.Close();
-    // A DSP that changed nothing left the rendered file as its own result.
+    // A DSP whose audio the rendered file could take left it as the pass's result.
     if (!writer.Written()) return ok;
     nonLiveTemp.Delete();
     if (!XMoveWithRetry(target, nonLiveTemp, 0, MoveRetryMs, run.quit.Handle())) {

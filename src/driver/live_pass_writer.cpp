@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "foundation/files/xfile.h"
 #include "foundation/platform/last_error.h"
 
 namespace {
@@ -11,24 +10,34 @@ constexpr uint32_t CopyBytes = 1u << 20;
 
 bool TvLivePassWriter::Before(const AudioBlockRecord& block) {
     if (diverged) return true;
+    shadowSize = block.Size;
+    if (inPlace) {
+        piece = static_cast<uint8_t*>(block.Data);
+        pieceStart = given;
+        given += block.Size;
+        return true;
+    }
     if (shadow.Size() < block.Size && !shadow.Resize(block.Size, false, false, 0, true)) {
         // Without room for the copy the piece can't be compared: write from here on.
         return StartWriting();
     }
     if (block.Size != 0) std::memcpy(shadow.Data(), block.Data, block.Size);
-    shadowSize = block.Size;
     shadowFormat = block.Format;
     return true;
 }
 
 bool TvLivePassWriter::After(const AudioBlockRecord& block) {
     const bool hasData = block.Data != nullptr && block.Size != 0;
-    if (!diverged) {
+    if (!diverged && inPlace) {
+        // Audio that would overtake the reading must wait in a file of its own.
+        if (kept + (hasData ? block.Size : 0) <= given || block.EndOfStream) return PutInPlace(block);
+        if (!StartWriting()) return false;
+    } else if (!diverged) {
         const bool same = block.Size == shadowSize &&
                           std::memcmp(&block.Format, &shadowFormat, sizeof shadowFormat) == 0 &&
                           (shadowSize == 0 || (hasData && std::memcmp(block.Data, shadow.Data(), shadowSize) == 0));
         if (same) {
-            unchanged += shadowSize;
+            kept += shadowSize;
             return true;
         }
         if (!StartWriting()) return false;
@@ -36,13 +45,39 @@ bool TvLivePassWriter::After(const AudioBlockRecord& block) {
     return !hasData || writer.Write(block.Data, block.Size);
 }
 
+bool TvLivePassWriter::PutInPlace(const AudioBlockRecord& block) {
+    if (block.Data == nullptr || block.Size == 0) return true;
+    const auto* data = static_cast<const uint8_t*>(block.Data);
+    const uint32_t size = block.Size;
+    // Left where the piece lay, changed or not: the file holds it already.
+    if (data == piece && kept == pieceStart) {
+        kept += size;
+        return true;
+    }
+    // Written, not copied into the view: the view's pages are mapped for reading, and a write
+    // through it would fault on each. Audio inside the view would be overwritten while it is
+    // written out, so it is set aside first.
+    if (data >= piece && data < piece + shadowSize) {
+        if (shadow.Size() < size && !shadow.Resize(size, false, false, 0, true)) {
+            XSetLastError(XErr::NotEnoughMemory);
+            return false;
+        }
+        std::memcpy(shadow.Data(), data, size);
+        data = shadow.Data();
+    }
+    if (!rendered.IsOpen() && !rendered.OpenReadWrite(source)) return false;
+    if (!rendered.Seek(static_cast<int64_t>(kept), XFile::FromStart) || !rendered.Write(data, size)) return false;
+    kept += size;
+    return true;
+}
+
 bool TvLivePassWriter::StartWriting() {
     diverged = true;
     if (!writer.Open(target)) return false;
     XFile from;
-    if (unchanged == 0) return true;
+    if (kept == 0) return true;
     if (!from.OpenRead(source) || !shadow.Resize(CopyBytes, false, false, 0, true)) return false;
-    for (uint64_t left = unchanged; left > 0;) {
+    for (uint64_t left = kept; left > 0;) {
         const uint32_t want = static_cast<uint32_t>(left < CopyBytes ? left : CopyBytes);
         bool error = false;
         if (from.Read(shadow.Data(), want, XFile::FromCurrent, &error) != want) {
@@ -55,4 +90,15 @@ bool TvLivePassWriter::StartWriting() {
     return true;
 }
 
-bool TvLivePassWriter::Finish() { return !diverged || writer.Finish(); }
+bool TvLivePassWriter::Finish() {
+    if (diverged) return writer.Finish();
+    if (!inPlace || kept == given) return true;
+    // The DSP gave back less than it got, or more on its last piece.
+    if (!rendered.IsOpen() && !rendered.OpenReadWrite(source)) return false;
+    return rendered.SetSize(kept);
+}
+
+void TvLivePassWriter::Close() {
+    writer.Close();
+    rendered.Close();
+}

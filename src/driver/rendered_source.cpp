@@ -9,6 +9,9 @@ constexpr uint32_t PieceMs = 500;
 // One read fills this much with whole pieces, at least one: few system calls, and still
 // within the processor's cache when the pieces are used.
 constexpr uint64_t ReadBytes = 1u << 20;
+// A view in place covers this much with whole pieces: few mappings, a bounded share of the
+// address space however long the file, and memory given back soon behind the reading.
+constexpr uint64_t WindowBytes = uint64_t{16} << 20;
 }  // namespace
 
 uint64_t TvRenderPieceBytes(const XWaveFormat& format) {
@@ -17,12 +20,48 @@ uint64_t TvRenderPieceBytes(const XWaveFormat& format) {
 }
 
 bool TvPieceReader::Open(const XString& path, uint64_t pieceBytes) {
+    Close();
     piece = pieceBytes == 0 ? 1 : pieceBytes;
-    held = at = 0;
-    chunk = nullptr;
-    const uint64_t chunkBytes = piece * (ReadBytes / piece > 0 ? ReadBytes / piece : 1);
+    chunkBytes = piece * (ReadBytes / piece > 0 ? ReadBytes / piece : 1);
     if (!file.Open(path, static_cast<uint32_t>(chunkBytes))) return false;
-    left = file.FileSize();
+    size = left = file.FileSize();
+    return true;
+}
+
+bool TvPieceReader::OpenInPlace(const XString& path, uint64_t pieceBytes) {
+    Close();
+    piece = pieceBytes == 0 ? 1 : pieceBytes;
+    chunkBytes = piece * (WindowBytes / piece > 0 ? WindowBytes / piece : 1);
+    bool sizeError = false;
+    if (!whole.OpenReadWrite(path) || (size = whole.Size(&sizeError), sizeError)) {
+        whole.Close();
+        return false;
+    }
+    left = size;
+    inPlace = true;
+    // The first window now, so that a file that can't be seen in place says so here.
+    if (left != 0 && !NextChunk()) {
+        Close();
+        return false;
+    }
+    return true;
+}
+
+bool TvPieceReader::NextChunk() {
+    const uint64_t want = left < chunkBytes ? left : chunkBytes;
+    uint32_t got = 0;
+    if (inPlace) {
+        window.Unmap();
+        if (releasing) Release(size - left);
+        if (!window.Map(whole, size - left, want)) return false;
+        chunk = window.Data();
+        got = static_cast<uint32_t>(want);
+    } else if (!file.Next(chunk, got) || got == 0) {
+        return false;
+    }
+    left -= got;
+    held = got;
+    at = 0;
     return true;
 }
 
@@ -31,17 +70,36 @@ bool TvPieceReader::Next(uint8_t*& data, uint32_t& size) {
     size = 0;
     if (at == held) {
         if (left == 0) return true;
-        uint32_t got = 0;
-        if (!file.Next(chunk, got) || got == 0) return false;
-        left -= got;
-        held = got;
-        at = 0;
+        if (!NextChunk()) return false;
     }
     const uint64_t rest = held - at;
     size = static_cast<uint32_t>(rest < piece ? rest : piece);
     data = chunk + at;
     at += size;
     return true;
+}
+
+void TvPieceReader::ReleaseBehind() {
+    releasing = true;
+    if (inPlace) {
+        Release(size - left - held);
+    } else {
+        file.ReleaseBehind();
+    }
+}
+
+void TvPieceReader::Release(uint64_t end) {
+    // Refused, the memory goes back with the file instead: nothing else is lost.
+    if (end > released && whole.ReleaseRange(released, end - released)) released = end;
+}
+
+void TvPieceReader::Close() {
+    file.Close();
+    window.Unmap();
+    whole.Close();
+    inPlace = releasing = false;
+    chunk = nullptr;
+    size = left = held = at = released = 0;
 }
 
 bool TvRenderedSource::Read(AudioBlockRecord& block, uint64_t encodedBytes) {

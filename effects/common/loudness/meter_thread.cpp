@@ -1,5 +1,6 @@
 #include "meter_thread.h"
 
+#include <cstring>
 #include <system_error>
 
 #include "tvkit/os_process.h"
@@ -25,28 +26,47 @@ void MeterThread::Add(const uint8_t* data, size_t frames) {
         Measure(data, bytes);
         return;
     }
-    Chunk chunk;
+    uint8_t* place = nullptr;
     {
         std::unique_lock<std::mutex> hold(lock);
-        while (!waiting.empty() && waitingBytes + bytes > limit) {
+        for (;;) {
+            bool full = false;
+            place = ring.Claim(bytes, full);
+            if (place || !full) break;
             // Full: rather than wait on a thread of idle priority, measure the oldest here.
             hold.unlock();
             MeasureNext();
             hold.lock();
         }
-        if (!spare.empty()) {
-            chunk = std::move(spare.back());
-            spare.pop_back();
+        // Pages the thread hasn't put in place yet come by a call here, not a fault each.
+        if (place) {
+            while (Populate(hold, ring.Tail())) {}
         }
     }
-    // Copied outside the lock, so that the measuring side can take the next chunk meanwhile.
-    chunk.assign(data, data + bytes);
+    if (!place) {
+        // A block the ring can't hold is measured here, after every block before it.
+        while (MeasureNext()) {}
+        std::lock_guard<std::mutex> turn(measuring);
+        Measure(data, bytes);
+        return;
+    }
+    // Copied outside the lock, so that the measuring side can take the next block meanwhile.
+    std::memcpy(place, data, bytes);
     {
         std::lock_guard<std::mutex> hold(lock);
-        waitingBytes += bytes;
-        waiting.push_back(std::move(chunk));
+        ring.Commit(place, bytes);
     }
     changed.notify_all();
+}
+
+bool MeterThread::Populate(std::unique_lock<std::mutex>& hold, size_t end) {
+    uint8_t* at = nullptr;
+    size_t size = 0;
+    if (!ring.NextToPopulate(end, at, size)) return false;
+    hold.unlock();
+    tvkit::os::PopulateMemory(at, size);
+    hold.lock();
+    return true;
 }
 
 void MeterThread::NoMoreBlocks() {
@@ -76,18 +96,17 @@ void MeterThread::Measure(const uint8_t* data, size_t bytes) { meter.AddPcm(data
 
 bool MeterThread::MeasureNext() {
     std::lock_guard<std::mutex> turn(measuring);
-    Chunk chunk;
+    std::pair<const uint8_t*, size_t> block;
     {
         std::lock_guard<std::mutex> hold(lock);
-        if (waiting.empty() || dropping) return false;
-        chunk = std::move(waiting.front());
-        waiting.pop_front();
+        if (ring.Empty() || dropping) return false;
+        block = ring.Front();
     }
-    Measure(chunk.data(), chunk.size());
+    // The block keeps its room in the ring until it is popped.
+    Measure(block.first, block.second);
     {
         std::lock_guard<std::mutex> hold(lock);
-        waitingBytes -= chunk.size();
-        spare.push_back(std::move(chunk));
+        ring.Pop();
     }
     changed.notify_all();
     return true;
@@ -96,20 +115,23 @@ bool MeterThread::MeasureNext() {
 void MeterThread::Run() {
     // Refused, it measures at the normal priority: only the sharing of the second core suffers.
     tvkit::os::LowerThreadToIdle();
+    std::unique_lock<std::mutex> hold(lock);
     for (;;) {
-        {
-            std::unique_lock<std::mutex> hold(lock);
-            changed.wait(hold, [this] { return !waiting.empty() || ending || lastAdded; });
-            if (dropping) return;
-            if (waiting.empty()) break;
+        // The ring's next pages first: the copying waits for them, the measurement doesn't.
+        if (!dropping && Populate(hold, ring.Tail() + PopulateAhead)) continue;
+        changed.wait(hold, [this] { return !ring.Empty() || ending || lastAdded; });
+        if (dropping) return;
+        if (ring.Empty()) {
+            if (ending || lastAdded) break;
+            continue;
         }
+        hold.unlock();
         MeasureNext();
+        hold.lock();
     }
-    // Everything given is measured: the queue's memory goes back here, at idle priority. A
-    // block that still comes is measured by Stop on the caller's thread.
-    std::vector<Chunk> done;
-    std::lock_guard<std::mutex> hold(lock);
-    done.swap(spare);
+    // Everything given is measured: the ring's memory goes back here, at idle priority. A
+    // block that still comes is measured on the caller's thread.
+    ring.Release();
 }
 
 }  // namespace tvfx

@@ -1,6 +1,6 @@
 #pragma once
 // The kit's own small file layer: plug-ins may not use the host's platform layer, so the few
-// operating-system calls they need on files and folders (files, a read-only mapping, renames,
+// operating-system calls they need on files and folders (files, mappings, renames,
 // folder listings, raw writes to the host's log handles) live here, one backend per system.
 // Failures return false with the reason in LastError / LastErrorText (os_error.h), read right
 // after the failing call.
@@ -41,7 +41,32 @@ public:
     bool Close();
 
 private:
+    friend class FileView;
     int64_t handle = -1;
+};
+
+// Part of an open file seen as memory, read and changed in place: a pass over a large file then
+// copies nothing in or out of the system's cache. Its pages come in by one call where the
+// system can, not by a fault each.
+class FileView {
+public:
+    FileView() = default;
+    ~FileView() { Unmap(); }
+    FileView(const FileView&) = delete;
+    FileView& operator=(const FileView&) = delete;
+
+    // length bytes from offset (any offset) of file, which is open for reading and writing
+    // and holds them, its pages put in place for writing or, cheaper, for reading only (a
+    // page's first write then costs a fault). Valid until the next Map or Unmap; the file must
+    // keep its size meanwhile.
+    bool Map(const File& file, uint64_t offset, uint64_t length, bool forWriting);
+    uint8_t* Data() const { return base ? static_cast<uint8_t*>(base) + lead : nullptr; }
+    void Unmap();
+
+private:
+    void* base = nullptr;
+    uint64_t mapped = 0;
+    uint64_t lead = 0;  // from the mapping's aligned start to offset
 };
 
 // A whole file mapped copy-on-write: the pages can be read and written, the file never changes.

@@ -120,6 +120,35 @@ bool File::Close() {
     return r == 0 || Failed();
 }
 
+bool FileView::Map(const File& file, uint64_t offset, uint64_t length, bool forWriting) {
+    Unmap();
+    if (length == 0) return FailedWith(EINVAL);
+    const long page = ::sysconf(_SC_PAGESIZE);
+    const uint64_t start = offset - offset % static_cast<uint64_t>(page > 0 ? page : 4096);
+    const size_t bytes = static_cast<size_t>(length + (offset - start));
+    void* view = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, Fd(file.handle), static_cast<off_t>(start));
+    if (view == MAP_FAILED) return Failed();
+#ifdef MADV_POPULATE_WRITE
+    // A kernel without it (EINVAL) faults the pages in one by one; any other failure means the
+    // file can't back a page, which a touch would learn by a signal.
+    if (::madvise(view, bytes, forWriting ? MADV_POPULATE_WRITE : MADV_POPULATE_READ) != 0 && errno != EINVAL) {
+        const int reason = errno;
+        ::munmap(view, bytes);
+        return FailedWith(reason == EFAULT || reason == EHWPOISON ? EIO : reason);
+    }
+#endif
+    base = view;
+    mapped = bytes;
+    lead = offset - start;
+    return true;
+}
+
+void FileView::Unmap() {
+    if (base) ::munmap(base, static_cast<size_t>(mapped));
+    base = nullptr;
+    mapped = lead = 0;
+}
+
 bool Mapping::Open(const std::u16string& path) {
     Close();
     const int fd = ::open(Narrow(path).c_str(), O_RDONLY | O_CLOEXEC);

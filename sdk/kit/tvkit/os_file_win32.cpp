@@ -141,6 +141,33 @@ bool File::Close() {
     return ok || Failed();
 }
 
+bool FileView::Map(const File& file, uint64_t offset, uint64_t length, bool) {
+    Unmap();
+    if (length == 0) return FailedWith(ERROR_INVALID_PARAMETER);
+    SYSTEM_INFO info{};
+    GetSystemInfo(&info);
+    const uint64_t granularity = info.dwAllocationGranularity ? info.dwAllocationGranularity : 65536;
+    const uint64_t start = offset - offset % granularity;
+    const uint64_t bytes = length + (offset - start);
+    HANDLE section = CreateFileMappingW(Native(file.handle), nullptr, PAGE_READWRITE, 0, 0, nullptr);
+    void* view = section ? MapViewOfFile(section, FILE_MAP_WRITE, static_cast<DWORD>(start >> 32),
+                                         static_cast<DWORD>(start), static_cast<SIZE_T>(bytes))
+                         : nullptr;
+    const DWORD e = GetLastError();
+    if (section) CloseHandle(section);  // the view keeps the section
+    if (!view) return FailedWith(e);
+    base = view;
+    mapped = bytes;
+    lead = offset - start;
+    return true;
+}
+
+void FileView::Unmap() {
+    if (base) UnmapViewOfFile(base);
+    base = nullptr;
+    mapped = lead = 0;
+}
+
 bool Mapping::Open(const std::u16string& path) {
     Close();
     HANDLE file =

@@ -37,11 +37,13 @@ void SleepMs(unsigned ms);
 double MonotonicSeconds();
 // CPU time of the whole process, all threads.
 double ProcessCpuSeconds();
-// Memory for a large buffer about to be filled, its pages put in place by one call instead of a
-// fault each as it is first written; null when the system refuses. Give it back with
-// FreePopulated and the same size.
-void* AllocatePopulated(size_t bytes);
-void FreePopulated(void* memory, size_t bytes);
+// Memory for a large buffer filled bit by bit, its pages arriving as they are first touched or
+// by PopulateMemory; null when the system refuses. Give it back with FreeMemory and the size.
+void* ReserveMemory(size_t bytes);
+// Puts the pages of part of reserved memory in place by one call, rather than by a fault each
+// as they are first written; where the system can't, they still arrive on first touch.
+void PopulateMemory(void* memory, size_t bytes);
+void FreeMemory(void* memory, size_t bytes);
 // Puts the calling thread at the lowest priority, for work that should use only time the
 // rest of the process leaves; false when the system refuses.
 bool LowerThreadToIdle();

@@ -61,14 +61,24 @@ double MonotonicSeconds() { return Seconds(CLOCK_MONOTONIC); }
 
 double ProcessCpuSeconds() { return Seconds(CLOCK_PROCESS_CPUTIME_ID); }
 
-void* AllocatePopulated(size_t bytes) {
-    void* memory = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+void* ReserveMemory(size_t bytes) {
+    void* memory = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (memory != MAP_FAILED) return memory;
     posix::Failed();
     return nullptr;
 }
 
-void FreePopulated(void* memory, size_t bytes) {
+void PopulateMemory(void* memory, size_t bytes) {
+#ifdef MADV_POPULATE_WRITE
+    // Only advice: refused (an older kernel, no memory now), the pages come on first touch.
+    ::madvise(memory, bytes, MADV_POPULATE_WRITE);
+#else
+    (void)memory;
+    (void)bytes;
+#endif
+}
+
+void FreeMemory(void* memory, size_t bytes) {
     if (memory) ::munmap(memory, bytes);  // fails only for an address not mapped here
 }
 

@@ -69,14 +69,18 @@ double ProcessCpuSeconds() {
     return static_cast<double>(ticks(kernel) + ticks(user)) * 1e-7;
 }
 
-void* AllocatePopulated(size_t bytes) {
-    // Windows commits the pages here; they still arrive on first touch.
+void* ReserveMemory(size_t bytes) {
+    // Committed here, the pages still arrive on first touch.
     void* memory = ::VirtualAlloc(nullptr, bytes, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
     if (!memory) win32::Failed();
     return memory;
 }
 
-void FreePopulated(void* memory, size_t) {
+void PopulateMemory(void*, size_t) {
+    // Windows has no call to put fresh pages in place ahead of their first write.
+}
+
+void FreeMemory(void* memory, size_t) {
     if (memory) ::VirtualFree(memory, 0, MEM_RELEASE);  // fails only for an address not allocated here
 }
 

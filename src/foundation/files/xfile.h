@@ -62,6 +62,9 @@ public:
     bool SetSize(uint64_t length);
     // Shrinks, keeping the position.
     bool Truncate(uint64_t length);
+    // Gives back the storage and cached memory of a range that won't be read again (it reads
+    // as zeros after); false where the system can't.
+    bool ReleaseRange(uint64_t offset, uint64_t length) { return XSysReleaseFileRange(handle, offset, length); }
     // Moves everything from position to the end by delta bytes.
     bool ShiftTail(int64_t position, int64_t delta, bool zeroGap);
 

@@ -47,9 +47,22 @@ bool XReadAhead::ReadInto(Slot& slot) {
         if (error == 0) error = XErr::HandleEof;
         return false;
     }
+    if (releasing) Release(total - unread, want);
     unread -= want;
     slot.size = want;
     return true;
+}
+
+void XReadAhead::Release(uint64_t offset, uint32_t length) {
+    if (!releaser.IsOpen()) {
+        if (releaseRefused) return;
+        // A read-only file keeps its memory until it is deleted: nothing else is lost.
+        releaseRefused = !releaser.OpenReadWrite(file);
+        if (releaseRefused) return;
+    }
+    // Refused, the range's memory goes back with the file instead.
+    if (!releaser.ReleaseRange(released, offset + length - released)) return;
+    released = offset + length;
 }
 
 void XReadAhead::Run() {
@@ -126,4 +139,7 @@ void XReadAhead::Close() {
         worker.join();
     }
     file.Close();
+    releaser.Close();
+    releasing = releaseRefused = false;
+    released = 0;
 }

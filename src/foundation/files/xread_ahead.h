@@ -2,6 +2,7 @@
 // XReadAhead: a file read front to back on a thread of its own, a few chunks ahead of the
 // caller. Copying out of the system's cache then runs on a second core beside the caller's work
 // on the chunk before. Where no thread can be had, the caller's own thread reads.
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -26,6 +27,11 @@ public:
     // error then says why (HandleEof for a file that shrank).
     bool Next(uint8_t*& data, uint32_t& size);
     uint64_t FileSize() const { return total; }
+    // Nothing read will be read again: from the next chunk on, each chunk's range of the file
+    // goes back to the system once it is read, on the reading thread, and reads as zeros
+    // after. For a file read once, so that its memory serves the caller meanwhile; opened
+    // read-only, a file can't be cut so, and keeps its memory till it is deleted.
+    void ReleaseBehind() { releasing = true; }
     // Stops the thread, whatever it was reading, and closes the file.
     void Close();
 
@@ -40,6 +46,8 @@ private:
     void Run();
     // Reads the chunk that follows into slot; false with the error code kept.
     bool ReadInto(Slot& slot);
+    // Gives back the file up to the end of the range just read; the reading side's alone.
+    void Release(uint64_t offset, uint32_t length);
 
     XFile file;
     uint32_t chunk = 0;
@@ -49,6 +57,10 @@ private:
     Slot slots[Slots];
     int taking = -1;  // the slot the caller holds, -1 for none
     int nextTake = 0;
+    std::atomic<bool> releasing{false};
+    XFile releaser;  // the file again, writable, to give ranges back through
+    bool releaseRefused = false;
+    uint64_t released = 0;
     uint32_t error = 0;  // set once, by the reading side
     bool failed = false;
     bool stopping = false;

@@ -57,6 +57,14 @@ XFileHandle XSysDuplicateHandle(XFileHandle handle, bool inheritable);
 // Read-only view of the first length bytes of an open file; null on failure.
 const void* XSysMapView(XFileHandle handle, uint64_t length);
 void XSysUnmapView(const void* view, uint64_t length);
+// A view of length bytes from offset (a multiple of XSysMapGranularity) of a file open for
+// reading and writing: what is written there is written to the file. Its pages come mapped for
+// reading by this one call where the system can, not by a fault each (a page's first write
+// still costs one); null on failure, and also when the file can't back them (shorter than
+// offset + length).
+void* XSysMapWritableView(XFileHandle handle, uint64_t offset, uint64_t length);
+void XSysUnmapWritableView(void* view, uint64_t length);
+uint64_t XSysMapGranularity();
 
 // An anonymous pipe; both ends inheritable or not.
 bool XSysCreatePipe(XFileHandle* readHandle, XFileHandle* writeHandle, bool inheritable);
@@ -68,6 +76,11 @@ bool XSysReadReady(XFileHandle handle, void* buffer, uint32_t count, uint32_t* d
 // Whether nothing more can arrive beyond what the handle holds now: a pipe whose writers are
 // gone, or anything that isn't a pipe or socket (a file holds all it ever will).
 bool XSysWriterGone(XFileHandle handle);
+
+// Gives back the storage and cached memory of a range that will not be read again; it reads as
+// zeros after, and the file keeps its size. False where the system can't (Windows, without a
+// sparse file): the memory then goes back when the file is deleted.
+bool XSysReleaseFileRange(XFileHandle handle, uint64_t offset, uint64_t length);
 
 // Pushes the file's data to the storage device.
 bool XSysFlushFile(XFileHandle handle);

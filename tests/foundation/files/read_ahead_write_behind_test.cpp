@@ -61,6 +61,31 @@ TEST(ReadAheadWriteBehind, BytesComeBackExactlyThroughSmallChunks) {
     }
 }
 
+TEST(ReadAheadWriteBehind, AFileReadOnceGivesItsRangesBackAsTheyAreRead) {
+    TestDir dir;
+    const std::vector<uint8_t> bytes = Pattern(1u << 20);
+    {
+        XWriteBehind writer;
+        ASSERT_TRUE(writer.Open(dir.X("f")));
+        ASSERT_TRUE(writer.Write(bytes.data(), static_cast<uint32_t>(bytes.size())));
+        ASSERT_TRUE(writer.Finish());
+    }
+    XReadAhead reader;
+    ASSERT_TRUE(reader.Open(dir.X("f"), 64 * 1024));
+    reader.ReleaseBehind();
+    // The bytes come whole all the same: each range goes only once it has been read.
+    EXPECT_EQ(ReadAll(reader, 64 * 1024), bytes);
+    reader.Close();
+    EXPECT_EQ(std::filesystem::file_size(dir.Str("f")), bytes.size());
+#ifdef __linux__
+    XFile file;
+    ASSERT_TRUE(file.OpenRead(dir.X("f")));
+    std::vector<uint8_t> after(bytes.size());
+    EXPECT_EQ(file.Read(after.data(), static_cast<uint32_t>(after.size())), after.size());
+    EXPECT_EQ(after, std::vector<uint8_t>(bytes.size(), 0));
+#endif
+}
+
 TEST(ReadAheadWriteBehind, EmptyFilesMissingFilesAndAnEarlyClose) {
     TestDir dir;
     XWriteBehind writer;

@@ -226,6 +226,44 @@ void XSysUnmapView(const void* view, uint64_t length) {
     if (view) munmap(const_cast<void*>(view), static_cast<size_t>(length));
 }
 
+void* XSysMapWritableView(XFileHandle handle, uint64_t offset, uint64_t length) {
+    void* view = mmap(nullptr, static_cast<size_t>(length), PROT_READ | PROT_WRITE, MAP_SHARED, ToFd(handle),
+                      static_cast<off_t>(offset));
+    if (view == MAP_FAILED) {
+        Fail();
+        return nullptr;
+    }
+#ifdef MADV_POPULATE_READ
+    // Without it every page faults on its first touch; a kernel that doesn't know it (EINVAL)
+    // leaves the view working. Any other failure means the file can't back a page, which a
+    // touch would learn by a signal. For reading only: making every page writable costs ten
+    // times as much, for the many passes that write nothing here.
+    if (madvise(view, static_cast<size_t>(length), MADV_POPULATE_READ) != 0 && errno != EINVAL) {
+        const int reason = errno;
+        munmap(view, static_cast<size_t>(length));
+        errno = reason == EFAULT || reason == EHWPOISON ? EIO : reason;
+        Fail();
+        return nullptr;
+    }
+#endif
+    return view;
+}
+
+void XSysUnmapWritableView(void* view, uint64_t length) {
+    if (view) munmap(view, static_cast<size_t>(length));
+}
+
+bool XSysReleaseFileRange(XFileHandle handle, uint64_t offset, uint64_t length) {
+    return fallocate(ToFd(handle), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, static_cast<off_t>(offset),
+                     static_cast<off_t>(length)) == 0 ||
+           Fail();
+}
+
+uint64_t XSysMapGranularity() {
+    const long page = sysconf(_SC_PAGESIZE);
+    return page > 0 ? static_cast<uint64_t>(page) : 4096;
+}
+
 bool XSysCreatePipe(XFileHandle* readHandle, XFileHandle* writeHandle, bool inheritable) {
     int fds[2];
     if (pipe2(fds, inheritable ? 0 : O_CLOEXEC) != 0) return Fail();

@@ -147,6 +147,34 @@ void XSysUnmapView(const void* view, uint64_t) {
     if (view) UnmapViewOfFile(view);
 }
 
+void* XSysMapWritableView(XFileHandle handle, uint64_t offset, uint64_t length) {
+    HANDLE mapping = CreateFileMappingW(XNativeHandle(handle), nullptr, PAGE_READWRITE, 0, 0, nullptr);
+    if (!mapping) return nullptr;
+    void* view = MapViewOfFile(mapping, FILE_MAP_WRITE, static_cast<DWORD>(offset >> 32), static_cast<DWORD>(offset),
+                               static_cast<SIZE_T>(length));
+    // The view keeps the section alive; the mapping handle is not needed any more.
+    const DWORD error = GetLastError();
+    CloseHandle(mapping);
+    if (!view) XSetLastError(error);
+    return view;
+}
+
+void XSysUnmapWritableView(void* view, uint64_t) {
+    if (view) UnmapViewOfFile(view);
+}
+
+bool XSysReleaseFileRange(XFileHandle, uint64_t, uint64_t) {
+    // Zeroing a range of a file that isn't sparse writes the zeros: worse than keeping it.
+    XSetLastError(ERROR_NOT_SUPPORTED);
+    return false;
+}
+
+uint64_t XSysMapGranularity() {
+    SYSTEM_INFO info{};
+    GetSystemInfo(&info);
+    return info.dwAllocationGranularity != 0 ? info.dwAllocationGranularity : 65536;
+}
+
 bool XSysCreatePipe(XFileHandle* readHandle, XFileHandle* writeHandle, bool inheritable) {
     SECURITY_ATTRIBUTES sa{sizeof sa, nullptr, inheritable ? TRUE : FALSE};
     HANDLE r = nullptr, w = nullptr;
