@@ -47,32 +47,34 @@ bool TvLivePassWriter::After(const AudioBlockRecord& block) {
 
 bool TvLivePassWriter::PutInPlace(const AudioBlockRecord& block) {
     if (block.Data == nullptr || block.Size == 0) return true;
-    const auto* data = static_cast<const uint8_t*>(block.Data);
-    const uint32_t size = block.Size;
     // Left where the piece lay, changed or not: the file holds it already.
-    if (data == piece && kept == pieceStart) {
-        kept += size;
+    if (!overwriting && block.Data == piece && kept == pieceStart) {
+        kept += block.Size;
         return true;
     }
-    // Written, not copied into the view: the view's pages are mapped for reading, and a write
-    // through it would fault on each. Audio inside the view would be overwritten while it is
-    // written out, so it is set aside first.
-    if (data >= piece && data < piece + shadowSize) {
-        if (shadow.Size() < size && !shadow.Resize(size, false, false, 0, true)) {
-            XSetLastError(XErr::NotEnoughMemory);
-            return false;
-        }
-        std::memcpy(shadow.Data(), data, size);
-        data = shadow.Data();
+    // Written behind in large writes, not copied into the view: the view's pages are mapped for
+    // reading, and a write through it would fault on each. Audio inside the view never lies
+    // before the place it goes to, so the writing can't overtake a part not yet copied.
+    if (!overwriting) {
+        if (!overwriter.OpenAt(source, kept)) return false;
+        overwriting = true;
     }
-    if (!rendered.IsOpen() && !rendered.OpenReadWrite(source)) return false;
-    if (!rendered.Seek(static_cast<int64_t>(kept), XFile::FromStart) || !rendered.Write(data, size)) return false;
-    kept += size;
+    if (!overwriter.Write(block.Data, block.Size)) return false;
+    kept += block.Size;
     return true;
+}
+
+bool TvLivePassWriter::FinishOverwriting() {
+    if (!overwriting) return true;
+    overwriting = false;
+    const bool ok = overwriter.Finish();
+    overwriter.Close();
+    return ok;
 }
 
 bool TvLivePassWriter::StartWriting() {
     diverged = true;
+    if (!FinishOverwriting()) return false;
     if (!writer.Open(target)) return false;
     XFile from;
     if (kept == 0) return true;
@@ -92,6 +94,7 @@ bool TvLivePassWriter::StartWriting() {
 
 bool TvLivePassWriter::Finish() {
     if (diverged) return writer.Finish();
+    if (!FinishOverwriting()) return false;
     if (!inPlace || kept == given) return true;
     // The DSP gave back less than it got, or more on its last piece.
     if (!rendered.IsOpen() && !rendered.OpenReadWrite(source)) return false;
@@ -100,5 +103,6 @@ bool TvLivePassWriter::Finish() {
 
 void TvLivePassWriter::Close() {
     writer.Close();
+    overwriter.Close();
     rendered.Close();
 }

@@ -40,15 +40,18 @@ public:
 
 private:
     bool PutInPlace(const AudioBlockRecord& block);
-    bool StartWriting();  // makes the file and copies what the rendered file holds into it
+    bool FinishOverwriting();  // waits for the writes into the rendered file
+    bool StartWriting();       // makes the file and copies what the rendered file holds into it
 
     const XString& source;
     const XString& target;
     const bool inPlace;
     uint8_t* piece = nullptr;  // in place: where the piece lies in the view
     uint64_t pieceStart = 0;
-    uint64_t given = 0;  // bytes handed to the DSP, the piece at hand included
-    XFile rendered;      // in place: for audio that doesn't go where its piece lay
+    uint64_t given = 0;       // bytes handed to the DSP, the piece at hand included
+    XWriteBehind overwriter;  // in place: audio written into the rendered file behind the reading
+    bool overwriting = false;
+    XFile rendered;  // in place: to cut the rendered file to its new length
     XWriteBehind writer;
     XBuffer shadow;
     uint32_t shadowSize = 0;

@@ -7,8 +7,21 @@
 
 bool XWriteBehind::Open(const XString& path, uint32_t chunkBytes) {
     Close();
+    return file.OpenCreate(path) && Start(chunkBytes);
+}
+
+bool XWriteBehind::OpenAt(const XString& path, uint64_t offset, uint32_t chunkBytes) {
+    Close();
+    if (!file.OpenReadWrite(path)) return false;
+    if (!file.Seek(static_cast<int64_t>(offset), XFile::FromStart)) {
+        file.Close();
+        return false;
+    }
+    return Start(chunkBytes);
+}
+
+bool XWriteBehind::Start(uint32_t chunkBytes) {
     if (chunkBytes == 0) chunkBytes = DefaultChunkBytes;
-    if (!file.OpenCreate(path)) return false;
     for (Slot& slot : slots) {
         slot.size = 0;
         slot.full = false;

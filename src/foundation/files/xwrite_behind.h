@@ -22,6 +22,9 @@ public:
     // Creates path anew (or replaces it) for writing; false, with the last error set, when the
     // file can't be made or the buffers can't be had.
     bool Open(const XString& path, uint32_t chunkBytes = DefaultChunkBytes);
+    // Opens an existing file to write over it from offset on, keeping what lies before and
+    // after; false, with the last error set, as for Open.
+    bool OpenAt(const XString& path, uint64_t offset, uint32_t chunkBytes = DefaultChunkBytes);
     // Copies size bytes in. False once any write has failed; the last error says why.
     bool Write(const void* data, uint32_t size);
     // Writes what is left and waits for every write; false, with the last error set, when any
@@ -40,6 +43,7 @@ private:
         bool full = false;  // handed to the writing side, not written yet
     };
 
+    bool Start(uint32_t chunkBytes);  // the buffers and the thread, for the file just opened
     void Run();
     bool Hand(Slot& slot);  // gives the filled slot away and takes the next; false after a failure
     bool WriteOut(Slot& slot);
