@@ -44,8 +44,8 @@ void* ReserveMemory(size_t bytes);
 // as they are first written; where the system can't, they still arrive on first touch.
 void PopulateMemory(void* memory, size_t bytes);
 void FreeMemory(void* memory, size_t bytes);
-// Puts the calling thread at the lowest priority, for work that should use only time the
-// rest of the process leaves; false when the system refuses.
+// Puts the calling thread at the lowest priority (Linux: the idle class), for work that should
+// use only time the rest of the process leaves; false when the system refuses.
 bool LowerThreadToIdle();
 
 }  // namespace tvkit::os

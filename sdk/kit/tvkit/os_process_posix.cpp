@@ -1,5 +1,7 @@
 // POSIX backend of the kit's process services.
 #include <dlfcn.h>
+#include <pthread.h>
+#include <sched.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -83,6 +85,13 @@ void FreeMemory(void* memory, size_t bytes) {
 }
 
 bool LowerThreadToIdle() {
+#ifdef SCHED_IDLE
+    // The idle class, not merely the lowest nice value: a processor running only such a thread
+    // counts as free, so that a thread of the process that wakes (an encoder's helper) goes
+    // there at once instead of taking turns with the conversion's own thread.
+    sched_param param{};
+    if (::pthread_setschedparam(::pthread_self(), SCHED_IDLE, &param) == 0) return true;
+#endif
     // Linux keeps a nice value per thread, addressed by its thread id.
     return ::setpriority(PRIO_PROCESS, static_cast<id_t>(::syscall(SYS_gettid)), 19) == 0 || posix::Failed();
 }
