@@ -69,7 +69,7 @@ public:
     // its size promised.
     bool Next(uint8_t*& data, uint32_t& size);
     bool AtEnd() const { return at == held && left == 0; }
-    uint64_t FileSize() const { return size; }
+    uint64_t FileSize() const { return total; }
     // Nothing before the chunk at hand will be read again: its memory goes back to the system
     // now, and each chunk's as the reader leaves it, for the caller's writing to use instead of
     // fresh memory. The file reads as zeros there after.
@@ -89,10 +89,10 @@ private:
     uint8_t* chunk = nullptr;
     uint64_t chunkBytes = 0;
     uint64_t piece = 0;
-    uint64_t size = 0;
-    uint64_t left = 0;  // not taken from the file yet
-    uint64_t held = 0;  // in the chunk at hand
-    uint64_t at = 0;    // handed out of it
+    uint64_t total = 0;  // the file's size
+    uint64_t left = 0;   // not taken from the file yet
+    uint64_t held = 0;   // in the chunk at hand
+    uint64_t at = 0;     // handed out of it
 };
 
 // 500 ms of format in whole frames, at least one: the piece of the rendered file.

@@ -24,7 +24,7 @@ bool TvPieceReader::Open(const XString& path, uint64_t pieceBytes) {
     piece = pieceBytes == 0 ? 1 : pieceBytes;
     chunkBytes = piece * (ReadBytes / piece > 0 ? ReadBytes / piece : 1);
     if (!file.Open(path, static_cast<uint32_t>(chunkBytes))) return false;
-    size = left = file.FileSize();
+    total = left = file.FileSize();
     return true;
 }
 
@@ -33,11 +33,11 @@ bool TvPieceReader::OpenInPlace(const XString& path, uint64_t pieceBytes) {
     piece = pieceBytes == 0 ? 1 : pieceBytes;
     chunkBytes = piece * (WindowBytes / piece > 0 ? WindowBytes / piece : 1);
     bool sizeError = false;
-    if (!whole.OpenReadWrite(path) || (size = whole.Size(&sizeError), sizeError)) {
+    if (!whole.OpenReadWrite(path) || (total = whole.Size(&sizeError), sizeError)) {
         whole.Close();
         return false;
     }
-    left = size;
+    left = total;
     inPlace = true;
     // The first window now, so that a file that can't be seen in place says so here.
     if (left != 0 && !NextChunk()) {
@@ -52,8 +52,8 @@ bool TvPieceReader::NextChunk() {
     uint32_t got = 0;
     if (inPlace) {
         window.Unmap();
-        if (releasing) Release(size - left);
-        if (!window.Map(whole, size - left, want)) return false;
+        if (releasing) Release(total - left);
+        if (!window.Map(whole, total - left, want)) return false;
         chunk = window.Data();
         got = static_cast<uint32_t>(want);
     } else if (!file.Next(chunk, got) || got == 0) {
@@ -82,7 +82,7 @@ bool TvPieceReader::Next(uint8_t*& data, uint32_t& size) {
 void TvPieceReader::ReleaseBehind() {
     releasing = true;
     if (inPlace) {
-        Release(size - left - held);
+        Release(total - left - held);
     } else {
         file.ReleaseBehind();
     }
@@ -99,7 +99,7 @@ void TvPieceReader::Close() {
     whole.Close();
     inPlace = releasing = false;
     chunk = nullptr;
-    size = left = held = at = released = 0;
+    total = left = held = at = released = 0;
 }
 
 bool TvRenderedSource::Read(AudioBlockRecord& block, uint64_t encodedBytes) {
