@@ -14,23 +14,33 @@ constexpr size_t PieceFrames = 32768;
 // A file this small is done on one thread: a second one costs more than it saves.
 constexpr uint64_t SplitBytes = 4u << 20;
 
-// Pieces seen in place come from views of this much of the file at a time.
-constexpr uint64_t ViewPieces = 64;
+// Pieces seen in place: the file is mapped this much at a time (a bounded share of the address
+// space, few mappings) and its pages put in place this many pieces ahead of the work.
+constexpr uint64_t MapBytes = uint64_t{1} << 30;
+constexpr uint64_t PopulatePieces = 64;
 
 // The bytes [from, to) of a file open for reading and writing, piece by piece, in place: what
-// fn changes is changed in the file (with writeBack, whose pages come ready for it). False, with from moved past the
-// pieces done, where the file can't be seen so; the rest must then be read.
+// fn changes is changed in the file (with writeBack, whose pages come ready for it). False,
+// with from moved past the pieces done, where the file can't be seen so; the rest must then be
+// read.
 bool WalkInPlace(tvkit::os::File& file, const Layout& layout, bool writeBack, uint64_t& from, uint64_t to,
                  const std::function<void(uint8_t*, size_t)>& fn) {
     const uint64_t piece = PieceFrames * layout.frameBytes;
+    const uint64_t step = piece * PopulatePieces;
     tvkit::os::FileView view;
     while (from < to) {
-        const uint64_t length = std::min<uint64_t>(piece * ViewPieces, to - from);
-        if (!view.Map(file, from, length, writeBack)) return false;
-        for (uint64_t at = 0; at < length; at += piece) {
-            fn(view.Data() + at, static_cast<size_t>(std::min<uint64_t>(piece, length - at) / layout.frameBytes));
+        const uint64_t length = std::min<uint64_t>(std::max(step, MapBytes / step * step), to - from);
+        if (!view.Map(file, from, length)) return false;
+        for (uint64_t done = 0; done < length;) {
+            const uint64_t part = std::min<uint64_t>(step, length - done);
+            if (!view.Populate(done, part, writeBack)) return false;
+            for (uint64_t at = done; at < done + part; at += piece) {
+                fn(view.Data() + at,
+                   static_cast<size_t>(std::min<uint64_t>(piece, done + part - at) / layout.frameBytes));
+            }
+            done += part;
+            from += part;
         }
-        from += length;
     }
     return true;
 }

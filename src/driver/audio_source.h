@@ -83,6 +83,7 @@ private:
     XReadAhead file;
     XFile whole;  // in place: the file, with the window at hand mapped
     XFileView window;
+    uint64_t windowStart = 0;  // the file's offset of the window's first byte
     bool inPlace = false;
     bool releasing = false;
     uint64_t released = 0;  // bytes from the start given back

@@ -9,9 +9,12 @@ constexpr uint32_t PieceMs = 500;
 // One read fills this much with whole pieces, at least one: few system calls, and still
 // within the processor's cache when the pieces are used.
 constexpr uint64_t ReadBytes = 1u << 20;
-// A view in place covers this much with whole pieces: few mappings, a bounded share of the
-// address space however long the file, and memory given back soon behind the reading.
-constexpr uint64_t WindowBytes = uint64_t{16} << 20;
+// In place, the pages come in this much at a time, in whole pieces, and go back as soon behind
+// the reading; the view they lie in covers as many such chunks as fit in MapBytes: a bounded
+// share of the address space however long the file, and few mappings, each of which stops the
+// process's other threads that are taking memory at the time.
+constexpr uint64_t ChunkBytes = uint64_t{16} << 20;
+constexpr uint64_t MapBytes = uint64_t{1} << 30;
 }  // namespace
 
 uint64_t TvRenderPieceBytes(const XWaveFormat& format) {
@@ -31,7 +34,7 @@ bool TvPieceReader::Open(const XString& path, uint64_t pieceBytes) {
 bool TvPieceReader::OpenInPlace(const XString& path, uint64_t pieceBytes) {
     Close();
     piece = pieceBytes == 0 ? 1 : pieceBytes;
-    chunkBytes = piece * (WindowBytes / piece > 0 ? WindowBytes / piece : 1);
+    chunkBytes = piece * (ChunkBytes / piece > 0 ? ChunkBytes / piece : 1);
     bool sizeError = false;
     if (!whole.OpenReadWrite(path) || (total = whole.Size(&sizeError), sizeError)) {
         whole.Close();
@@ -51,10 +54,15 @@ bool TvPieceReader::NextChunk() {
     const uint64_t want = left < chunkBytes ? left : chunkBytes;
     uint32_t got = 0;
     if (inPlace) {
-        window.Unmap();
-        if (releasing) Release(total - left);
-        if (!window.Map(whole, total - left, want)) return false;
-        chunk = window.Data();
+        const uint64_t offset = total - left;
+        if (releasing) Release(offset);
+        if (window.Data() == nullptr || offset + want > windowStart + window.Length()) {
+            const uint64_t span = chunkBytes * (MapBytes / chunkBytes > 0 ? MapBytes / chunkBytes : 1);
+            if (!window.Map(whole, offset, left < span ? left : span)) return false;
+            windowStart = offset;
+        }
+        if (!window.Populate(offset - windowStart, want)) return false;
+        chunk = window.Data() + (offset - windowStart);
         got = static_cast<uint32_t>(want);
     } else if (!file.Next(chunk, got) || got == 0) {
         return false;
@@ -99,7 +107,7 @@ void TvPieceReader::Close() {
     whole.Close();
     inPlace = releasing = false;
     chunk = nullptr;
-    total = left = held = at = released = 0;
+    total = left = held = at = released = windowStart = 0;
 }
 
 bool TvRenderedSource::Read(AudioBlockRecord& block, uint64_t encodedBytes) {

@@ -46,8 +46,10 @@ private:
 };
 
 // Part of an open file seen as memory, read and changed in place: a pass over a large file then
-// copies nothing in or out of the system's cache. Its pages come in by one call where the
-// system can, not by a fault each.
+// copies nothing in or out of the system's cache. Its pages come in by one call per step where
+// the system can, not by a fault each. Map a large part once and put its pages in place step by
+// step: mapping and unmapping stop every other thread of the process that is taking memory,
+// putting pages in place doesn't.
 class FileView {
 public:
     FileView() = default;
@@ -56,10 +58,12 @@ public:
     FileView& operator=(const FileView&) = delete;
 
     // length bytes from offset (any offset) of file, which is open for reading and writing
-    // and holds them, its pages put in place for writing or, cheaper, for reading only (a
-    // page's first write then costs a fault). Valid until the next Map or Unmap; the file must
-    // keep its size meanwhile.
-    bool Map(const File& file, uint64_t offset, uint64_t length, bool forWriting);
+    // and holds them. Valid until the next Map or Unmap; the file must keep its size meanwhile.
+    bool Map(const File& file, uint64_t offset, uint64_t length);
+    // Puts the pages of [from, from + length) of the view in place, for writing or, cheaper,
+    // for reading only (a page's first write then costs a fault). False when the file can't
+    // back them; where the system has no such call, the pages come on first touch.
+    bool Populate(uint64_t from, uint64_t length, bool forWriting);
     uint8_t* Data() const { return base ? static_cast<uint8_t*>(base) + lead : nullptr; }
     void Unmap();
 

@@ -120,7 +120,7 @@ bool File::Close() {
     return r == 0 || Failed();
 }
 
-bool FileView::Map(const File& file, uint64_t offset, uint64_t length, bool forWriting) {
+bool FileView::Map(const File& file, uint64_t offset, uint64_t length) {
     Unmap();
     if (length == 0) return FailedWith(EINVAL);
     const long page = ::sysconf(_SC_PAGESIZE);
@@ -128,18 +128,27 @@ bool FileView::Map(const File& file, uint64_t offset, uint64_t length, bool forW
     const size_t bytes = static_cast<size_t>(length + (offset - start));
     void* view = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, Fd(file.handle), static_cast<off_t>(start));
     if (view == MAP_FAILED) return Failed();
-#ifdef MADV_POPULATE_WRITE
-    // A kernel without it (EINVAL) faults the pages in one by one; any other failure means the
-    // file can't back a page, which a touch would learn by a signal.
-    if (::madvise(view, bytes, forWriting ? MADV_POPULATE_WRITE : MADV_POPULATE_READ) != 0 && errno != EINVAL) {
-        const int reason = errno;
-        ::munmap(view, bytes);
-        return FailedWith(reason == EFAULT || reason == EHWPOISON ? EIO : reason);
-    }
-#endif
     base = view;
     mapped = bytes;
     lead = offset - start;
+    return true;
+}
+
+bool FileView::Populate(uint64_t from, uint64_t length, bool forWriting) {
+    if (!base || length == 0 || lead + from + length > mapped) return FailedWith(EINVAL);
+#ifdef MADV_POPULATE_WRITE
+    const long page = ::sysconf(_SC_PAGESIZE);
+    const uint64_t pageBytes = static_cast<uint64_t>(page > 0 ? page : 4096);
+    const uint64_t first = (lead + from) / pageBytes * pageBytes;
+    // A kernel without it (EINVAL) faults the pages in one by one; any other failure means the
+    // file can't back a page, which a touch would learn by a signal.
+    if (::madvise(static_cast<uint8_t*>(base) + first, static_cast<size_t>(lead + from + length - first),
+                  forWriting ? MADV_POPULATE_WRITE : MADV_POPULATE_READ) != 0 &&
+        errno != EINVAL)
+        return FailedWith(errno == EFAULT || errno == EHWPOISON ? EIO : errno);
+#else
+    (void)forWriting;
+#endif
     return true;
 }
 

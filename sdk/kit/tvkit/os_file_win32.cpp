@@ -141,7 +141,7 @@ bool File::Close() {
     return ok || Failed();
 }
 
-bool FileView::Map(const File& file, uint64_t offset, uint64_t length, bool) {
+bool FileView::Map(const File& file, uint64_t offset, uint64_t length) {
     Unmap();
     if (length == 0) return FailedWith(ERROR_INVALID_PARAMETER);
     SYSTEM_INFO info{};
@@ -159,6 +159,12 @@ bool FileView::Map(const File& file, uint64_t offset, uint64_t length, bool) {
     base = view;
     mapped = bytes;
     lead = offset - start;
+    return true;
+}
+
+bool FileView::Populate(uint64_t from, uint64_t length, bool) {
+    if (!base || length == 0 || lead + from + length > mapped) return FailedWith(ERROR_INVALID_PARAMETER);
+    // Windows has no call that makes pages writable ahead; they come on first touch.
     return true;
 }
 

@@ -2,9 +2,13 @@
 
 #include "foundation/platform/last_error.h"
 
-bool XFileView::Map(const XFile& file, uint64_t offset, uint64_t length) {
+bool XFileView::Map(XFile& file, uint64_t offset, uint64_t length) {
     Unmap();
-    if (length == 0) {
+    bool sizeError = false;
+    const uint64_t size = file.Size(&sizeError);
+    if (sizeError) return false;
+    // A page past the file's end would be mapped all the same, and fault on its first touch.
+    if (length == 0 || offset > size || length > size - offset) {
         XSetLastError(XErr::InvalidParameter);
         return false;
     }
@@ -16,6 +20,14 @@ bool XFileView::Map(const XFile& file, uint64_t offset, uint64_t length) {
     lead = offset - start;
     mapped = length + lead;
     return true;
+}
+
+bool XFileView::Populate(uint64_t from, uint64_t length) {
+    if (base == nullptr || length == 0 || from > Length() || length > Length() - from) {
+        XSetLastError(XErr::InvalidParameter);
+        return false;
+    }
+    return XSysPopulateView(Data() + from, length);
 }
 
 void XFileView::Unmap() {

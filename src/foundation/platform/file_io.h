@@ -58,11 +58,13 @@ XFileHandle XSysDuplicateHandle(XFileHandle handle, bool inheritable);
 const void* XSysMapView(XFileHandle handle, uint64_t length);
 void XSysUnmapView(const void* view, uint64_t length);
 // A view of length bytes from offset (a multiple of XSysMapGranularity) of a file open for
-// reading and writing: what is written there is written to the file. Its pages come mapped for
-// reading by this one call where the system can, not by a fault each (a page's first write
-// still costs one); null on failure, and also when the file can't back them (shorter than
-// offset + length).
+// reading and writing, which holds them: what is written there is written to the file. Null on
+// failure.
 void* XSysMapWritableView(XFileHandle handle, uint64_t offset, uint64_t length);
+// Maps the pages of [at, at + length) of such a view for reading by one call where the system
+// can, not by a fault each (a page's first write still costs one). False when the file can't
+// back them; where the system has no such call, true, and the pages come on first touch.
+bool XSysPopulateView(void* at, uint64_t length);
 void XSysUnmapWritableView(void* view, uint64_t length);
 uint64_t XSysMapGranularity();
 

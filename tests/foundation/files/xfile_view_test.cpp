@@ -1,5 +1,6 @@
 // A view of part of a file, at any offset: what is written through it is in the file, read
-// back by ordinary reads, and a range the file doesn't hold is refused rather than mapped.
+// back by ordinary reads, and a range the file or the view doesn't hold is refused rather than
+// mapped or brought in.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -26,6 +27,9 @@ TEST(FileView, WritesThroughAViewAtAnyOffsetAreTheFilesOwn) {
         SCOPED_TRACE(offset);
         const uint64_t length = offset == 199000 ? 1000 : 5000;
         ASSERT_TRUE(view.Map(file, offset, length));
+        EXPECT_EQ(view.Length(), length);
+        ASSERT_TRUE(view.Populate(0, length / 2));
+        ASSERT_TRUE(view.Populate(length / 2, length - length / 2));
         uint8_t* data = view.Data();
         EXPECT_EQ(data[0], bytes[offset]);
         EXPECT_EQ(data[length - 1], bytes[offset + length - 1]);
@@ -50,7 +54,13 @@ TEST(FileView, ARangeTheFileDoesntHoldIsRefused) {
     EXPECT_FALSE(view.Map(file, 0, 0));
     EXPECT_FALSE(view.Map(file, 8192, 100));
     EXPECT_EQ(view.Data(), nullptr);
-    EXPECT_TRUE(view.Map(file, 100, 2900));
+    EXPECT_FALSE(view.Map(file, 100, 2901));
+    EXPECT_EQ(view.Data(), nullptr);
+    ASSERT_TRUE(view.Map(file, 100, 2900));
+    EXPECT_FALSE(view.Populate(0, 2901));
+    EXPECT_FALSE(view.Populate(2900, 1));
+    EXPECT_TRUE(view.Populate(2899, 1));
+    EXPECT_EQ(view.Data()[2899], 'x');
 }
 
 }  // namespace

@@ -233,20 +233,27 @@ void* XSysMapWritableView(XFileHandle handle, uint64_t offset, uint64_t length) 
         Fail();
         return nullptr;
     }
-#ifdef MADV_POPULATE_READ
-    // Without it every page faults on its first touch; a kernel that doesn't know it (EINVAL)
-    // leaves the view working. Any other failure means the file can't back a page, which a
-    // touch would learn by a signal. For reading only: making every page writable costs ten
-    // times as much, for the many passes that write nothing here.
-    if (madvise(view, static_cast<size_t>(length), MADV_POPULATE_READ) != 0 && errno != EINVAL) {
-        const int reason = errno;
-        munmap(view, static_cast<size_t>(length));
-        errno = reason == EFAULT || reason == EHWPOISON ? EIO : reason;
-        Fail();
-        return nullptr;
-    }
-#endif
     return view;
+}
+
+bool XSysPopulateView(void* at, uint64_t length) {
+#ifdef MADV_POPULATE_READ
+    const uintptr_t page = static_cast<uintptr_t>(XSysMapGranularity());
+    const uintptr_t first = reinterpret_cast<uintptr_t>(at) / page * page;
+    const size_t bytes = static_cast<size_t>(reinterpret_cast<uintptr_t>(at) + length - first);
+    // A kernel that doesn't know it (EINVAL) leaves the pages to come on first touch. Any other
+    // failure means the file can't back a page, which a touch would learn by a signal. For
+    // reading only: making every page writable costs far more, for the many passes that
+    // write nothing here.
+    if (madvise(reinterpret_cast<void*>(first), bytes, MADV_POPULATE_READ) != 0 && errno != EINVAL) {
+        errno = errno == EFAULT || errno == EHWPOISON ? EIO : errno;
+        return Fail();
+    }
+#else
+    (void)at;
+    (void)length;
+#endif
+    return true;
 }
 
 void XSysUnmapWritableView(void* view, uint64_t length) {

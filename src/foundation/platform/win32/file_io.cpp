@@ -159,6 +159,11 @@ void* XSysMapWritableView(XFileHandle handle, uint64_t offset, uint64_t length) 
     return view;
 }
 
+bool XSysPopulateView(void*, uint64_t) {
+    // No call maps a view's pages ahead here; they come on first touch.
+    return true;
+}
+
 void XSysUnmapWritableView(void* view, uint64_t) {
     if (view) UnmapViewOfFile(view);
 }
