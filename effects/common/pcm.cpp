@@ -72,8 +72,10 @@ __attribute__((target("avx2"))) size_t Scale16Avx2(const uint8_t* in, size_t sam
 // Eight doubles a lane where the processor has AVX-512: the conversions to and from double are
 // the loop's cost, and half as many of them go through. GCC 12 takes the undefined first input
 // that these intrinsics pass to their masked builtins for an uninitialised variable.
+#if !defined(__clang__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 __attribute__((target("avx512f"))) inline __m256i Quantise8(__m256i eight, __m512d g, __m512d lo, __m512d hi) {
     const __m512d v = _mm512_mul_pd(_mm512_cvtepi32_pd(eight), g);
     return _mm512_cvtpd_epi32(_mm512_min_pd(_mm512_max_pd(v, lo), hi));
@@ -93,7 +95,9 @@ __attribute__((target("avx512f"))) size_t Scale16Avx512(const uint8_t* in, size_
     }
     return i;
 }
+#if !defined(__clang__)
 #pragma GCC diagnostic pop
+#endif
 
 size_t Scale16Fast(const uint8_t* in, size_t samples, double gain, uint8_t* out) {
     static const bool avx512 = __builtin_cpu_supports("avx512f");
