@@ -118,7 +118,9 @@ void MeterThread::Run() {
     std::unique_lock<std::mutex> hold(lock);
     for (;;) {
         // The ring's next pages first: the copying waits for them, the measurement doesn't.
-        if (!dropping && Populate(hold, ring.Tail() + PopulateAhead)) continue;
+        // After the last block none are needed, and putting them in place would only hold up
+        // the caller's unmapping of its views, which waits for that call.
+        if (!dropping && !lastAdded && Populate(hold, ring.Tail() + PopulateAhead)) continue;
         changed.wait(hold, [this] { return !ring.Empty() || ending || lastAdded; });
         if (dropping) return;
         if (ring.Empty()) {
